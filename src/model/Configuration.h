@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QObject>
+#include <QString>
+
+// The one accessor of the application's settings. It keeps no state: every call opens the
+// store, reads or writes one key and closes it again, so each write is on disk when the call
+// returns and a value changed by another program is seen at the next read.
+class Configuration : public QObject
+{
+    Q_OBJECT
+
+public:
+    // Stored as an integer. The underlying type is fixed so that any number found in the
+    // store (say a hand-written 7) is a valid value and is handed back unchanged.
+    enum OperatingMode : int { Unset = 0, Personal = 1, Group = 2 };
+
+    Configuration();
+
+    OperatingMode mode() const;
+    void setMode(OperatingMode mode);
+
+    bool allowConcurrentTasks() const;
+    void setAllowConcurrentTasks(bool allow);
+
+    QString serverAddress() const;
+    void setServerAddress(const QString &address);
+
+    QString serverUserID() const;
+    void setServerUserID(const QString &userId);
+
+    QString serverPassword() const;
+    void setServerPassword(const QString &password);
+
+    // The desktop's twelve-hour clock choice (store "qpe", group "Time", key "AMPM"); when it
+    // was never set, the locale's time format decides.
+    bool twelveHourClock() const;
+
+    // Host name of the public synchronisation server, the default server address.
+    static QString defaultServerAddress();
+
+    // Names of the application's store and its group of local settings.
+    static QString storeName();
+    static QString localSettingsGroup();
+};

@@ -1,0 +1,387 @@
+#include "QuorvelDocument.h"
+
+#include "TaskTimeText.h"
+#include "platform/Paths.h"
+
+#include <QFile>
+#include <QHash>
+
+#include <cerrno>
+#include <charconv>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+const char StartMarker[] = "--start--";
+const char EndMarker[] = "--end--";
+
+// Builds the document string as UTF-8 in one growing buffer; formatting two million numbers
+// through QString would dominate the time of a save.
+class DocumentWriter
+{
+public:
+    explicit DocumentWriter(qsizetype expectedSize) { m_bytes.reserve(expectedSize); }
+
+    void line(const char *text)
+    {
+        m_bytes.append(text);
+        m_bytes.append('\n');
+    }
+
+    void line(const QString &text)
+    {
+        m_bytes.append(text.toUtf8());
+        m_bytes.append('\n');
+    }
+
+    void line(long long value)
+    {
+        char digits[24];
+        const auto result = std::to_chars(digits, digits + sizeof(digits), value);
+        m_bytes.append(digits, result.ptr - digits);
+        m_bytes.append('\n');
+    }
+
+    void line(bool value) { m_bytes.append(value ? "1\n" : "0\n"); }
+
+    // Year, month, day, hour and minute; five "0" lines when the date or time is not valid.
+    void dateTimeToMinute(const QDateTime &when)
+    {
+        const QDate date = when.date();
+        const QTime time = when.time();
+        if (!date.isValid() || !time.isValid()) {
+            m_bytes.append("0\n0\n0\n0\n0\n");
+            return;
+        }
+        int year = 0, month = 0, day = 0;
+        date.getDate(&year, &month, &day);
+        line(year);
+        line(month);
+        line(day);
+        line(time.hour());
+        line(time.minute());
+    }
+
+    // The same with seconds; six "0" lines when not valid.
+    void dateTimeToSecond(const QDateTime &when)
+    {
+        if (!when.date().isValid() || !when.time().isValid()) {
+            m_bytes.append("0\n0\n0\n0\n0\n0\n");
+            return;
+        }
+        dateTimeToMinute(when);
+        line(when.time().second());
+    }
+
+    QByteArray bytes() const { return m_bytes; }
+
+private:
+    void line(int value) { line(static_cast<long long>(value)); }
+
+    QByteArray m_bytes;
+};
+
+template<typename T>
+QHash<const T *, int> positionsOf(const SortedList<T> &list)
+{
+    QHash<const T *, int> positions;
+    positions.reserve(list.size());
+    // The first occurrence wins, as a search from the front of the list would find it.
+    for (int i = int(list.size()) - 1; i >= 0; --i)
+        positions.insert(list.at(i), i);
+    return positions;
+}
+
+QByteArray documentBytes(const QuorvelDocument &doc)
+{
+    DocumentWriter out(128 + doc.categories.size() * 48 + doc.activities.size() * 64
+                       + doc.tasks.size() * 72 + doc.deletedTaskIds.size() * 8);
+    out.line(StartMarker);
+    out.line(static_cast<long long>(QuorvelDocument::FORMAT_VERSION));
+    out.line(static_cast<long long>(doc.nextId));
+
+    out.line(static_cast<long long>(doc.categories.size()));
+    for (const ActivityCategory *category : doc.categories) {
+        out.line(static_cast<long long>(category->id));
+        out.line(category->name);
+        out.line(category->obsolete);
+    }
+
+    const QHash<const ActivityCategory *, int> categoryPositions = positionsOf(doc.categories);
+    out.line(static_cast<long long>(doc.activities.size()));
+    for (const Activity *activity : doc.activities) {
+        out.line(static_cast<long long>(activity->id));
+        out.line(activity->name);
+        out.line(activity->obsolete);
+        out.line(static_cast<long long>(categoryPositions.value(activity->category, -1)));
+    }
+
+    const QHash<const Activity *, int> activityPositions = positionsOf(doc.activities);
+    out.line(static_cast<long long>(doc.tasks.size()));
+    for (const QVTask *task : doc.tasks) {
+        out.line(static_cast<long long>(task->id));
+        out.line(static_cast<long long>(activityPositions.value(task->activity, -1)));
+        out.line(static_cast<long long>(task->shortcut));
+        out.dateTimeToMinute(task->start());
+        out.dateTimeToMinute(task->stop());
+        out.dateTimeToSecond(task->modifiedTime);
+        out.line(task->synchronised);
+    }
+
+    out.line(static_cast<long long>(doc.deletedTaskIds.size()));
+    for (const int id : doc.deletedTaskIds)
+        out.line(static_cast<long long>(id));
+    out.line(EndMarker);
+    return out.bytes();
+}
+
+// Base-10 conversion with the C library's strtol rules (leading white space, an optional
+// sign, digits up to the first non-digit, no digits gives 0, out of range clamps to the long
+// limits), then narrowed to int, over exactly length bytes: no terminator is needed.
+int convertInt(const char *text, int length)
+{
+    const char *p = text;
+    const char *end = text + length;
+    while (p < end && (*p == ' ' || (*p >= '\t' && *p <= '\r')))
+        ++p;
+    bool negative = false;
+    if (p < end && (*p == '+' || *p == '-')) {
+        negative = *p == '-';
+        ++p;
+    }
+    unsigned long magnitude = 0;
+    bool overflow = false;
+    const unsigned long limit = negative ? static_cast<unsigned long>(LONG_MAX) + 1
+                                         : static_cast<unsigned long>(LONG_MAX);
+    for (; p < end && *p >= '0' && *p <= '9'; ++p) {
+        const unsigned digit = unsigned(*p - '0');
+        if (magnitude > (limit - digit) / 10)
+            overflow = true;
+        else
+            magnitude = magnitude * 10 + digit;
+    }
+    long value;
+    if (overflow)
+        value = negative ? LONG_MIN : LONG_MAX;
+    else if (negative)
+        value = magnitude == limit ? LONG_MIN : -static_cast<long>(magnitude);
+    else
+        value = static_cast<long>(magnitude);
+    // Narrowing keeps the low 32 bits, as the conversion of strtol's result to int does.
+    return static_cast<int>(static_cast<unsigned int>(static_cast<unsigned long>(value)));
+}
+
+// Length of the run from cursor up to (not including) the next line feed or the end.
+int runLength(const char *cursor, int remaining)
+{
+    const void *lineFeed = std::memchr(cursor, '\n', size_t(remaining));
+    return lineFeed ? int(static_cast<const char *>(lineFeed) - cursor) : remaining;
+}
+
+QDateTime readDateTime(char **cursor, int *remaining, bool withSeconds)
+{
+    const int year = QuorvelDocument::readInt(cursor, remaining);
+    const int month = QuorvelDocument::readInt(cursor, remaining);
+    const int day = QuorvelDocument::readInt(cursor, remaining);
+    const int hour = QuorvelDocument::readInt(cursor, remaining);
+    const int minute = QuorvelDocument::readInt(cursor, remaining);
+    const int second = withSeconds ? QuorvelDocument::readInt(cursor, remaining) : 0;
+    if (year == 0)
+        return QDateTime();
+    return QDateTime(QDate(year, month, day), QTime(hour, minute, second, 0));
+}
+
+template<typename T>
+T *itemAt(const SortedList<T> &list, int position)
+{
+    return position >= 0 && position < list.size() ? list.at(position) : nullptr;
+}
+
+} // namespace
+
+QuorvelDocument::QuorvelDocument() = default;
+
+QuorvelDocument::~QuorvelDocument()
+{
+    clear();
+}
+
+QString QuorvelDocument::dataFilePath()
+{
+    return Global::applicationFileName(QStringLiteral("quorvelqpe"),
+                                       QStringLiteral("quorvelqpe.dat"));
+}
+
+QString QuorvelDocument::getDocumentString() const
+{
+    return QString::fromUtf8(documentBytes(*this));
+}
+
+void QuorvelDocument::skipControlCharacters(char **cursor, int *remaining)
+{
+    while (*remaining > 0 && static_cast<unsigned char>(**cursor) < 32) {
+        ++*cursor;
+        --*remaining;
+    }
+}
+
+int QuorvelDocument::readInt(char **cursor, int *remaining)
+{
+    skipControlCharacters(cursor, remaining);
+    if (*remaining <= 0)
+        return 0;
+    const int length = runLength(*cursor, *remaining);
+    const int value = convertInt(*cursor, length);
+    *cursor += length;
+    *remaining -= length;
+    return value;
+}
+
+QString QuorvelDocument::readString(char **cursor, int *remaining)
+{
+    skipControlCharacters(cursor, remaining);
+    if (*remaining <= 0)
+        return QString();
+    const int length = runLength(*cursor, *remaining);
+    const QString text = QString::fromUtf8(*cursor, length);
+    *cursor += length;
+    *remaining -= length;
+    return text;
+}
+
+bool QuorvelDocument::populateFromByteArray(char *data, int length)
+{
+    char *cursor = data;
+    int remaining = data ? qMax(length, 0) : 0;
+    char **c = &cursor;
+    int *r = &remaining;
+
+    if (readString(c, r) != QLatin1String(StartMarker))
+        return false;
+    if (readInt(c, r) != FORMAT_VERSION)
+        return false;
+    nextId = readInt(c, r);
+
+    // Read the twelve-hour choice once and format each day's text once for all tasks.
+    const TaskTimeText::Batch textBatch;
+
+    // A count is used as read, but once the buffer is exhausted every further record would
+    // be zeros and the closing marker is missing anyway: stop there rather than let a
+    // damaged count allocate millions of empty records.
+    const int categoryCount = readInt(c, r);
+    for (int i = 0; i < categoryCount && remaining > 0; ++i) {
+        const int id = readInt(c, r);
+        const QString name = readString(c, r);
+        const int obsolete = readInt(c, r);
+        categories.append(new ActivityCategory(id, name, obsolete != 0));
+    }
+
+    const int activityCount = readInt(c, r);
+    for (int i = 0; i < activityCount && remaining > 0; ++i) {
+        const int id = readInt(c, r);
+        const QString name = readString(c, r);
+        const int obsolete = readInt(c, r);
+        const int position = readInt(c, r);
+        activities.append(new Activity(id, name, itemAt(categories, position), obsolete != 0));
+    }
+
+    const int taskCount = readInt(c, r);
+    if (taskCount > 0)
+        tasks.reserve(tasks.size() + qMin(taskCount, remaining / 40 + 1));
+    for (int i = 0; i < taskCount && remaining > 0; ++i) {
+        const int id = readInt(c, r);
+        const int position = readInt(c, r);
+        const int shortcut = readInt(c, r);
+        const QDateTime start = readDateTime(c, r, false);
+        const QDateTime stop = readDateTime(c, r, false);
+        const QDateTime stamp = readDateTime(c, r, true);
+        const int synchronised = readInt(c, r);
+        tasks.append(new QVTask(id, start, stop, shortcut, itemAt(activities, position), stamp,
+                                synchronised != 0));
+    }
+
+    const int deletedCount = readInt(c, r);
+    QList<int> deleted;
+    for (int i = 0; i < deletedCount && remaining > 0; ++i)
+        deleted.append(readInt(c, r));
+    deletedTaskIds = deleted;
+
+    if (readString(c, r) != QLatin1String(EndMarker))
+        return false;
+    removeObsoleteActivitiesAndCategories();
+    return true;
+}
+
+bool QuorvelDocument::load()
+{
+    clear();
+    QFile file(dataFilePath());
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    QByteArray contents = file.readAll();
+    file.close();
+    // Past 2 GiB the reader's int counts cannot address the buffer; no real file gets there.
+    if (contents.size() > INT_MAX)
+        return false;
+    return populateFromByteArray(contents.data(), int(contents.size()));
+}
+
+bool QuorvelDocument::save()
+{
+    const QString path = dataFilePath();
+    const QString newPath = path + QLatin1String(".new");
+    const QByteArray newName = QFile::encodeName(newPath);
+    const QByteArray name = QFile::encodeName(path);
+
+    const int fd = ::open(newName.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (fd < 0)
+        return false;
+
+    const QByteArray bytes = documentBytes(*this);
+    qsizetype written = 0;
+    while (written < bytes.size()) {
+        const ssize_t n = ::write(fd, bytes.constData() + written, size_t(bytes.size() - written));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            break;
+        written += n;
+    }
+    // The new contents must be on disk before they replace the old file.
+    const bool complete = written == bytes.size() && ::fsync(fd) == 0;
+    ::close(fd);
+    if (!complete) {
+        QFile::remove(newPath);
+        return false;
+    }
+
+    if (::rename(newName.constData(), name.constData()) != 0) {
+        const int error = errno;
+        qWarning("problem renaming file %s to %s errno %d", newName.constData(),
+                 name.constData(), error);
+        return true;
+    }
+    // Make the rename itself durable.
+    const QByteArray folder = QFile::encodeName(path.left(path.lastIndexOf(QLatin1Char('/'))));
+    const int dirFd = ::open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dirFd >= 0) {
+        ::fsync(dirFd);
+        ::close(dirFd);
+    }
+    return true;
+}
+
+void QuorvelDocument::clear()
+{
+    qDeleteAll(tasks);
+    tasks.clear();
+    qDeleteAll(activities);
+    activities.clear();
+    qDeleteAll(categories);
+    categories.clear();
+}

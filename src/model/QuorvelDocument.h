@@ -1,0 +1,92 @@
+#pragma once
+
+#include "Activity.h"
+#include "ActivityCategory.h"
+#include "Configuration.h"
+#include "QVTask.h"
+#include "SortedList.h"
+
+#include <QDateTime>
+#include <QList>
+#include <QObject>
+#include <QString>
+
+// Owner of every category, activity and task, with the data file they live in and the rules
+// that keep the task list consistent. No operation saves by itself and none shows a message:
+// callers decide when to write and how to word a refusal.
+//
+// The document string (the data file's contents and the payload of a server exchange) is a
+// sequence of lines, each ended by a line feed, between "--start--" and "--end--". Records
+// refer to each other by their position in the lists as written, so the lists are always
+// written whole and in order.
+class QuorvelDocument : public QObject
+{
+    Q_OBJECT
+
+public:
+    static constexpr int FORMAT_VERSION = 105;
+
+    // Result codes of validateTask.
+    enum TaskValidity { Valid = 0, StopBeforeStart = 1, ZeroDuration = 2, Overlaps = 3 };
+
+    QuorvelDocument();
+    ~QuorvelDocument() override;
+
+    Configuration configuration;
+    SortedList<Activity> activities;
+    SortedList<ActivityCategory> categories;
+    SortedList<QVTask> tasks;
+    // Ids of synchronised tasks removed since the server last took the list.
+    QList<int> deletedTaskIds;
+    int nextId = 1000;
+
+    // Path of the data file.
+    static QString dataFilePath();
+
+    // --- Data file ----------------------------------------------------------------------
+
+    QString getDocumentString() const;
+
+    // Reads a document string and appends what it reads to the lists (nothing is cleared
+    // first). True on success; on a damaged body the records read so far stay appended.
+    // Never reads outside [data, data + length); may write to the buffer.
+    bool populateFromByteArray(char *data, int length);
+
+    // Cursor helpers of the reader; each advances *cursor and lowers *remaining by the bytes
+    // it consumed and never looks past the end.
+    static void skipControlCharacters(char **cursor, int *remaining);
+    static int readInt(char **cursor, int *remaining);
+    static QString readString(char **cursor, int *remaining);
+
+    // clear(), then read the data file. False when it cannot be opened or parsed.
+    bool load();
+    // Writes the data file through "<file>.new" and a rename. True when the new contents
+    // were written in full (also when only the rename failed: the ".new" file then holds
+    // them).
+    bool save();
+    // Deletes every record. nextId and deletedTaskIds stay.
+    void clear();
+
+    // --- Task rules and queries ---------------------------------------------------------
+
+    int allocateId();
+    int validateTask(const QDateTime &start, const QDateTime &stop, const QDateTime &excludeStart,
+                     const QVTask *task) const;
+    void includeShortcut(QVTask *task);
+    void stopTask(QVTask *task, const QDateTime &when);
+    // Takes the task out of the list; the caller deletes it.
+    void removeTask(QVTask *task);
+    bool activeTasks() const;
+    // Minutes booked to the activity within the days from..to inclusive; *running tells
+    // whether one of its running tasks started before the end of the period.
+    int getActivityDuration(const QDate &from, const QDate &to, const Activity *activity,
+                            bool *running) const;
+    int getNumActiveActivities(bool includeUsedObsolete) const;
+    int getNumActiveCategories() const;
+    bool hasActivityGotTasks(const Activity *activity) const;
+    void removeObsoleteActivitiesAndCategories();
+    void createSampleData();
+
+private:
+    void passSlotOn(const QVTask *task, bool alsoStopped);
+};

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <QString>
+
+namespace Global {
+
+// Path of the file fileName in the per-user data folder of the application appName:
+// <XDG data home>/<appName>/<fileName>. The folder is created if it does not exist.
+QString applicationFileName(const QString &appName, const QString &fileName);
+
+} // namespace Global

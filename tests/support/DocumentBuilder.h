@@ -1,0 +1,29 @@
+#pragma once
+
+#include "model/QuorvelDocument.h"
+
+#include <QDateTime>
+#include <QString>
+
+// Short hands for putting records into a document in tests. Every record gets the next id of
+// the document and is appended unsorted; call sortAll() when the order matters.
+class DocumentBuilder
+{
+public:
+    explicit DocumentBuilder(QuorvelDocument &doc)
+        : m_doc(doc)
+    {}
+
+    ActivityCategory *category(const QString &name, bool obsolete = false);
+    Activity *activity(const QString &name, ActivityCategory *category, bool obsolete = false);
+    // A stopped task, or a running one when stop is a null QDateTime.
+    QVTask *task(Activity *activity, const QDateTime &start, const QDateTime &stop,
+                 int shortcut = 0);
+    void sortAll();
+
+private:
+    QuorvelDocument &m_doc;
+};
+
+// 2026-11-<day> at hh:mm:ss, local time.
+QDateTime at(int day, int hour, int minute, int second = 0);

@@ -1,0 +1,58 @@
+#include "TestEnvironment.h"
+
+#include "platform/Clock.h"
+
+#include <QDir>
+#include <QLocale>
+#include <QtGlobal>
+
+namespace {
+TestEnvironment *s_instance = nullptr;
+}
+
+TestEnvironment::TestEnvironment()
+    : m_root(QDir::tempPath() + QStringLiteral("/quorvel-test-XXXXXX"))
+{
+    Q_ASSERT(m_root.isValid());
+    Clock::pinLocalTimeZone();
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    qputenv("HOME", QFile::encodeName(m_root.path() + QStringLiteral("/home")));
+    qputenv("XDG_DATA_HOME", QFile::encodeName(dataHome()));
+    qputenv("XDG_CONFIG_HOME", QFile::encodeName(configHome()));
+    qputenv("XDG_DOCUMENTS_DIR", QFile::encodeName(documentsDir()));
+    QDir().mkpath(m_root.path() + QStringLiteral("/home"));
+    QDir().mkpath(dataHome());
+    QDir().mkpath(configHome());
+    QDir().mkpath(documentsDir());
+    QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
+    Clock::setFixed(QDateTime(QDate(2026, 11, 21), QTime(9, 30, 0)));
+    s_instance = this;
+}
+
+QString TestEnvironment::dataHome() const
+{
+    return m_root.path() + QStringLiteral("/data");
+}
+
+QString TestEnvironment::configHome() const
+{
+    return m_root.path() + QStringLiteral("/config");
+}
+
+QString TestEnvironment::documentsDir() const
+{
+    return m_root.path() + QStringLiteral("/documents");
+}
+
+void TestEnvironment::wipe()
+{
+    for (const QString &dir : {s_instance->dataHome(), s_instance->configHome()}) {
+        QDir(dir).removeRecursively();
+        QDir().mkpath(dir);
+    }
+}
+
+TestEnvironment *TestEnvironment::instance()
+{
+    return s_instance;
+}
