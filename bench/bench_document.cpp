@@ -1,0 +1,162 @@
+// Times the data file of a large document: 100 000 stopped tasks over three years on 200
+// activities in 20 categories. Reports the median of several runs of each operation and the
+// peak memory of a process that only loads the file.
+//
+//   bench_document [--runs N]
+//
+// Runs in a temporary XDG data folder; the user's own data file is never touched.
+
+#include "model/QuorvelDocument.h"
+#include "model/TaskTimeText.h"
+#include "platform/Clock.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QTextStream>
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace {
+
+constexpr int TaskCount = 100000;
+constexpr int ActivityCount = 200;
+constexpr int CategoryCount = 20;
+
+void fillDocument(QuorvelDocument &doc)
+{
+    QRandomGenerator random(20261121);
+    const TaskTimeText::Batch textBatch;
+    for (int i = 0; i < CategoryCount; ++i)
+        doc.categories.append(new ActivityCategory(doc.allocateId(),
+                                                   QStringLiteral("Category %1").arg(i), i == 0));
+    for (int i = 0; i < ActivityCount; ++i)
+        doc.activities.append(new Activity(doc.allocateId(),
+                                           QStringLiteral("Activity %1 – Ünïcode").arg(i),
+                                           doc.categories.at(i % CategoryCount), i % 50 == 0));
+    // Three years of tasks, one every 15 to 16 minutes, each 1 to 15 minutes long.
+    const QDateTime first(QDate(2023, 11, 22), QTime(0, 0));
+    const qint64 span = first.secsTo(QDateTime(QDate(2026, 11, 22), QTime(0, 0))) / 60;
+    for (int i = 0; i < TaskCount; ++i) {
+        const QDateTime start = first.addSecs(60 * (span * i / TaskCount));
+        const QDateTime stop = start.addSecs(60 * (1 + random.bounded(15)));
+        const bool synchronised = i % 10 == 0;
+        doc.tasks.append(new QVTask(doc.allocateId(), start, stop, 0,
+                                    doc.activities.at(random.bounded(ActivityCount)),
+                                    synchronised ? stop.addSecs(7) : QDateTime(), synchronised));
+    }
+    for (int i = 0; i < 100; ++i)
+        doc.deletedTaskIds.append(500 + i);
+    doc.categories.sort();
+    doc.activities.sort();
+    doc.tasks.sort();
+}
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    const size_t n = values.size();
+    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
+}
+
+// Runs prepare (untimed) and then work (timed) runs times; returns the median in ms.
+double timeIt(int runs, const std::function<void()> &prepare, const std::function<void()> &work)
+{
+    std::vector<double> ms;
+    for (int i = 0; i < runs; ++i) {
+        prepare();
+        QElapsedTimer timer;
+        timer.start();
+        work();
+        ms.push_back(timer.nsecsElapsed() / 1e6);
+    }
+    return median(ms);
+}
+
+// Peak resident memory (VmHWM) of this process in MiB.
+double peakMemoryMiB()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    const QList<QByteArray> lines = status.readAll().split('\n');
+    for (const QByteArray &line : lines) {
+        if (line.startsWith("VmHWM:"))
+            return line.mid(6).trimmed().split(' ').value(0).toDouble() / 1024.0;
+    }
+    return -1;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    Clock::pinLocalTimeZone();
+    QCoreApplication app(argc, argv);
+    const QStringList args = app.arguments();
+
+    // Child mode: load the data file and report the peak memory of doing only that.
+    if (args.contains(QStringLiteral("--peak-after-load"))) {
+        QuorvelDocument doc;
+        const bool ok = doc.load();
+        QTextStream(stdout) << (ok ? doc.tasks.size() : -1) << ' ' << peakMemoryMiB() << '\n';
+        return ok ? 0 : 1;
+    }
+
+    const int runsAt = int(args.indexOf(QStringLiteral("--runs")));
+    const int runs = runsAt >= 0 ? args.value(runsAt + 1).toInt() : 11;
+
+    QTemporaryDir home;
+    qputenv("XDG_DATA_HOME", QFile::encodeName(home.path() + QStringLiteral("/data")));
+    qputenv("XDG_CONFIG_HOME", QFile::encodeName(home.path() + QStringLiteral("/config")));
+
+    QuorvelDocument doc;
+    fillDocument(doc);
+    const QByteArray bytes = doc.getDocumentString().toUtf8();
+
+    QTextStream out(stdout);
+    out << "Document: " << doc.tasks.size() << " tasks, " << doc.activities.size()
+        << " activities, " << doc.categories.size() << " categories; data file "
+        << QString::number(bytes.size() / 1048576.0, 'f', 1) << " MiB\n";
+    out << "Median of " << runs << " runs:\n";
+
+    const double write = timeIt(runs, [] {}, [&] { doc.getDocumentString(); });
+    out << "  getDocumentString                  " << QString::number(write, 'f', 1) << " ms\n";
+
+    std::unique_ptr<QuorvelDocument> target;
+    QByteArray buffer;
+    const double parse = timeIt(
+        runs,
+        [&] {
+            target = std::make_unique<QuorvelDocument>();
+            buffer = bytes;
+            buffer.detach();
+        },
+        [&] { target->populateFromByteArray(buffer.data(), int(buffer.size())); });
+    out << "  populateFromByteArray (empty doc)  " << QString::number(parse, 'f', 1) << " ms\n";
+
+    const double save = timeIt(runs, [] {}, [&] { doc.save(); });
+    out << "  save (write, fsync, rename)        " << QString::number(save, 'f', 1) << " ms\n";
+
+    const double load = timeIt(
+        runs, [&] { target = std::make_unique<QuorvelDocument>(); }, [&] { target->load(); });
+    out << "  load (into a new document)         " << QString::number(load, 'f', 1) << " ms\n";
+
+    const double reload = timeIt(runs, [] {}, [&] { target->load(); });
+    out << "  load (replacing a loaded document) " << QString::number(reload, 'f', 1) << " ms\n";
+    target.reset();
+
+    QProcess child;
+    child.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--peak-after-load")});
+    child.waitForFinished(120000);
+    const QList<QByteArray> reply = child.readAllStandardOutput().trimmed().split(' ');
+    out << "  peak memory of a process after load " << reply.value(1) << " MiB ("
+        << reply.value(0) << " tasks)\n";
+    return child.exitCode();
+}
