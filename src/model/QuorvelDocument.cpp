@@ -10,7 +10,6 @@
 #include <charconv>
 #include <climits>
 #include <cstdio>
-#include <cstring>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -176,11 +175,22 @@ int convertInt(const char *text, int length)
     return static_cast<int>(static_cast<unsigned int>(static_cast<unsigned long>(value)));
 }
 
-// Length of the run from cursor up to (not including) the next line feed or the end.
-int runLength(const char *cursor, int remaining)
+// Length of the run from cursor up to (not including) the next line feed or the end. Runs
+// are a few bytes long, where a plain loop beats a call to memchr.
+inline int runLength(const char *cursor, int remaining)
 {
-    const void *lineFeed = std::memchr(cursor, '\n', size_t(remaining));
-    return lineFeed ? int(static_cast<const char *>(lineFeed) - cursor) : remaining;
+    int length = 0;
+    while (length < remaining && cursor[length] != '\n')
+        ++length;
+    return length;
+}
+
+inline void skipControls(char **cursor, int *remaining)
+{
+    while (*remaining > 0 && static_cast<unsigned char>(**cursor) < 32) {
+        ++*cursor;
+        --*remaining;
+    }
 }
 
 QDateTime readDateTime(char **cursor, int *remaining, bool withSeconds)
@@ -224,15 +234,12 @@ QString QuorvelDocument::getDocumentString() const
 
 void QuorvelDocument::skipControlCharacters(char **cursor, int *remaining)
 {
-    while (*remaining > 0 && static_cast<unsigned char>(**cursor) < 32) {
-        ++*cursor;
-        --*remaining;
-    }
+    skipControls(cursor, remaining);
 }
 
 int QuorvelDocument::readInt(char **cursor, int *remaining)
 {
-    skipControlCharacters(cursor, remaining);
+    skipControls(cursor, remaining);
     if (*remaining <= 0)
         return 0;
     const int length = runLength(*cursor, *remaining);
@@ -244,7 +251,7 @@ int QuorvelDocument::readInt(char **cursor, int *remaining)
 
 QString QuorvelDocument::readString(char **cursor, int *remaining)
 {
-    skipControlCharacters(cursor, remaining);
+    skipControls(cursor, remaining);
     if (*remaining <= 0)
         return QString();
     const int length = runLength(*cursor, *remaining);
