@@ -31,11 +31,17 @@ TaskTimeText::Batch::~Batch()
 
 QString TaskTimeText::Batch::textOf(const QDate &date, const QTime &time)
 {
-    auto day = m_dates.find(date.toJulianDay());
-    if (day == m_dates.end())
-        day = m_dates.insert(date.toJulianDay(), TimeString::shortDate(date));
+    // Tasks arrive sorted, so the day of the previous text is usually the day of this one.
+    const qint64 day = date.toJulianDay();
+    if (m_lastDayText.isNull() || day != m_lastDay) {
+        auto known = m_dates.find(day);
+        if (known == m_dates.end())
+            known = m_dates.insert(day, TimeString::shortDate(date) + QLatin1Char(' '));
+        m_lastDay = day;
+        m_lastDayText = *known;
+    }
     QString &clock = m_times[size_t(time.hour() * 60 + time.minute())];
     if (clock.isNull())
         clock = TimeString::timeString(time, m_twelveHour);
-    return *day + QLatin1Char(' ') + clock;
+    return m_lastDayText + clock;
 }

@@ -32,6 +32,8 @@ public:
         Batch *m_outer;
         bool m_twelveHour;
         QHash<qint64, QString> m_dates;
+        qint64 m_lastDay = 0;
+        QString m_lastDayText;
         std::array<QString, 24 * 60> m_times;
     };
 
