@@ -2,9 +2,9 @@
 // activities in 20 categories. Reports the median of several runs of each operation and the
 // peak memory of a process that only loads the file.
 //
-//   bench_document [--runs N]
-//
-// Runs in a temporary XDG data folder; the user's own data file is never touched.
+//   bench_document [--runs N]   measure, in a temporary XDG data folder
+//   bench_document --generate   write the large document as the data file of the current
+//                               XDG data folder (point XDG_DATA_HOME somewhere first)
 
 #include "model/QuorvelDocument.h"
 #include "model/TaskTimeText.h"
@@ -107,6 +107,16 @@ int main(int argc, char *argv[])
         const bool ok = doc.load();
         QTextStream(stdout) << (ok ? doc.tasks.size() : -1) << ' ' << peakMemoryMiB() << '\n';
         return ok ? 0 : 1;
+    }
+
+    // Generator mode: write the large document as the data file of the current XDG data
+    // folder, for profiling and for trying the program with a large file.
+    if (args.contains(QStringLiteral("--generate"))) {
+        QuorvelDocument doc;
+        fillDocument(doc);
+        const bool saved = doc.save();
+        QTextStream(stdout) << QuorvelDocument::dataFilePath() << '\n';
+        return saved ? 0 : 1;
     }
 
     const int runsAt = int(args.indexOf(QStringLiteral("--runs")));
