@@ -26,24 +26,51 @@ QVTask::~QVTask() = default;
 
 void QVTask::setStart(const QDateTime &start)
 {
-    m_start = start;
+    m_start.set(start);
     startText = TaskTimeText::text(start);
 }
 
 void QVTask::setStop(const QDateTime &stop)
 {
-    m_stop = stop;
+    m_stop.set(stop);
     stopText = TaskTimeText::text(stop);
+}
+
+void QVTask::setWallClock(Moment &moment, QString &text, const QDate &date, const QTime &time)
+{
+    TaskTimeText::Batch *batch = TaskTimeText::Batch::current();
+    if (batch && date.isValid() && time.isValid() && batch->isSteadyDay(date)) {
+        moment.setPending(date, time);
+        text = batch->textOf(date, time);
+        return;
+    }
+    const QDateTime value(date, time);
+    moment.set(value);
+    text = TaskTimeText::text(value);
+}
+
+void QVTask::setStartWallClock(const QDate &date, const QTime &time)
+{
+    setWallClock(m_start, startText, date, time);
+}
+
+void QVTask::setStopWallClock(const QDate &date, const QTime &time)
+{
+    setWallClock(m_stop, stopText, date, time);
 }
 
 bool QVTask::isRunning() const
 {
-    return !(m_stop.date().isValid() && m_stop.time().isValid());
+    // A pending stop is a valid date and time: the task is stopped.
+    if (m_stop.isPending())
+        return false;
+    const QDateTime stop = m_stop.value();
+    return !(stop.date().isValid() && stop.time().isValid());
 }
 
 int QVTask::duration() const
 {
-    return int(m_start.secsTo(m_stop) / 60);
+    return int(start().secsTo(stop()) / 60);
 }
 
 void QVTask::modified()
@@ -65,12 +92,14 @@ QString QVTask::activityName() const
 
 bool QVTask::operator<(const QVTask &other) const
 {
-    if (m_start != other.m_start)
-        return m_start < other.m_start;
+    const QDateTime a = start();
+    const QDateTime b = other.start();
+    if (a != b)
+        return a < b;
     return activityName().compare(other.activityName()) < 0;
 }
 
 bool QVTask::operator==(const QVTask &other) const
 {
-    return m_start == other.m_start && activityName() == other.activityName();
+    return start() == other.start() && activityName() == other.activityName();
 }

@@ -18,11 +18,18 @@ public:
            Activity *activity, const QDateTime &modifiedTime, bool synchronised);
     ~QVTask() override;
 
-    QDateTime start() const { return m_start; }
-    QDateTime stop() const { return m_stop; }
+    QDateTime start() const { return m_start.value(); }
+    QDateTime stop() const { return m_stop.value(); }
     // Store the value exactly (seconds included) and rebuild the display text.
     void setStart(const QDateTime &start);
     void setStop(const QDateTime &stop);
+
+    // The same as setStart(QDateTime(date, time)) and setStop(QDateTime(date, time)), for the
+    // data file reader: while a TaskTimeText::Batch is alive, a time on a day without a
+    // daylight-saving change is kept as given and turned into a QDateTime, a costly
+    // local-time conversion, only when first asked for.
+    void setStartWallClock(const QDate &date, const QTime &time);
+    void setStopWallClock(const QDate &date, const QTime &time);
 
     // True while the stop's date or time is not valid.
     bool isRunning() const;
@@ -54,6 +61,42 @@ public:
     QString stopText;
 
 private:
-    QDateTime m_start;
-    QDateTime m_stop;
+    // A local date and time, possibly still waiting to be converted.
+    class Moment
+    {
+    public:
+        QDateTime value() const
+        {
+            if (m_pending) {
+                m_value = QDateTime(m_date, m_time);
+                m_pending = false;
+            }
+            return m_value;
+        }
+        void set(const QDateTime &value)
+        {
+            m_value = value;
+            m_pending = false;
+        }
+        // Only for a valid date and time on a steady day: the QDateTime is then valid and
+        // shows exactly this date and time.
+        void setPending(const QDate &date, const QTime &time)
+        {
+            m_date = date;
+            m_time = time;
+            m_pending = true;
+        }
+        bool isPending() const { return m_pending; }
+
+    private:
+        mutable QDateTime m_value;
+        QDate m_date;
+        QTime m_time;
+        mutable bool m_pending = false;
+    };
+
+    static void setWallClock(Moment &moment, QString &text, const QDate &date, const QTime &time);
+
+    Moment m_start;
+    Moment m_stop;
 };

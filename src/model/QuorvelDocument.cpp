@@ -196,7 +196,19 @@ inline void skipControls(char **cursor, int *remaining)
     }
 }
 
-QDateTime readDateTime(char **cursor, int *remaining, bool withSeconds)
+// A date-time block of the file: year, month, day, hour, minute (and second). A year of 0
+// stands for "not set".
+struct WallClock
+{
+    QDate date;
+    QTime time;
+    bool null = true;
+
+    bool isNull() const { return null; }
+    QDateTime toDateTime() const { return null ? QDateTime() : QDateTime(date, time); }
+};
+
+WallClock readWallClock(char **cursor, int *remaining, bool withSeconds)
 {
     const int year = QuorvelDocument::readInt(cursor, remaining);
     const int month = QuorvelDocument::readInt(cursor, remaining);
@@ -204,9 +216,13 @@ QDateTime readDateTime(char **cursor, int *remaining, bool withSeconds)
     const int hour = QuorvelDocument::readInt(cursor, remaining);
     const int minute = QuorvelDocument::readInt(cursor, remaining);
     const int second = withSeconds ? QuorvelDocument::readInt(cursor, remaining) : 0;
-    if (year == 0)
-        return QDateTime();
-    return QDateTime(QDate(year, month, day), QTime(hour, minute, second, 0));
+    WallClock result;
+    if (year != 0) {
+        result.date = QDate(year, month, day);
+        result.time = QTime(hour, minute, second, 0);
+        result.null = false;
+    }
+    return result;
 }
 
 template<typename T>
@@ -387,12 +403,18 @@ bool QuorvelDocument::populateFromByteArray(char *data, int length)
         const int id = readInt(c, r);
         const int position = readInt(c, r);
         const int shortcut = readInt(c, r);
-        const QDateTime start = readDateTime(c, r, false);
-        const QDateTime stop = readDateTime(c, r, false);
-        const QDateTime stamp = readDateTime(c, r, true);
+        const WallClock start = readWallClock(c, r, false);
+        const WallClock stop = readWallClock(c, r, false);
+        const WallClock stamp = readWallClock(c, r, true);
         const int synchronised = readInt(c, r);
-        tasks.append(new QVTask(id, start, stop, shortcut, itemAt(activities, position), stamp,
-                                synchronised != 0));
+        auto *task = new QVTask(id, QDateTime(), QDateTime(), shortcut,
+                                itemAt(activities, position), stamp.toDateTime(),
+                                synchronised != 0);
+        if (!start.isNull())
+            task->setStartWallClock(start.date, start.time);
+        if (!stop.isNull())
+            task->setStopWallClock(stop.date, stop.time);
+        tasks.append(task);
     }
 
     const int deletedCount = readInt(c, r);

@@ -29,19 +29,48 @@ TaskTimeText::Batch::~Batch()
     s_current = m_outer;
 }
 
+TaskTimeText::Batch *TaskTimeText::Batch::current()
+{
+    return s_current;
+}
+
+const TaskTimeText::Batch::Day &TaskTimeText::Batch::day(const QDate &date)
+{
+    // Tasks arrive sorted, so the day asked for is usually the day asked for last.
+    const qint64 julianDay = date.toJulianDay();
+    if (m_lastDay && julianDay == m_lastJulianDay)
+        return *m_lastDay;
+    auto known = m_days.find(julianDay);
+    if (known == m_days.end()) {
+        Day d;
+        d.text = TimeString::shortDate(date) + QLatin1Char(' ');
+        const QDateTime midnight(date, QTime(0, 0));
+        const QDateTime nextMidnight(date.addDays(1), QTime(0, 0));
+        // Both midnights exist as given and lie a plain 24 hours apart at the same offset:
+        // no transition falls within the day. (Two transitions that cancel out within one
+        // day do not occur in the time zone database.)
+        d.steady = midnight.isValid() && nextMidnight.isValid()
+                   && midnight.time() == QTime(0, 0) && nextMidnight.time() == QTime(0, 0)
+                   && midnight.date() == date && nextMidnight.date() == date.addDays(1)
+                   && midnight.offsetFromUtc() == nextMidnight.offsetFromUtc()
+                   && midnight.secsTo(nextMidnight) == 24 * 60 * 60;
+        known = m_days.insert(julianDay, d);
+    }
+    // The address stays good until the next insertion, which comes back here and resets it.
+    m_lastJulianDay = julianDay;
+    m_lastDay = &known.value();
+    return *m_lastDay;
+}
+
+bool TaskTimeText::Batch::isSteadyDay(const QDate &date)
+{
+    return day(date).steady;
+}
+
 QString TaskTimeText::Batch::textOf(const QDate &date, const QTime &time)
 {
-    // Tasks arrive sorted, so the day of the previous text is usually the day of this one.
-    const qint64 day = date.toJulianDay();
-    if (m_lastDayText.isNull() || day != m_lastDay) {
-        auto known = m_dates.find(day);
-        if (known == m_dates.end())
-            known = m_dates.insert(day, TimeString::shortDate(date) + QLatin1Char(' '));
-        m_lastDay = day;
-        m_lastDayText = *known;
-    }
     QString &clock = m_times[size_t(time.hour() * 60 + time.minute())];
     if (clock.isNull())
         clock = TimeString::timeString(time, m_twelveHour);
-    return m_lastDayText + clock;
+    return day(date).text + clock;
 }

@@ -25,15 +25,30 @@ public:
         Batch(const Batch &) = delete;
         Batch &operator=(const Batch &) = delete;
 
-    private:
-        friend class TaskTimeText;
+        // The innermost live batch, or null.
+        static Batch *current();
+
+        // True when every wall-clock time of the day is one moment that QDateTime keeps as
+        // given: the local time's offset is the same all day (no daylight-saving change, no
+        // gap, no repeated hour).
+        bool isSteadyDay(const QDate &date);
+
+        // The text of a valid date and time.
         QString textOf(const QDate &date, const QTime &time);
+
+    private:
+        struct Day
+        {
+            QString text; // short date and a blank
+            bool steady = false;
+        };
+        const Day &day(const QDate &date);
 
         Batch *m_outer;
         bool m_twelveHour;
-        QHash<qint64, QString> m_dates;
-        qint64 m_lastDay = 0;
-        QString m_lastDayText;
+        QHash<qint64, Day> m_days;
+        qint64 m_lastJulianDay = 0;
+        const Day *m_lastDay = nullptr;
         std::array<QString, 24 * 60> m_times;
     };
 

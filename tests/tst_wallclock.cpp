@@ -1,0 +1,158 @@
+// Reading a data file keeps start and stop times as wall-clock values on days without a
+// daylight-saving change and converts them on first use. Whatever the time zone, the result
+// must be exactly what building QDateTime(date, time) at once gives: the same moment, the
+// same display text, the same duration. CTest runs this test once per time zone (TZ).
+
+#include "DocumentBuilder.h"
+#include "TestEnvironment.h"
+#include "model/TaskTimeText.h"
+#include "platform/TimeString.h"
+
+#include <QtTest>
+
+namespace {
+
+struct Expected
+{
+    QDate startDate;
+    QTime startTime;
+    QDate stopDate;
+    QTime stopTime;
+    // Start or stop on or next to a day with a change of offset. In a repeated hour the
+    // local time library picks either moment depending on what it converted before, so only
+    // the wall-clock values are compared there.
+    bool nearChange;
+};
+
+// The text a task shows for a moment built at once, with the twelve-hour clock on.
+QString eagerText(const QDateTime &when)
+{
+    return TimeString::shortDate(when.date()) + QLatin1Char(' ')
+           + TimeString::timeString(when.time(), true);
+}
+
+void appendMoment(QByteArray &out, const QDate &date, const QTime &time)
+{
+    out += QByteArray::number(date.year()) + '\n' + QByteArray::number(date.month()) + '\n'
+           + QByteArray::number(date.day()) + '\n' + QByteArray::number(time.hour()) + '\n'
+           + QByteArray::number(time.minute()) + '\n';
+}
+
+} // namespace
+
+class TestWallClock : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void readTimesEqualTimesBuiltAtOnce_data();
+    void readTimesEqualTimesBuiltAtOnce();
+    void withoutBatchSameAsSetStart();
+};
+
+void TestWallClock::init()
+{
+    TestEnvironment::wipe();
+}
+
+void TestWallClock::readTimesEqualTimesBuiltAtOnce_data()
+{
+    QTest::addColumn<int>("year");
+    QTest::addColumn<int>("stepMinutes");
+    // Steps that are prime to 60 put starts on every minute position of the hour over a year.
+    QTest::newRow("2026 every 7 minutes") << 2026 << 7;
+    QTest::newRow("2025 every 11 minutes") << 2025 << 11;
+}
+
+void TestWallClock::readTimesEqualTimesBuiltAtOnce()
+{
+    QFETCH(int, year);
+    QFETCH(int, stepMinutes);
+    qInfo("TZ=%s", qgetenv("TZ").constData());
+
+    // Every minute of a day with a change of offset (found by the offsets at midnight), and
+    // a step through the rest of the year.
+    QList<Expected> expected;
+    const QDate first(year, 1, 1);
+    const QDate last(year, 12, 31);
+    int minuteOfYear = 0;
+    for (QDate day = first; day <= last; day = day.addDays(1)) {
+        const bool change = QDateTime(day.addDays(-1), QTime(0, 0)).offsetFromUtc()
+                            != QDateTime(day.addDays(2), QTime(0, 0)).offsetFromUtc();
+        for (int m = 0; m < 24 * 60; ++m, ++minuteOfYear) {
+            if (!change && minuteOfYear % stepMinutes != 0)
+                continue;
+            const QTime start(m / 60, m % 60);
+            // Stop 13 wall-clock minutes later, possibly on the next day.
+            const int stopMinute = m + 13;
+            const QDate stopDate = day.addDays(stopMinute / (24 * 60));
+            const QTime stop((stopMinute % (24 * 60)) / 60, stopMinute % 60);
+            expected.append({day, start, stopDate, stop, change});
+        }
+    }
+
+    QByteArray file = "--start--\n105\n5000\n1\n1\nWork\n0\n1\n2\nTyping\n0\n0\n";
+    file += QByteArray::number(expected.size()) + '\n';
+    for (int i = 0; i < expected.size(); ++i) {
+        file += QByteArray::number(10 + i) + "\n0\n0\n";
+        appendMoment(file, expected[i].startDate, expected[i].startTime);
+        appendMoment(file, expected[i].stopDate, expected[i].stopTime);
+        file += "0\n0\n0\n0\n0\n0\n0\n";
+    }
+    file += "0\n--end--\n";
+
+    QuorvelDocument doc;
+    QVERIFY(doc.populateFromByteArray(file.data(), int(file.size())));
+    QCOMPARE(doc.tasks.size(), expected.size());
+
+    for (int i = 0; i < expected.size(); ++i) {
+        const QVTask *task = doc.tasks.at(i);
+        const QDateTime start(expected[i].startDate, expected[i].startTime);
+        const QDateTime stop(expected[i].stopDate, expected[i].stopTime);
+        // Texts first: they must not depend on whether the moment was converted yet.
+        QCOMPARE(task->startText, eagerText(start));
+        QCOMPARE(task->stopText, eagerText(stop));
+        QVERIFY(!task->isRunning());
+        if (expected[i].nearChange) {
+            QCOMPARE(task->start().date(), start.date());
+            QCOMPARE(task->start().time(), start.time());
+            QCOMPARE(task->stop().date(), stop.date());
+            QCOMPARE(task->stop().time(), stop.time());
+            continue;
+        }
+        QCOMPARE(task->start(), start);
+        QCOMPARE(task->start().toMSecsSinceEpoch(), start.toMSecsSinceEpoch());
+        QCOMPARE(task->start().timeSpec(), Qt::LocalTime);
+        QCOMPARE(task->start().time(), start.time());
+        QCOMPARE(task->stop(), stop);
+        QCOMPARE(task->stop().toMSecsSinceEpoch(), stop.toMSecsSinceEpoch());
+        QCOMPARE(task->stop().time(), stop.time());
+        QCOMPARE(task->duration(), int(start.secsTo(stop) / 60));
+    }
+
+    // Written back, the file is the same: nothing was shifted on the way.
+    const QString written = doc.getDocumentString();
+    QCOMPARE(written, QString::fromUtf8(file));
+}
+
+void TestWallClock::withoutBatchSameAsSetStart()
+{
+    const QDate date(2026, 3, 29);
+    for (int m = 0; m < 24 * 60; m += 5) {
+        const QTime time(m / 60, m % 60);
+        QVTask wall;
+        wall.setStartWallClock(date, time);
+        wall.setStopWallClock(date.addDays(1), time);
+        QVTask direct;
+        direct.setStart(QDateTime(date, time));
+        direct.setStop(QDateTime(date.addDays(1), time));
+        QCOMPARE(wall.start(), direct.start());
+        QCOMPARE(wall.startText, direct.startText);
+        QCOMPARE(wall.stop(), direct.stop());
+        QCOMPARE(wall.stopText, direct.stopText);
+    }
+}
+
+QUORVEL_TEST_GUILESS_MAIN(TestWallClock)
+#include "tst_wallclock.moc"
