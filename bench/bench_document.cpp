@@ -34,8 +34,8 @@ void fillDocument(QuorvelDocument &doc)
     QRandomGenerator random(20261121);
     const TaskTimeText::Batch textBatch;
     for (int i = 0; i < CategoryCount; ++i)
-        doc.categories.append(new ActivityCategory(doc.allocateId(),
-                                                   QStringLiteral("Category %1").arg(i), i == 0));
+        doc.categories.append(
+            new ActivityCategory(doc.allocateId(), QStringLiteral("Category %1").arg(i), i == 0));
     for (int i = 0; i < ActivityCount; ++i)
         doc.activities.append(new Activity(doc.allocateId(),
                                            QStringLiteral("Activity %1 – Ünïcode").arg(i),
@@ -147,8 +147,11 @@ int main(int argc, char *argv[])
 
     std::unique_ptr<QuorvelDocument> target;
     QByteArray buffer;
-    const auto nothing = [] {};
-    const auto freshTarget = [&] { target = std::make_unique<QuorvelDocument>(); };
+    const auto nothing = [] {
+    };
+    const auto freshTarget = [&] {
+        target = std::make_unique<QuorvelDocument>();
+    };
     const auto loadedTarget = [&] {
         if (!target)
             target = std::make_unique<QuorvelDocument>();
@@ -162,13 +165,15 @@ int main(int argc, char *argv[])
              buffer = bytes;
              buffer.detach();
          },
-         [&] { target->populateFromByteArray(buffer.data(), int(buffer.size())); }, {}},
+         [&] { target->populateFromByteArray(buffer.data(), int(buffer.size())); },
+         {}},
         {"save (write, fsync, rename)", nothing, [&] { doc.save(); }, {}},
         {"load (into a new document)", freshTarget, [&] { target->load(); }, {}},
         {"load (replacing a loaded document)", loadedTarget, [&] { target->load(); }, {}},
         // Loading leaves most starts and stops as wall-clock values; the first use of each
         // pays for its local-time conversion, measured here for all of them at once.
-        {"first use of every start and stop", loadedTarget,
+        {"first use of every start and stop",
+         loadedTarget,
          [&] {
              qint64 valid = 0;
              for (const QVTask *task : std::as_const(target->tasks))

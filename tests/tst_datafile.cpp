@@ -22,12 +22,14 @@
 namespace {
 
 // One category "Home" (id 7) and one activity "Garden" (id 8) in it; no tasks.
+// clang-format off
 const char HomeGarden[] = "--start--\n105\n1000\n"
                           "1\n7\nHome\n0\n"
                           "1\n8\nGarden\n0\n0\n"
                           "0\n"
                           "0\n"
                           "--end--\n";
+// clang-format on
 
 // The reader may write into the buffer, so it always gets its own copy.
 bool populate(QuorvelDocument &doc, QByteArray bytes)
@@ -147,19 +149,20 @@ void TestDataFile::smallDocumentByteExact()
     QuorvelDocument doc;
     DocumentBuilder b(doc);
     // Appended out of order on purpose: positions are those of the sorted lists.
-    ActivityCategory *privat = b.category(QStringLiteral("Private"));        // 1000
-    ActivityCategory *rate = b.category(QStringLiteral("Bill rate"));        // 1001
-    Activity *zeta = b.activity(QStringLiteral("Zeta work"), rate);          // 1002
-    Activity *cafe = b.activity(QStringLiteral("Café Ünïcode"), privat);     // 1003
-    Activity *old = b.activity(QStringLiteral("alpha old"), rate, true);     // 1004
-    QVTask *synced = b.task(zeta, at(20, 14, 5), at(20, 16, 45), 2);         // 1005
-    b.task(cafe, at(21, 9, 7), QDateTime(), 1);                              // 1006
-    b.task(old, at(18, 8, 0), at(18, 9, 30));                                // 1007
+    ActivityCategory *privat = b.category(QStringLiteral("Private"));    // 1000
+    ActivityCategory *rate = b.category(QStringLiteral("Bill rate"));    // 1001
+    Activity *zeta = b.activity(QStringLiteral("Zeta work"), rate);      // 1002
+    Activity *cafe = b.activity(QStringLiteral("Café Ünïcode"), privat); // 1003
+    Activity *old = b.activity(QStringLiteral("alpha old"), rate, true); // 1004
+    QVTask *synced = b.task(zeta, at(20, 14, 5), at(20, 16, 45), 2);     // 1005
+    b.task(cafe, at(21, 9, 7), QDateTime(), 1);                          // 1006
+    b.task(old, at(18, 8, 0), at(18, 9, 30));                            // 1007
     synced->synchronised = true;
     synced->modifiedTime = at(20, 16, 47, 33);
     doc.deletedTaskIds = {17, 942};
     b.sortAll();
 
+    // clang-format off
     const QByteArray expected = QByteArrayLiteral(
         "--start--\n"
         "105\n"
@@ -194,6 +197,7 @@ void TestDataFile::smallDocumentByteExact()
         "17\n"
         "942\n"
         "--end--\n");
+    // clang-format on
 
     QCOMPARE(doc.getDocumentString(), QString::fromUtf8(expected));
     QVERIFY(doc.save());
@@ -211,6 +215,7 @@ void TestDataFile::startAndStopLoseSeconds()
     task->modifiedTime = at(21, 10, 0, 10);
 
     QCOMPARE(doc.getDocumentString(),
+             // clang-format off
              QStringLiteral("--start--\n105\n1003\n"
                             "1\n1000\nWork\n0\n"
                             "1\n1001\nWriting\n0\n0\n"
@@ -222,6 +227,7 @@ void TestDataFile::startAndStopLoseSeconds()
                             "1\n"
                             "0\n"
                             "--end--\n"));
+    // clang-format on
 
     QuorvelDocument copy;
     QVERIFY(populate(copy, doc.getDocumentString().toUtf8()));
@@ -242,6 +248,7 @@ void TestDataFile::runningTaskWrittenWithZeroStop()
     b.task(writing, at(21, 9, 30), QDateTime(), 3);
 
     QCOMPARE(doc.getDocumentString(),
+             // clang-format off
              QStringLiteral("--start--\n105\n1003\n"
                             "1\n1000\nWork\n0\n"
                             "1\n1001\nWriting\n0\n0\n"
@@ -253,6 +260,7 @@ void TestDataFile::runningTaskWrittenWithZeroStop()
                             "0\n"
                             "0\n"
                             "--end--\n"));
+    // clang-format on
 
     QuorvelDocument copy;
     QVERIFY(populate(copy, doc.getDocumentString().toUtf8()));
@@ -348,26 +356,38 @@ void TestDataFile::separatorsBetweenValuesIgnored_data()
     QTest::addColumn<QByteArray>("input");
 
     QTest::newRow("plain") << QByteArray(HomeGarden);
+    // clang-format off
     QTest::newRow("blank lines") << QByteArrayLiteral("\n--start--\n\n105\n\n\n1000\n\n"
                                                       "1\n7\n\nHome\n0\n\n"
                                                       "1\n8\nGarden\n\n0\n0\n\n"
                                                       "0\n\n0\n\n\n--end--\n\n");
+    // clang-format on
     QTest::newRow("carriage returns") << QByteArrayLiteral("\r--start--\n\r105\r\n\r\n1000\r\n"
+                                                           // clang-format off
                                                            "1\r\n7\r\n\rHome\n0\r\n"
                                                            "1\r\n8\r\n\r\rGarden\n\r0\r\n0\r\n"
                                                            "0\r\n\r0\r\n\r--end--\n");
+    // clang-format on
     QTest::newRow("tabs") << QByteArrayLiteral("\t--start--\n\t105\n1000\t\n"
+                                               // clang-format off
                                                "\t\t1\n7\n\tHome\n\t0\n"
                                                "1\n8\n\t\tGarden\n0\t\n0\n"
                                                "\t0\n0\n\t--end--\n");
-    QTest::newRow("zero bytes") << QByteArrayLiteral("--start--\n\0" "105\n\0\0" "1000\n"
+    // clang-format on
+    QTest::newRow("zero bytes") << QByteArrayLiteral("--start--\n\0"
+                                                     "105\n\0\0"
+                                                     "1000\n"
+                                                     // clang-format off
                                                      "1\n7\n\0Home\n0\n"
                                                      "1\n8\nGarden\n0\n0\n"
                                                      "0\n0\n\0--end--\n");
+    // clang-format on
     QTest::newRow("mixed") << QByteArrayLiteral("--start--\n\r\n\t\n105\n\t\r\n1000\n"
+                                                // clang-format off
                                                 "1\n\n\t7\n\r\n\tHome\n0\n"
                                                 "1\n8\n\n\t\r\n\tGarden\n0\n0\n"
                                                 "0\n0\n\r\n\t\n--end--\n");
+    // clang-format on
 }
 
 void TestDataFile::separatorsBetweenValuesIgnored()
@@ -394,10 +414,12 @@ void TestDataFile::separatorsBetweenValuesIgnored()
 void TestDataFile::carriageReturnStaysInName()
 {
     QuorvelDocument doc;
+    // clang-format off
     QVERIFY(populate(doc, QByteArrayLiteral("--start--\n105\n1000\n"
                                             "1\n7\nHome\r\n0\n"
                                             "1\n8\nGarden \r\n0\n0\n"
                                             "0\n0\n--end--\n")));
+    // clang-format on
     QCOMPARE(doc.categories.size(), 1);
     QCOMPARE(doc.categories.first()->name, QStringLiteral("Home\r"));
     QCOMPARE(doc.activities.size(), 1);
@@ -409,10 +431,12 @@ void TestDataFile::emptyNameShiftsValues()
     QuorvelDocument doc;
     // The category's name line is empty: the name becomes the flag's line "0", the flag the
     // activity count "1", and so on, until the closing marker is missed.
+    // clang-format off
     QVERIFY(!populate(doc, QByteArrayLiteral("--start--\n105\n1000\n"
                                              "1\n7\n\n0\n"
                                              "1\n8\nGarden\n0\n0\n"
                                              "0\n0\n--end--\n")));
+    // clang-format on
     QCOMPARE(doc.categories.size(), 1);
     QCOMPARE(doc.categories.first()->id, 7);
     QCOMPARE(doc.categories.first()->name, QStringLiteral("0"));
@@ -450,10 +474,12 @@ void TestDataFile::appendsToExistingRecords()
     ActivityCategory *alpha = b.category(QStringLiteral("Alpha"));
     ActivityCategory *beta = b.category(QStringLiteral("Beta"));
 
+    // clang-format off
     QVERIFY(populate(doc, QByteArrayLiteral("--start--\n105\n2000\n"
                                             "1\n30\nGamma\n0\n"
                                             "1\n31\nDelta\n0\n0\n"
                                             "0\n0\n--end--\n")));
+    // clang-format on
     QCOMPARE(doc.nextId, 2000);
     QCOMPARE(doc.categories.size(), 3);
     QCOMPARE(doc.categories.at(0), alpha);
@@ -479,8 +505,10 @@ void TestDataFile::refusedAtStart_data()
     QTest::newRow("first line with a space") << QByteArrayLiteral("--start-- \n105\n") + body;
     QTest::newRow("first line upper case") << QByteArrayLiteral("--START--\n105\n") + body;
     QTest::newRow("line ends with CR LF")
+        // clang-format off
         << QByteArrayLiteral("--start--\r\n105\r\n1000\r\n1\r\n7\r\nHome\r\n0\r\n"
                              "0\r\n0\r\n0\r\n--end--\r\n");
+    // clang-format on
     QTest::newRow("marker only") << QByteArrayLiteral("--start--\n");
     QTest::newRow("empty") << QByteArray();
     QTest::newRow("only line feeds") << QByteArrayLiteral("\n\n\n");
@@ -507,6 +535,7 @@ void TestDataFile::refusedAtStart()
 void TestDataFile::outOfRangePositions()
 {
     QuorvelDocument doc;
+    // clang-format off
     QVERIFY(populate(doc, QByteArrayLiteral("--start--\n105\n1100\n"
                                             "1\n"
                                             "10\nWork\n0\n"
@@ -527,6 +556,7 @@ void TestDataFile::outOfRangePositions()
                                             "0\n"
                                             "0\n"
                                             "--end--\n")));
+    // clang-format on
     QCOMPARE(doc.categories.size(), 1);
     QCOMPARE(doc.activities.size(), 3);
     QCOMPARE(doc.activities.at(0)->category, nullptr);
@@ -536,6 +566,7 @@ void TestDataFile::outOfRangePositions()
     QCOMPARE(doc.tasks.at(0)->activity, nullptr);
     QCOMPARE(doc.tasks.at(1)->activity, doc.activities.at(2));
 
+    // clang-format off
     QCOMPARE(doc.getDocumentString(), QStringLiteral("--start--\n105\n1100\n"
                                                      "1\n"
                                                      "10\nWork\n0\n"
@@ -556,6 +587,7 @@ void TestDataFile::outOfRangePositions()
                                                      "0\n"
                                                      "0\n"
                                                      "--end--\n"));
+    // clang-format on
 }
 
 void TestDataFile::loadMissingFile()
@@ -644,10 +676,10 @@ void TestDataFile::saveWhenRenameFails()
     QVERIFY(writeFile(path + QStringLiteral("/keep"), QByteArrayLiteral("x")));
 
     QuorvelDocument doc;
-    QTest::ignoreMessage(QtWarningMsg, QByteArray("problem renaming file " + QFile::encodeName(newPath)
-                                                  + " to " + QFile::encodeName(path)
-                                                  + " errno 21")
-                                           .constData());
+    QTest::ignoreMessage(QtWarningMsg,
+                         QByteArray("problem renaming file " + QFile::encodeName(newPath) + " to "
+                                    + QFile::encodeName(path) + " errno 21")
+                             .constData());
     QVERIFY(doc.save());
     QCOMPARE(readFile(newPath), QByteArrayLiteral("--start--\n105\n1000\n0\n0\n0\n0\n--end--\n"));
     QVERIFY(QFileInfo(path).isDir());
@@ -704,10 +736,9 @@ void TestDataFile::saveInUnwritableFolder()
     bool saved = true;
     {
         PermissionGuard guard(folder);
-        QVERIFY(QFile::setPermissions(folder, QFileDevice::ReadOwner | QFileDevice::ExeOwner
-                                                  | QFileDevice::ReadGroup | QFileDevice::ExeGroup
-                                                  | QFileDevice::ReadOther
-                                                  | QFileDevice::ExeOther));
+        QVERIFY(QFile::setPermissions(
+            folder, QFileDevice::ReadOwner | QFileDevice::ExeOwner | QFileDevice::ReadGroup
+                        | QFileDevice::ExeGroup | QFileDevice::ReadOther | QFileDevice::ExeOther));
         if (::geteuid() != 0) {
             QuorvelDocument doc;
             saved = doc.save();
@@ -752,7 +783,9 @@ void TestDataFile::skipControlCharacters_data()
     QTest::newRow("text") << QByteArrayLiteral("abc\n") << 0;
     QTest::newRow("space is kept") << QByteArrayLiteral(" \n") << 0;
     QTest::newRow("line feeds") << QByteArrayLiteral("\n\nx") << 2;
-    QTest::newRow("mixed controls") << QByteArrayLiteral("\n\r\t\0\x1F" "a\n") << 5;
+    QTest::newRow("mixed controls") << QByteArrayLiteral("\n\r\t\0\x1F"
+                                                         "a\n")
+                                    << 5;
     QTest::newRow("only controls") << QByteArrayLiteral("\r\n\t") << 3;
     QTest::newRow("high bytes are kept") << QByteArrayLiteral("\x80\n") << 0;
     QTest::newRow("0xFF is kept") << QByteArrayLiteral("\n\xFF") << 1;
@@ -784,7 +817,9 @@ void TestDataFile::readInt_data()
     QTest::newRow("plus sign") << QByteArrayLiteral("+8\n") << 8 << 2;
     QTest::newRow("leading spaces") << QByteArrayLiteral("   -5\n") << -5 << 5;
     QTest::newRow("controls then spaces") << QByteArrayLiteral("\n\r\t 42\nrest") << 42 << 6;
-    QTest::newRow("zero bytes before") << QByteArrayLiteral("\0\0" "7\n") << 7 << 3;
+    QTest::newRow("zero bytes before") << QByteArrayLiteral("\0\0"
+                                                            "7\n")
+                                       << 7 << 3;
     QTest::newRow("digits then letters") << QByteArrayLiteral("12abc\n") << 12 << 5;
     QTest::newRow("trailing carriage return") << QByteArrayLiteral("105\r\n") << 105 << 4;
     QTest::newRow("no digits") << QByteArrayLiteral("abc\n") << 0 << 3;
@@ -793,10 +828,13 @@ void TestDataFile::readInt_data()
     QTest::newRow("two signs") << QByteArrayLiteral("--5\n") << 0 << 3;
     QTest::newRow("hexadecimal is not read") << QByteArrayLiteral("0x1F\n") << 0 << 4;
     QTest::newRow("int maximum") << QByteArrayLiteral("2147483647\n") << 2147483647 << 10;
-    QTest::newRow("int minimum") << QByteArrayLiteral("-2147483648\n") << int(-2147483647 - 1) << 11;
+    QTest::newRow("int minimum") << QByteArrayLiteral("-2147483648\n") << int(-2147483647 - 1)
+                                 << 11;
     QTest::newRow("only controls") << QByteArrayLiteral("\n\n") << 0 << 2;
     QTest::newRow("empty") << QByteArray() << 0 << 0;
-    QTest::newRow("high byte") << QByteArrayLiteral("\xC3\xA9" "5\n") << 0 << 3;
+    QTest::newRow("high byte") << QByteArrayLiteral("\xC3\xA9"
+                                                    "5\n")
+                               << 0 << 3;
 }
 
 void TestDataFile::readInt()
@@ -820,19 +858,20 @@ void TestDataFile::readString_data()
     QTest::addColumn<int>("consumed");
 
     QTest::newRow("plain") << QByteArrayLiteral("Home\nx") << QStringLiteral("Home") << 4;
-    QTest::newRow("last without line feed") << QByteArrayLiteral("tail") << QStringLiteral("tail")
-                                            << 4;
+    QTest::newRow("last without line feed")
+        << QByteArrayLiteral("tail") << QStringLiteral("tail") << 4;
     QTest::newRow("leading tabs") << QByteArrayLiteral("\t\tHome\n") << QStringLiteral("Home") << 6;
-    QTest::newRow("leading zero bytes") << QByteArrayLiteral("\0\n\0Name\n")
-                                        << QStringLiteral("Name") << 7;
-    QTest::newRow("leading space kept") << QByteArrayLiteral(" lead\n") << QStringLiteral(" lead")
-                                        << 5;
-    QTest::newRow("trailing carriage return") << QByteArrayLiteral("Home\r\n")
-                                              << QStringLiteral("Home\r") << 5;
+    QTest::newRow("leading zero bytes")
+        << QByteArrayLiteral("\0\n\0Name\n") << QStringLiteral("Name") << 7;
+    QTest::newRow("leading space kept")
+        << QByteArrayLiteral(" lead\n") << QStringLiteral(" lead") << 5;
+    QTest::newRow("trailing carriage return")
+        << QByteArrayLiteral("Home\r\n") << QStringLiteral("Home\r") << 5;
     QTest::newRow("inner tab kept") << QByteArrayLiteral("a\tb\n") << QStringLiteral("a\tb") << 3;
     QTest::newRow("UTF-8 first") << QByteArrayLiteral("\xC3\xA9t\xC3\xA9\n")
                                  << QStringLiteral("été") << 5;
-    QTest::newRow("UTF-8 after controls") << QByteArrayLiteral("\r\n\xC3\x9C" "ber\n")
+    QTest::newRow("UTF-8 after controls") << QByteArrayLiteral("\r\n\xC3\x9C"
+                                                               "ber\n")
                                           << QStringLiteral("Über") << 7;
 }
 
@@ -893,7 +932,8 @@ void TestDataFile::readIntAgreesWithStrtol()
             break;
         }
         // Mostly ordinary numbers, sometimes far beyond the range of long.
-        const int digits = random.bounded(5) == 0 ? int(random.bounded(41)) : int(random.bounded(11));
+        const int digits
+            = random.bounded(5) == 0 ? int(random.bounded(41)) : int(random.bounded(11));
         for (int i = 0; i < digits; ++i)
             input.append(char('0' + random.bounded(10)));
         for (int i = int(random.bounded(4)); i > 0; --i)

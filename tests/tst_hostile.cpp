@@ -18,6 +18,7 @@ namespace {
 // with a non-ASCII name), stopped, running and synchronised tasks with slots, two deleted ids.
 const QByteArray &richDocument()
 {
+    // clang-format off
     static const QByteArray text = QByteArrayLiteral(
         "--start--\n"
         "105\n"
@@ -56,6 +57,7 @@ const QByteArray &richDocument()
         "17\n"
         "999\n"
         "--end--\n");
+    // clang-format on
     return text;
 }
 
@@ -133,10 +135,10 @@ QByteArray randomByte(QRandomGenerator &random)
 // One random change of the kinds a damaged file or a hostile peer produces.
 void mutate(QByteArray &text, QRandomGenerator &random)
 {
-    static const QByteArray hugeValues[] = {
-        QByteArrayLiteral("2147483647"), QByteArrayLiteral("-5"),
-        QByteArrayLiteral("-2147483648"), QByteArrayLiteral("99999999999999999999"),
-        QByteArrayLiteral("1000000"), QByteArrayLiteral("0")};
+    static const QByteArray hugeValues[]
+        = {QByteArrayLiteral("2147483647"),  QByteArrayLiteral("-5"),
+           QByteArrayLiteral("-2147483648"), QByteArrayLiteral("99999999999999999999"),
+           QByteArrayLiteral("1000000"),     QByteArrayLiteral("0")};
 
     const int size = int(text.size());
     switch (random.bounded(7)) {
@@ -275,8 +277,7 @@ void TestHostile::extremeCounts_data()
     QTest::addColumn<QByteArray>("input");
     QTest::addColumn<bool>("result");
 
-    QTest::newRow("categories") << QByteArrayLiteral("--start--\n105\n1000\n2147483647\n")
-                                << false;
+    QTest::newRow("categories") << QByteArrayLiteral("--start--\n105\n1000\n2147483647\n") << false;
     QTest::newRow("categories with one record")
         << QByteArrayLiteral("--start--\n105\n1000\n2147483647\n1\nA\n0\n") << false;
     QTest::newRow("activities") << QByteArrayLiteral("--start--\n105\n1000\n0\n2147483647\n")

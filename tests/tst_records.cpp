@@ -308,8 +308,8 @@ void TestRecords::activitiesSortIgnoringCase()
     list.append(beta.get());
     list.append(alpha.get());
     list.sort();
-    QCOMPARE(namesOf(list),
-             QStringList({QStringLiteral("alpha"), QStringLiteral("Beta"), QStringLiteral("gamma")}));
+    QCOMPARE(namesOf(list), QStringList({QStringLiteral("alpha"), QStringLiteral("Beta"),
+                                         QStringLiteral("gamma")}));
 
     QVERIFY(*alpha < *beta);
     QVERIFY(*beta < *gamma);
@@ -321,14 +321,16 @@ void TestRecords::categoriesSortIgnoringCase()
 {
     SortedList<ActivityCategory> list;
     std::unique_ptr<ActivityCategory> beta(new ActivityCategory(1, QStringLiteral("Beta"), false));
-    std::unique_ptr<ActivityCategory> gamma(new ActivityCategory(2, QStringLiteral("gamma"), false));
-    std::unique_ptr<ActivityCategory> alpha(new ActivityCategory(3, QStringLiteral("alpha"), false));
+    std::unique_ptr<ActivityCategory> gamma(
+        new ActivityCategory(2, QStringLiteral("gamma"), false));
+    std::unique_ptr<ActivityCategory> alpha(
+        new ActivityCategory(3, QStringLiteral("alpha"), false));
     list.append(beta.get());
     list.append(gamma.get());
     list.append(alpha.get());
     list.sort();
-    QCOMPARE(namesOf(list),
-             QStringList({QStringLiteral("alpha"), QStringLiteral("Beta"), QStringLiteral("gamma")}));
+    QCOMPARE(namesOf(list), QStringList({QStringLiteral("alpha"), QStringLiteral("Beta"),
+                                         QStringLiteral("gamma")}));
 
     QVERIFY(*alpha < *beta);
     QVERIFY(!(*gamma < *beta));
@@ -440,8 +442,8 @@ void TestRecords::textsInTwelveHourForm_data()
     QTest::newRow("noon") << at(21, 12, 0) << QStringLiteral("11/21/26 12:00 PM");
     QTest::newRow("afternoon") << at(21, 14, 30) << QStringLiteral("11/21/26 2:30 PM");
     QTest::newRow("last minute") << at(30, 23, 59, 59) << QStringLiteral("11/30/26 11:59 PM");
-    QTest::newRow("new year")
-        << QDateTime(QDate(2027, 1, 2), QTime(7, 45)) << QStringLiteral("1/2/27 7:45 AM");
+    QTest::newRow("new year") << QDateTime(QDate(2027, 1, 2), QTime(7, 45))
+                              << QStringLiteral("1/2/27 7:45 AM");
 }
 
 void TestRecords::textsInTwelveHourForm()

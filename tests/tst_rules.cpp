@@ -133,8 +133,7 @@ void TestRules::validateAgainstStoppedTask_data()
     QTest::newRow("zero length") << false << at(21, 10, 0) << at(21, 10, 0) << 2;
     QTest::newRow("zero length elsewhere") << false << at(21, 15, 0) << at(21, 15, 0) << 2;
     QTest::newRow("zero length, concurrent") << true << at(21, 10, 0) << at(21, 10, 0) << 2;
-    QTest::newRow("stop before start, concurrent")
-        << true << at(21, 11, 0) << at(21, 10, 0) << 1;
+    QTest::newRow("stop before start, concurrent") << true << at(21, 11, 0) << at(21, 10, 0) << 1;
     QTest::newRow("overlapping, concurrent") << true << at(21, 10, 30) << at(21, 11, 30) << 0;
     QTest::newRow("the same times, concurrent") << true << at(21, 10, 0) << at(21, 11, 0) << 0;
     QTest::newRow("around it, concurrent") << true << at(21, 9, 0) << at(21, 12, 0) << 0;
@@ -697,12 +696,12 @@ void TestRules::activityDuration_data()
     const QDate day21(2026, 11, 21);
     const QDate day22(2026, 11, 22);
 
-    QTest::newRow("from the day before") << at(20, 23, 30) << at(21, 0, 45) << day21 << day21
-                                         << 45 << false;
+    QTest::newRow("from the day before")
+        << at(20, 23, 30) << at(21, 0, 45) << day21 << day21 << 45 << false;
     QTest::newRow("running since yesterday")
         << at(20, 8, 0) << QDateTime() << day21 << day21 << 0 << true;
-    QTest::newRow("running since today") << at(21, 8, 0) << QDateTime() << day21 << day21 << 0
-                                         << true;
+    QTest::newRow("running since today")
+        << at(21, 8, 0) << QDateTime() << day21 << day21 << 0 << true;
     QTest::newRow("running from tomorrow")
         << at(22, 8, 0) << QDateTime() << day21 << day21 << 0 << false;
     QTest::newRow("running from midnight after")
@@ -710,20 +709,18 @@ void TestRules::activityDuration_data()
     QTest::newRow("inside") << at(21, 10, 0) << at(21, 11, 30) << day21 << day21 << 90 << false;
     QTest::newRow("the whole day exactly")
         << at(21, 0, 0) << at(22, 0, 0) << day21 << day21 << 1440 << false;
-    QTest::newRow("covering one day") << at(20, 23, 0) << at(22, 1, 0) << day21 << day21 << 1440
-                                      << false;
+    QTest::newRow("covering one day")
+        << at(20, 23, 0) << at(22, 1, 0) << day21 << day21 << 1440 << false;
     QTest::newRow("covering three days")
         << at(19, 12, 0) << at(23, 12, 0) << day20 << day22 << 4320 << false;
-    QTest::newRow("over the end") << at(21, 23, 0) << at(22, 2, 0) << day21 << day21 << 60
-                                  << false;
+    QTest::newRow("over the end") << at(21, 23, 0) << at(22, 2, 0) << day21 << day21 << 60 << false;
     QTest::newRow("ending at midnight after")
         << at(21, 23, 0) << at(22, 0, 0) << day21 << day21 << 60 << false;
     QTest::newRow("ending at midnight before")
         << at(20, 23, 0) << at(21, 0, 0) << day21 << day21 << 0 << false;
     QTest::newRow("starting at midnight after")
         << at(22, 0, 0) << at(22, 1, 0) << day21 << day21 << 0 << false;
-    QTest::newRow("another day") << at(23, 10, 0) << at(23, 11, 0) << day21 << day21 << 0
-                                 << false;
+    QTest::newRow("another day") << at(23, 10, 0) << at(23, 11, 0) << day21 << day21 << 0 << false;
     QTest::newRow("several days, inside")
         << at(20, 10, 0) << at(22, 11, 0) << day20 << day22 << 2940 << false;
     QTest::newRow("over the start, seconds")
@@ -807,8 +804,7 @@ void TestRules::activityDurationRunningFlagResets()
     bool running = false;
     QCOMPARE(doc.getActivityDuration(QDate(2026, 11, 21), QDate(2026, 11, 21), a, &running), 0);
     QCOMPARE(running, true);
-    QCOMPARE(doc.getActivityDuration(QDate(2026, 11, 21), QDate(2026, 11, 21), idle, &running),
-             0);
+    QCOMPARE(doc.getActivityDuration(QDate(2026, 11, 21), QDate(2026, 11, 21), idle, &running), 0);
     QCOMPARE(running, false);
 }
 
@@ -861,10 +857,10 @@ void TestRules::removeObsoleteActivitiesAndCategories()
     ActivityCategory *keptByUsedObsolete = build.category(QStringLiteral("Old via used"), true);
 
     Activity *live = build.activity(QStringLiteral("Live"), keptByLive);
-    Activity *usedObsolete = build.activity(QStringLiteral("Old with tasks"), keptByUsedObsolete,
-                                            true);
-    Activity *unusedObsolete = build.activity(QStringLiteral("Old without tasks"), onlyDropped,
-                                              true);
+    Activity *usedObsolete
+        = build.activity(QStringLiteral("Old with tasks"), keptByUsedObsolete, true);
+    Activity *unusedObsolete
+        = build.activity(QStringLiteral("Old without tasks"), onlyDropped, true);
     Activity *idle = build.activity(QStringLiteral("Idle"), current);
     build.task(usedObsolete, at(20, 10, 0), at(20, 11, 0));
     build.sortAll();

@@ -12,7 +12,8 @@ private Q_SLOTS:
         QuorvelDocument doc;
         QCOMPARE(doc.getDocumentString(),
                  QStringLiteral("--start--\n105\n1000\n0\n0\n0\n0\n--end--\n"));
-        QVERIFY(QuorvelDocument::dataFilePath().startsWith(TestEnvironment::instance()->dataHome()));
+        QVERIFY(
+            QuorvelDocument::dataFilePath().startsWith(TestEnvironment::instance()->dataHome()));
     }
 };
 

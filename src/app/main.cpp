@@ -27,8 +27,7 @@ int main(int argc, char *argv[])
     } else {
         out << QCoreApplication::translate("main", "No readable data file yet.") << '\n';
     }
-    out << QCoreApplication::translate("main",
-                                       "The main window is not part of this build yet.")
+    out << QCoreApplication::translate("main", "The main window is not part of this build yet.")
         << '\n';
     return 0;
 }

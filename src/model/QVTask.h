@@ -14,8 +14,8 @@ class QVTask : public QObject
 
 public:
     QVTask();
-    QVTask(int id, const QDateTime &start, const QDateTime &stop, int shortcut,
-           Activity *activity, const QDateTime &modifiedTime, bool synchronised);
+    QVTask(int id, const QDateTime &start, const QDateTime &stop, int shortcut, Activity *activity,
+           const QDateTime &modifiedTime, bool synchronised);
     ~QVTask() override;
 
     QDateTime start() const { return m_start.value(); }

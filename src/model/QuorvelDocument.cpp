@@ -276,8 +276,8 @@ private:
             return true;
         if (wanted > size_t(INT_MAX))
             return false;
-        void *pages = ::mmap(nullptr, wanted, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS,
-                             -1, 0);
+        void *pages
+            = ::mmap(nullptr, wanted, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (pages == MAP_FAILED)
             return false;
         if (m_pages) {
@@ -407,9 +407,9 @@ bool QuorvelDocument::populateFromByteArray(char *data, int length)
         const WallClock stop = readWallClock(c, r, false);
         const WallClock stamp = readWallClock(c, r, true);
         const int synchronised = readInt(c, r);
-        auto *task = new QVTask(id, QDateTime(), QDateTime(), shortcut,
-                                itemAt(activities, position), stamp.toDateTime(),
-                                synchronised != 0);
+        auto *task
+            = new QVTask(id, QDateTime(), QDateTime(), shortcut, itemAt(activities, position),
+                         stamp.toDateTime(), synchronised != 0);
         if (!start.isNull())
             task->setStartWallClock(start.date, start.time);
         if (!stop.isNull())
@@ -473,8 +473,8 @@ bool QuorvelDocument::save()
 
     if (::rename(newName.constData(), name.constData()) != 0) {
         const int error = errno;
-        qWarning("problem renaming file %s to %s errno %d", newName.constData(),
-                 name.constData(), error);
+        qWarning("problem renaming file %s to %s errno %d", newName.constData(), name.constData(),
+                 error);
         return true;
     }
     // Make the rename itself durable.

@@ -13,9 +13,8 @@ public:
     // Stable, so records that compare equal keep the order they were appended in.
     void sort()
     {
-        std::stable_sort(this->begin(), this->end(), [](const T *a, const T *b) {
-            return *a < *b;
-        });
+        std::stable_sort(this->begin(), this->end(),
+                         [](const T *a, const T *b) { return *a < *b; });
     }
 
     // Position of this very object, or -1.

@@ -49,9 +49,9 @@ const TaskTimeText::Batch::Day &TaskTimeText::Batch::day(const QDate &date)
         // Both midnights exist as given and lie a plain 24 hours apart at the same offset:
         // no transition falls within the day. (Two transitions that cancel out within one
         // day do not occur in the time zone database.)
-        d.steady = midnight.isValid() && nextMidnight.isValid()
-                   && midnight.time() == QTime(0, 0) && nextMidnight.time() == QTime(0, 0)
-                   && midnight.date() == date && nextMidnight.date() == date.addDays(1)
+        d.steady = midnight.isValid() && nextMidnight.isValid() && midnight.time() == QTime(0, 0)
+                   && nextMidnight.time() == QTime(0, 0) && midnight.date() == date
+                   && nextMidnight.date() == date.addDays(1)
                    && midnight.offsetFromUtc() == nextMidnight.offsetFromUtc()
                    && midnight.secsTo(nextMidnight) == 24 * 60 * 60;
         known = m_days.insert(julianDay, d);

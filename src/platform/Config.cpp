@@ -123,8 +123,8 @@ QString Config::scramble(const QString &plain)
 {
     const QByteArray bytes = xorWithKey(plain.toUtf8());
     return ScrambledPrefix
-           + QString::fromLatin1(bytes.toBase64(QByteArray::Base64UrlEncoding
-                                                | QByteArray::OmitTrailingEquals));
+           + QString::fromLatin1(
+               bytes.toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
 }
 
 QString Config::unscramble(const QString &stored)

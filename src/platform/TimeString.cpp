@@ -14,8 +14,8 @@ QString TimeString::longDateString(const QDate &date)
 
 QString TimeString::timeString(const QTime &time, bool twelveHour)
 {
-    return QLocale().toString(time, twelveHour ? QStringLiteral("h:mm AP")
-                                                  : QStringLiteral("hh:mm"));
+    return QLocale().toString(time,
+                              twelveHour ? QStringLiteral("h:mm AP") : QStringLiteral("hh:mm"));
 }
 
 bool TimeString::localeUsesTwelveHourClock()

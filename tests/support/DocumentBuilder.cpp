@@ -7,8 +7,7 @@ ActivityCategory *DocumentBuilder::category(const QString &name, bool obsolete)
     return c;
 }
 
-Activity *DocumentBuilder::activity(const QString &name, ActivityCategory *category,
-                                    bool obsolete)
+Activity *DocumentBuilder::activity(const QString &name, ActivityCategory *category, bool obsolete)
 {
     auto *a = new Activity(m_doc.allocateId(), name, category, obsolete);
     m_doc.activities.append(a);

@@ -25,13 +25,13 @@ private:
 };
 
 // Like QTEST_GUILESS_MAIN, with a TestEnvironment set up before the test object exists.
-#define QUORVEL_TEST_GUILESS_MAIN(TestObject)                                                    \
-    int main(int argc, char *argv[])                                                             \
-    {                                                                                            \
-        TestEnvironment environment;                                                             \
-        QCoreApplication app(argc, argv);                                                        \
-        app.setAttribute(Qt::AA_Use96Dpi, true);                                                 \
-        TestObject tc;                                                                           \
-        QTEST_SET_MAIN_SOURCE_PATH                                                               \
-        return QTest::qExec(&tc, argc, argv);                                                    \
+#define QUORVEL_TEST_GUILESS_MAIN(TestObject)                                                      \
+    int main(int argc, char *argv[])                                                               \
+    {                                                                                              \
+        TestEnvironment environment;                                                               \
+        QCoreApplication app(argc, argv);                                                          \
+        app.setAttribute(Qt::AA_Use96Dpi, true);                                                   \
+        TestObject tc;                                                                             \
+        QTEST_SET_MAIN_SOURCE_PATH                                                                 \
+        return QTest::qExec(&tc, argc, argv);                                                      \
     }
