@@ -168,6 +168,7 @@ int main(int argc, char *argv[])
          [&] { target->populateFromByteArray(buffer.data(), int(buffer.size())); },
          {}},
         {"save (write, fsync, rename)", nothing, [&] { doc.save(); }, {}},
+        {"save of a freshly loaded document", loadedTarget, [&] { target->save(); }, {}},
         {"load (into a new document)", freshTarget, [&] { target->load(); }, {}},
         {"load (replacing a loaded document)", loadedTarget, [&] { target->load(); }, {}},
         // Loading leaves most starts and stops as wall-clock values; the first use of each

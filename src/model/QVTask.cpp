@@ -61,11 +61,7 @@ void QVTask::setStopWallClock(const QDate &date, const QTime &time)
 
 bool QVTask::isRunning() const
 {
-    // A pending stop is a valid date and time: the task is stopped.
-    if (m_stop.isPending())
-        return false;
-    const QDateTime stop = m_stop.value();
-    return !(stop.date().isValid() && stop.time().isValid());
+    return !(stopDate().isValid() && stopTime().isValid());
 }
 
 int QVTask::duration() const

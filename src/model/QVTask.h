@@ -31,6 +31,12 @@ public:
     void setStartWallClock(const QDate &date, const QTime &time);
     void setStopWallClock(const QDate &date, const QTime &time);
 
+    // The date and time parts of start() and stop(), without a local-time conversion.
+    QDate startDate() const { return m_start.date(); }
+    QTime startTime() const { return m_start.time(); }
+    QDate stopDate() const { return m_stop.date(); }
+    QTime stopTime() const { return m_stop.time(); }
+
     // True while the stop's date or time is not valid.
     bool isRunning() const;
 
@@ -86,7 +92,8 @@ private:
             m_time = time;
             m_pending = true;
         }
-        bool isPending() const { return m_pending; }
+        QDate date() const { return m_pending ? m_date : m_value.date(); }
+        QTime time() const { return m_pending ? m_time : m_value.time(); }
 
     private:
         mutable QDateTime m_value;

@@ -9,8 +9,6 @@
 #include <cerrno>
 #include <charconv>
 #include <climits>
-#include <cstdio>
-
 #include <cstring>
 
 #include <fcntl.h>
@@ -29,19 +27,19 @@ class DocumentWriter
 public:
     explicit DocumentWriter(qsizetype expectedSize) { m_bytes.reserve(expectedSize); }
 
-    void line(const char *text)
+    void text(const char *line)
     {
-        m_bytes.append(text);
+        m_bytes.append(line);
         m_bytes.append('\n');
     }
 
-    void line(const QString &text)
+    void text(const QString &line)
     {
-        m_bytes.append(text.toUtf8());
+        m_bytes.append(line.toUtf8());
         m_bytes.append('\n');
     }
 
-    void line(long long value)
+    void number(qint64 value)
     {
         char digits[24];
         const auto result = std::to_chars(digits, digits + sizeof(digits), value);
@@ -49,42 +47,40 @@ public:
         m_bytes.append('\n');
     }
 
-    void line(bool value) { m_bytes.append(value ? "1\n" : "0\n"); }
+    void flag(bool value) { m_bytes.append(value ? "1\n" : "0\n"); }
 
     // Year, month, day, hour and minute; five "0" lines when the date or time is not valid.
-    void dateTimeToMinute(const QDateTime &when)
+    void toMinute(const QDate &date, const QTime &time)
     {
-        const QDate date = when.date();
-        const QTime time = when.time();
         if (!date.isValid() || !time.isValid()) {
             m_bytes.append("0\n0\n0\n0\n0\n");
             return;
         }
         int year = 0, month = 0, day = 0;
         date.getDate(&year, &month, &day);
-        line(year);
-        line(month);
-        line(day);
-        line(time.hour());
-        line(time.minute());
+        number(year);
+        number(month);
+        number(day);
+        number(time.hour());
+        number(time.minute());
     }
 
     // The same with seconds; six "0" lines when not valid.
-    void dateTimeToSecond(const QDateTime &when)
+    void toSecond(const QDateTime &when)
     {
-        if (!when.date().isValid() || !when.time().isValid()) {
+        const QDate date = when.date();
+        const QTime time = when.time();
+        if (!date.isValid() || !time.isValid()) {
             m_bytes.append("0\n0\n0\n0\n0\n0\n");
             return;
         }
-        dateTimeToMinute(when);
-        line(when.time().second());
+        toMinute(date, time);
+        number(time.second());
     }
 
     QByteArray bytes() const { return m_bytes; }
 
 private:
-    void line(int value) { line(static_cast<long long>(value)); }
-
     QByteArray m_bytes;
 };
 
@@ -103,42 +99,43 @@ QByteArray documentBytes(const QuorvelDocument &doc)
 {
     DocumentWriter out(128 + doc.categories.size() * 48 + doc.activities.size() * 64
                        + doc.tasks.size() * 72 + doc.deletedTaskIds.size() * 8);
-    out.line(StartMarker);
-    out.line(static_cast<long long>(QuorvelDocument::FORMAT_VERSION));
-    out.line(static_cast<long long>(doc.nextId));
+    out.text(StartMarker);
+    out.number(QuorvelDocument::FORMAT_VERSION);
+    out.number(doc.nextId);
 
-    out.line(static_cast<long long>(doc.categories.size()));
+    out.number(doc.categories.size());
     for (const ActivityCategory *category : doc.categories) {
-        out.line(static_cast<long long>(category->id));
-        out.line(category->name);
-        out.line(category->obsolete);
+        out.number(category->id);
+        out.text(category->name);
+        out.flag(category->obsolete);
     }
 
     const QHash<const ActivityCategory *, int> categoryPositions = positionsOf(doc.categories);
-    out.line(static_cast<long long>(doc.activities.size()));
+    out.number(doc.activities.size());
     for (const Activity *activity : doc.activities) {
-        out.line(static_cast<long long>(activity->id));
-        out.line(activity->name);
-        out.line(activity->obsolete);
-        out.line(static_cast<long long>(categoryPositions.value(activity->category, -1)));
+        out.number(activity->id);
+        out.text(activity->name);
+        out.flag(activity->obsolete);
+        out.number(categoryPositions.value(activity->category, -1));
     }
 
     const QHash<const Activity *, int> activityPositions = positionsOf(doc.activities);
-    out.line(static_cast<long long>(doc.tasks.size()));
+    out.number(doc.tasks.size());
     for (const QVTask *task : doc.tasks) {
-        out.line(static_cast<long long>(task->id));
-        out.line(static_cast<long long>(activityPositions.value(task->activity, -1)));
-        out.line(static_cast<long long>(task->shortcut));
-        out.dateTimeToMinute(task->start());
-        out.dateTimeToMinute(task->stop());
-        out.dateTimeToSecond(task->modifiedTime);
-        out.line(task->synchronised);
+        out.number(task->id);
+        out.number(activityPositions.value(task->activity, -1));
+        out.number(task->shortcut);
+        // The wall-clock parts, so that writing does not convert times not yet asked for.
+        out.toMinute(task->startDate(), task->startTime());
+        out.toMinute(task->stopDate(), task->stopTime());
+        out.toSecond(task->modifiedTime);
+        out.flag(task->synchronised);
     }
 
-    out.line(static_cast<long long>(doc.deletedTaskIds.size()));
+    out.number(doc.deletedTaskIds.size());
     for (const int id : doc.deletedTaskIds)
-        out.line(static_cast<long long>(id));
-    out.line(EndMarker);
+        out.number(id);
+    out.text(EndMarker);
     return out.bytes();
 }
 
