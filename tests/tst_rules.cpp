@@ -216,8 +216,7 @@ void TestRules::validateSkipsTasksStartingAtExcludeStart()
     QuorvelDocument doc;
     doc.configuration.setAllowConcurrentTasks(false);
     DocumentBuilder build(doc);
-    Activity *writing = build.activity(QStringLiteral("Writing"), nullptr);
-    Activity *reading = build.activity(QStringLiteral("Reading"), nullptr);
+    const auto [writing, reading] = build.activities({"Writing", "Reading"});
     // Two tasks at the same start, as concurrency once allowed.
     build.task(writing, at(21, 10, 0), at(21, 11, 0));
     build.task(reading, at(21, 10, 0), at(21, 10, 45));
@@ -255,9 +254,7 @@ void TestRules::includeShortcutTakesLowestFreeSlot()
 {
     QuorvelDocument doc;
     DocumentBuilder build(doc);
-    Activity *a = build.activity(QStringLiteral("A"), nullptr);
-    Activity *c = build.activity(QStringLiteral("C"), nullptr);
-    Activity *d = build.activity(QStringLiteral("D"), nullptr);
+    const auto [a, c, d] = build.activities({"A", "C", "D"});
     QVTask *holds1 = build.task(a, at(21, 8, 0), at(21, 8, 30), 1);
     QVTask *holds3 = build.task(c, at(21, 9, 0), QDateTime(), 3);
     QVTask *fresh = build.task(d, at(21, 9, 30), QDateTime());
@@ -281,10 +278,7 @@ void TestRules::includeShortcutReusesEarliestStoppedHolder()
 {
     QuorvelDocument doc;
     DocumentBuilder build(doc);
-    Activity *a = build.activity(QStringLiteral("A"), nullptr);
-    Activity *b = build.activity(QStringLiteral("B"), nullptr);
-    Activity *c = build.activity(QStringLiteral("C"), nullptr);
-    Activity *d = build.activity(QStringLiteral("D"), nullptr);
+    const auto [a, b, c, d] = build.activities({"A", "B", "C", "D"});
     // First in the list but stopped later than the second.
     QVTask *stoppedLate = build.task(a, at(21, 6, 0), at(21, 8, 0), 1);
     QVTask *stoppedEarly = build.task(b, at(21, 7, 0), at(21, 7, 30), 3);
@@ -305,10 +299,7 @@ void TestRules::includeShortcutEqualStopsKeepFirstInList()
 {
     QuorvelDocument doc;
     DocumentBuilder build(doc);
-    Activity *a = build.activity(QStringLiteral("A"), nullptr);
-    Activity *b = build.activity(QStringLiteral("B"), nullptr);
-    Activity *c = build.activity(QStringLiteral("C"), nullptr);
-    Activity *d = build.activity(QStringLiteral("D"), nullptr);
+    const auto [a, b, c, d] = build.activities({"A", "B", "C", "D"});
     QVTask *first = build.task(a, at(21, 6, 0), at(21, 8, 0), 2);
     QVTask *second = build.task(b, at(21, 7, 0), at(21, 8, 0), 1);
     QVTask *running = build.task(c, at(21, 9, 0), QDateTime(), 3);
@@ -326,10 +317,7 @@ void TestRules::includeShortcutTakesFromLongestRunning()
 {
     QuorvelDocument doc;
     DocumentBuilder build(doc);
-    Activity *a = build.activity(QStringLiteral("A"), nullptr);
-    Activity *b = build.activity(QStringLiteral("B"), nullptr);
-    Activity *c = build.activity(QStringLiteral("C"), nullptr);
-    Activity *d = build.activity(QStringLiteral("D"), nullptr);
+    const auto [a, b, c, d] = build.activities({"A", "B", "C", "D"});
     // Left unsorted on purpose: the earliest start is not the first in the list.
     QVTask *runningLate = build.task(a, at(21, 9, 0), QDateTime(), 1);
     QVTask *runningEarliest = build.task(b, at(21, 7, 0), QDateTime(), 3);
@@ -348,8 +336,7 @@ void TestRules::includeShortcutMovesSlotOfSameActivity()
 {
     QuorvelDocument doc;
     DocumentBuilder build(doc);
-    Activity *a = build.activity(QStringLiteral("A"), nullptr);
-    Activity *b = build.activity(QStringLiteral("B"), nullptr);
+    const auto [a, b] = build.activities({"A", "B"});
     QVTask *earlier = build.task(a, at(21, 7, 0), at(21, 8, 0), 2);
     QVTask *other = build.task(b, at(21, 8, 0), at(21, 9, 0), 3);
     QVTask *fresh = build.task(a, at(21, 9, 30), QDateTime());
@@ -391,8 +378,7 @@ void TestRules::includeShortcutLeavesTaskWithSlot()
 {
     QuorvelDocument doc;
     DocumentBuilder build(doc);
-    Activity *a = build.activity(QStringLiteral("A"), nullptr);
-    Activity *b = build.activity(QStringLiteral("B"), nullptr);
+    const auto [a, b] = build.activities({"A", "B"});
     QVTask *holder = build.task(a, at(21, 8, 0), at(21, 9, 0), 1);
     QVTask *other = build.task(b, at(21, 7, 0), at(21, 7, 30), 2);
     QVTask *task = build.task(a, at(21, 9, 30), QDateTime(), 3);
@@ -410,8 +396,7 @@ void TestRules::includeShortcutStampsChangedTasks()
 {
     QuorvelDocument doc;
     DocumentBuilder build(doc);
-    Activity *a = build.activity(QStringLiteral("A"), nullptr);
-    Activity *b = build.activity(QStringLiteral("B"), nullptr);
+    const auto [a, b] = build.activities({"A", "B"});
     QVTask *earlier = build.task(a, at(21, 7, 0), at(21, 8, 0), 1);
     QVTask *bystander = build.task(b, at(21, 8, 0), at(21, 9, 0), 2);
     QVTask *fresh = build.task(a, at(21, 9, 30), QDateTime());
@@ -442,8 +427,7 @@ void TestRules::stopTaskHandsSlotToRunningTaskOfActivity()
 {
     QuorvelDocument doc;
     DocumentBuilder build(doc);
-    Activity *a = build.activity(QStringLiteral("A"), nullptr);
-    Activity *b = build.activity(QStringLiteral("B"), nullptr);
+    const auto [a, b] = build.activities({"A", "B"});
     QVTask *holder = build.task(a, at(21, 8, 0), QDateTime(), 2);
     QVTask *otherActivity = build.task(b, at(21, 8, 30), QDateTime(), 1);
     QVTask *sameActivity = build.task(a, at(21, 9, 0), QDateTime());
@@ -485,8 +469,7 @@ void TestRules::stopTaskKeepsSlotWithoutRunningTask()
 {
     QuorvelDocument doc;
     DocumentBuilder build(doc);
-    Activity *a = build.activity(QStringLiteral("A"), nullptr);
-    Activity *b = build.activity(QStringLiteral("B"), nullptr);
+    const auto [a, b] = build.activities({"A", "B"});
     QVTask *stoppedSame = build.task(a, at(21, 7, 0), at(21, 7, 30));
     QVTask *holder = build.task(a, at(21, 8, 0), QDateTime(), 3);
     QVTask *runningOther = build.task(b, at(21, 9, 0), QDateTime());
@@ -568,9 +551,7 @@ void TestRules::removeTaskPassesSlotToRunningTask()
     QuorvelDocument doc;
     doc.configuration.setAllowConcurrentTasks(true);
     DocumentBuilder build(doc);
-    Activity *a = build.activity(QStringLiteral("A"), nullptr);
-    Activity *b = build.activity(QStringLiteral("B"), nullptr);
-    Activity *c = build.activity(QStringLiteral("C"), nullptr);
+    const auto [a, b, c] = build.activities({"A", "B", "C"});
     QVTask *holder1 = build.task(b, at(21, 5, 0), at(21, 5, 30), 1);
     QVTask *holder3 = build.task(c, at(21, 5, 30), at(21, 6, 0), 3);
     QVTask *stoppedSame = build.task(a, at(21, 6, 0), at(21, 6, 30));
@@ -596,9 +577,7 @@ void TestRules::removeTaskPassesSlotToEarliestStoppedTask()
 {
     QuorvelDocument doc;
     DocumentBuilder build(doc);
-    Activity *a = build.activity(QStringLiteral("A"), nullptr);
-    Activity *b = build.activity(QStringLiteral("B"), nullptr);
-    Activity *c = build.activity(QStringLiteral("C"), nullptr);
+    const auto [a, b, c] = build.activities({"A", "B", "C"});
     QVTask *holder1 = build.task(b, at(21, 5, 0), at(21, 5, 30), 1);
     QVTask *earliest = build.task(a, at(21, 6, 0), at(21, 6, 30));
     QVTask *later = build.task(a, at(21, 7, 0), at(21, 7, 30));
@@ -772,8 +751,7 @@ void TestRules::activityDurationCountsOnlyThatActivity()
 {
     QuorvelDocument doc;
     DocumentBuilder build(doc);
-    Activity *a = build.activity(QStringLiteral("A"), nullptr);
-    Activity *b = build.activity(QStringLiteral("B"), nullptr);
+    const auto [a, b] = build.activities({"A", "B"});
     // Same name, different object: not the same activity.
     Activity *aTwin = build.activity(QStringLiteral("A"), nullptr);
     const QDate day21(2026, 11, 21);
@@ -797,8 +775,7 @@ void TestRules::activityDurationRunningFlagResets()
 {
     QuorvelDocument doc;
     DocumentBuilder build(doc);
-    Activity *a = build.activity(QStringLiteral("A"), nullptr);
-    Activity *idle = build.activity(QStringLiteral("Idle"), nullptr);
+    const auto [a, idle] = build.activities({"A", "Idle"});
     build.task(a, at(21, 8, 0), QDateTime());
 
     bool running = false;
@@ -835,9 +812,7 @@ void TestRules::hasActivityGotTasks()
 {
     QuorvelDocument doc;
     DocumentBuilder build(doc);
-    Activity *used = build.activity(QStringLiteral("Writing"), nullptr);
-    Activity *namesake = build.activity(QStringLiteral("Writing"), nullptr);
-    Activity *runningOnly = build.activity(QStringLiteral("Reading"), nullptr);
+    const auto [used, namesake, runningOnly] = build.activities({"Writing", "Writing", "Reading"});
     build.task(used, at(20, 10, 0), at(20, 11, 0));
     build.task(runningOnly, at(21, 9, 0), QDateTime());
 

@@ -5,6 +5,8 @@
 #include <QDateTime>
 #include <QString>
 
+#include <array>
+
 // Short hands for putting records into a document in tests. Every record gets the next id of
 // the document and is appended unsorted; call sortAll() when the order matters.
 class DocumentBuilder
@@ -16,6 +18,16 @@ public:
 
     ActivityCategory *category(const QString &name, bool obsolete = false);
     Activity *activity(const QString &name, ActivityCategory *category, bool obsolete = false);
+    // One activity without a category per name, in the order given:
+    //     const auto [a, b] = build.activities({"A", "B"});
+    template<size_t N>
+    std::array<Activity *, N> activities(const char *const (&names)[N])
+    {
+        std::array<Activity *, N> made;
+        for (size_t i = 0; i < N; ++i)
+            made[i] = activity(QString::fromUtf8(names[i]), nullptr);
+        return made;
+    }
     // A stopped task, or a running one when stop is a null QDateTime.
     QVTask *task(Activity *activity, const QDateTime &start, const QDateTime &stop,
                  int shortcut = 0);
