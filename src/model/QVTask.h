@@ -62,7 +62,7 @@ public:
     bool synchronised = false;
     // Last change to a synchronised task, to the second; null when never stamped.
     QDateTime modifiedTime;
-    // Display texts of start and stop, "" when not set. Written only by setStart / setStop.
+    // Display texts of start and stop, "" when not set. Written only by the setters above.
     QString startText;
     QString stopText;
 
