@@ -1,0 +1,245 @@
+#include "MainWidget.h"
+
+#include "QVTable.h"
+#include "TaskTableModel.h"
+#include "model/QuorvelDocument.h"
+#include "platform/Clock.h"
+#include "platform/TimeString.h"
+
+#include <QDebug>
+#include <QHeaderView>
+#include <QLabel>
+#include <QSignalBlocker>
+#include <QToolButton>
+
+#include <array>
+#include <utility>
+
+MainWidget::MainWidget(QuorvelDocument *document, QWidget *parent)
+    : MainWidgetBase(parent)
+    , m_document(document)
+{
+    selectedTask = nullptr;
+    shortcutTask1 = nullptr;
+    shortcutTask2 = nullptr;
+    shortcutTask3 = nullptr;
+    initTable();
+    connect(table, qOverload<int, int>(&QVTable::currentChanged), this,
+            &MainWidget::tableCellChanged);
+}
+
+void MainWidget::initTable()
+{
+    m_model = new TaskTableModel(m_document, this);
+    table = new QVTable(this);
+    table->setObjectName(QStringLiteral("tblTaskList"));
+    tableLayout->addWidget(table);
+
+    const QSignalBlocker blocker(table);
+    table->setModel(m_model);
+    QHeaderView *header = table->horizontalHeader();
+    header->setHighlightSections(false);
+    // The activity column takes whatever room is left.
+    header->setStretchLastSection(true);
+    setColumnWidths();
+}
+
+void MainWidget::setColumnWidths()
+{
+    // 100 pixels suit a handheld's small font; on a desktop the time columns grow to hold a
+    // whole date and time in the table's font.
+    const QString widest = TimeString::shortDate(QDate(2088, 12, 28)) + QStringLiteral(" 88:88 PM");
+    const int timeWidth = qMax(100, table->fontMetrics().horizontalAdvance(widest) + 16);
+    QHeaderView *header = table->horizontalHeader();
+    header->resizeSection(TaskTableModel::StartColumn, timeWidth);
+    header->resizeSection(TaskTableModel::StopColumn, timeWidth);
+    header->resizeSection(TaskTableModel::ActivityColumn, 200);
+}
+
+void MainWidget::update()
+{
+    const int column = table->currentIndex().column();
+    {
+        const QSignalBlocker tableBlocker(table);
+        table->setPaintingEnabled(false);
+        {
+            // Setting the buttons' state below must not start or stop tasks.
+            const QSignalBlocker blocker1(btnTask1);
+            const QSignalBlocker blocker2(btnTask2);
+            const QSignalBlocker blocker3(btnTask3);
+
+            shortcutTask1 = nullptr;
+            shortcutTask2 = nullptr;
+            shortcutTask3 = nullptr;
+            // The model reads the list itself, so the table costs the same for any number of
+            // tasks; only the buttons are set from the rows.
+            m_model->reset();
+            const SortedList<QVTask> &tasks = m_document->tasks;
+            for (int i = 0; i < tasks.size(); ++i)
+                populateTableRow(tasks.at(i), i);
+            setColumnWidths();
+
+            setSelectedTask(column);
+            blankUnusedButtons();
+        }
+        table->setPaintingEnabled(true);
+    }
+    Q_EMIT taskChanged();
+}
+
+void MainWidget::updateRow(QVTask *task)
+{
+    const qsizetype index = m_document->tasks.findRef(task);
+    if (index < 0) {
+        update();
+        return;
+    }
+    m_model->rowChanged(int(index));
+    populateTableRow(task, int(index));
+}
+
+void MainWidget::populateTableRow(QVTask *task, int row)
+{
+    // The row's texts come from the model; what is left is the task's shortcut button.
+    Q_UNUSED(row);
+    switch (task->shortcut) {
+    case 1:
+        setButton(btnTask1, &shortcutTask1, task);
+        break;
+    case 2:
+        setButton(btnTask2, &shortcutTask2, task);
+        break;
+    case 3:
+        setButton(btnTask3, &shortcutTask3, task);
+        break;
+    default:
+        break;
+    }
+}
+
+void MainWidget::setButton(QToolButton *button, QVTask **slot, QVTask *task)
+{
+    const QString name = task->activityName();
+    if (button->text() != name)
+        button->setText(name);
+    if (!button->isEnabled())
+        button->setEnabled(true);
+    const bool running = task->isRunning();
+    if (button->isChecked() != running)
+        button->setChecked(running);
+    *slot = task;
+}
+
+void MainWidget::blankUnusedButtons()
+{
+    const std::array<std::pair<QToolButton *, const QVTask *>, 3> buttons
+        = {{{btnTask1, shortcutTask1}, {btnTask2, shortcutTask2}, {btnTask3, shortcutTask3}}};
+    for (const auto &[button, task] : buttons) {
+        if (task)
+            continue;
+        button->setText(QString());
+        button->setEnabled(false);
+        button->setChecked(false);
+    }
+}
+
+void MainWidget::setSelectedTask(int column)
+{
+    if (column == -1)
+        column = table->currentIndex().column();
+    if (column < 0)
+        column = 0;
+
+    const SortedList<QVTask> &tasks = m_document->tasks;
+    const qsizetype row = tasks.findRef(selectedTask);
+    if (selectedTask && row >= 0) {
+        const QModelIndex index = m_model->index(int(row), column);
+        table->scrollTo(index);
+        table->setCurrentIndex(index);
+        return;
+    }
+    // The selected task is gone (or there never was one): fall back on the newest task.
+    if (m_model->rowCount() == 0) {
+        selectedTask = nullptr;
+        return;
+    }
+    const int last = m_model->rowCount() - 1;
+    const QModelIndex index = m_model->index(last, column);
+    table->scrollTo(index);
+    table->setCurrentIndex(index);
+    selectedTask = m_model->taskAt(last);
+}
+
+QToolButton *MainWidget::button(int slot) const
+{
+    switch (slot) {
+    case 1:
+        return btnTask1;
+    case 2:
+        return btnTask2;
+    case 3:
+        return btnTask3;
+    default:
+        return nullptr;
+    }
+}
+
+QLabel *MainWidget::statusLabel(int slot) const
+{
+    switch (slot) {
+    case 1:
+        return lblTaskStatus1;
+    case 2:
+        return lblTaskStatus2;
+    case 3:
+        return lblTaskStatus3;
+    default:
+        return nullptr;
+    }
+}
+
+QString MainWidget::runningTimeText(const QDateTime &start, const QDateTime &now)
+{
+    if (!start.isValid() || !now.isValid())
+        return QString();
+    const qint64 s = start.secsTo(now);
+    if (s < 0)
+        return QString();
+    // The separator blinks: a colon on odd seconds, a blank on even ones.
+    const char *separator = s % 2 ? ":" : " ";
+    const qint64 days = s / 86400;
+    const qint64 rest = s - days * 86400;
+    const qint64 hours = rest / 3600;
+    const qint64 minutes = (rest - hours * 3600) / 60;
+    if (days < 1)
+        return QString::asprintf("%d%s%02d", int(hours), separator, int(minutes));
+    return QString::asprintf("%dd  %d%s%02d", int(days), int(hours), separator, int(minutes));
+}
+
+void MainWidget::tableCellChanged(int row, int column)
+{
+    if (row < 0 || column < 0) {
+        qDebug("row=%d col=%d", row, column);
+        selectedTask = nullptr;
+        return;
+    }
+    selectedTask = m_model->taskAt(row);
+    Q_EMIT taskChanged();
+}
+
+void MainWidget::updateShortcutTimers()
+{
+    const QDateTime now = Clock::currentTime(true);
+    updateShortcutTimer(shortcutTask1, now, lblTaskStatus1);
+    updateShortcutTimer(shortcutTask2, now, lblTaskStatus2);
+    updateShortcutTimer(shortcutTask3, now, lblTaskStatus3);
+}
+
+void MainWidget::updateShortcutTimer(const QVTask *task, const QDateTime &now, QLabel *label)
+{
+    if (!task || !task->isRunning()) {
+        label->setText(QString());
+        return;
+    }
+    label->setText(runningTimeText(task->start(), now));
+}
