@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QWidget>
+
+class QEventLoop;
+
+// Base of the widgets the main window runs in a nested event loop (the report viewer, the
+// saved-report chooser): hiding the widget ends the loop, and Escape closes it.
+class ModalWidget : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit ModalWidget(QWidget *parent = nullptr);
+    ~ModalWidget() override;
+
+    // Shows the widget (as an application-modal window over the parent) and returns when it
+    // is hidden, closed or destroyed.
+    void exec();
+
+    void hide();
+    void setVisible(bool visible) override;
+
+protected:
+    void keyPressEvent(QKeyEvent *event) override;
+
+private:
+    // The loop of the innermost exec() still running; null outside exec().
+    QEventLoop *m_loop = nullptr;
+};

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "OperatingModeBase.h"
+
+// Switches between personal and group mode; group mode needs a server address, a user ID and
+// a password. accept() refuses what cannot be used and leaves the cleaned texts in the line
+// edits for the caller.
+class OperatingMode : public OperatingModeBase
+{
+    Q_OBJECT
+
+public:
+    explicit OperatingMode(QWidget *parent = nullptr);
+
+public Q_SLOTS:
+    void accept() override;
+    void modeToggled(bool personalOn);
+};
