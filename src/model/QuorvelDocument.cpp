@@ -311,6 +311,11 @@ QString QuorvelDocument::getDocumentString() const
     return QString::fromUtf8(documentBytes(*this));
 }
 
+QByteArray QuorvelDocument::getDocumentBytes() const
+{
+    return documentBytes(*this);
+}
+
 void QuorvelDocument::skipControlCharacters(char **cursor, int *remaining)
 {
     skipControls(cursor, remaining);

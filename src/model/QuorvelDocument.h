@@ -46,6 +46,8 @@ public:
     // --- Data file ----------------------------------------------------------------------
 
     QString getDocumentString() const;
+    // The document string as the UTF-8 bytes that save() writes.
+    QByteArray getDocumentBytes() const;
 
     // Reads a document string and appends what it reads to the lists (nothing is cleared
     // first). True on success; on a damaged body the records read so far stay appended.

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "platform/MessageBox.h"
+
+#include <QApplication>
 #include <QString>
 #include <QTemporaryDir>
 
@@ -34,4 +37,17 @@ private:
         TestObject tc;                                                                             \
         QTEST_SET_MAIN_SOURCE_PATH                                                                 \
         return QTest::qExec(&tc, argc, argv);                                                      \
+    }
+
+// For tests with widgets: a QApplication on the offscreen platform, and message boxes
+// recorded and answered through MessageBox's test seam instead of being shown.
+#define QUORVEL_TEST_MAIN(TestObject)                                                            \
+    int main(int argc, char *argv[])                                                             \
+    {                                                                                            \
+        TestEnvironment environment;                                                             \
+        QApplication app(argc, argv);                                                            \
+        MessageBox::setTesting(true);                                                            \
+        TestObject tc;                                                                           \
+        QTEST_SET_MAIN_SOURCE_PATH                                                               \
+        return QTest::qExec(&tc, argc, argv);                                                    \
     }

@@ -1,0 +1,107 @@
+#pragma once
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QMainWindow>
+
+#include <memory>
+
+class MainWidget;
+class QAction;
+class QMenu;
+class QTimer;
+class QToolBar;
+class QToolButton;
+class QuorvelDocument;
+class QVTask;
+
+// The one main window. It owns the document, runs the first-run choice of operating mode,
+// builds the menus, the tool bar and the central task view, drives the running-time labels
+// every second, and recomputes after every change which commands are available.
+//
+// The document reaches the data file only through flush(), the destructor and (later) a
+// server synchronisation.
+class QuorvelMainWindow : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    explicit QuorvelMainWindow(QWidget *parent = nullptr);
+    ~QuorvelMainWindow() override;
+
+    // True when the user cancelled the first-run dialog: the program is to end with status 0
+    // without showing the window or writing the data file.
+    bool quitRequested() const { return m_quitRequested; }
+
+    QuorvelDocument *document() const { return m_document.get(); }
+    MainWidget *mainWidget() const { return m_mainWidget; }
+
+    // The current date and time as every recorded start and stop uses it: seconds 0 unless
+    // withSeconds, milliseconds always 0.
+    static QDateTime getQVTime(bool withSeconds);
+
+    // Where an unreadable or replaced data file was kept before the first-run choice, or ""
+    // when nothing had to be kept.
+    QString keptDataFilePath() const { return m_keptDataFile; }
+
+public Q_SLOTS:
+    // Writes the document when it differs from what was last written or read.
+    void flush();
+    // Reads the data file again after another program replaced it. Unsaved changes are
+    // first written beside it; a file that cannot be read leaves the document as it is.
+    void reload();
+    void setDocument(const QString &path);
+    void viewSavedReport();
+    void syncServer();
+    void maintainCategories();
+    void maintainActivities();
+    void operatingMode();
+    void purge();
+    void taskChanged();
+    void newTask();
+    void deleteTask();
+    void editTask();
+    void shortcut1Toggled(bool on);
+    void shortcut2Toggled(bool on);
+    void shortcut3Toggled(bool on);
+    void concurrentToggled(bool on);
+    void twelveHourClockToggled(bool on);
+
+private:
+    void setupDocument();
+    void setupReports();
+    void setupMenuBar();
+    void addTaskMenuItems(QMenu *taskMenu, QMenu *tablePopup, QToolBar *toolBar);
+    void addReportMenuItems(QMenu *reportMenu);
+    void addSettingsMenuItems(QMenu *settingsMenu);
+    void setupCentralWidget();
+    void setupTimer();
+    void promptUserMode();
+    bool getServerSettings();
+    void updateView(QVTask *task);
+    void updateControls();
+    void resetBalloonTips();
+    void keepDataFileAside(bool unreadable);
+    void rememberWritten();
+
+    std::unique_ptr<QuorvelDocument> m_document;
+    MainWidget *m_mainWidget = nullptr;
+    QTimer *m_timer = nullptr;
+    QAction *m_newTask = nullptr;
+    QAction *m_editTask = nullptr;
+    QAction *m_deleteTask = nullptr;
+    QMenu *m_tablePopup = nullptr;
+    QAction *m_concurrent = nullptr;
+    QAction *m_activities = nullptr;
+    QAction *m_categories = nullptr;
+    QAction *m_operatingMode = nullptr;
+    QAction *m_purge = nullptr;
+    QAction *m_synchronise = nullptr;
+    QAction *m_twelveHourClock = nullptr;
+
+    bool m_quitRequested = false;
+    QString m_keptDataFile;
+    // Digest of the document string last written or read, to skip writes that change nothing
+    // and to tell unsaved changes.
+    QByteArray m_writtenDigest;
+};
