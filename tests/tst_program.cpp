@@ -1,0 +1,130 @@
+// The quorvel program itself, run as a separate process on the offscreen platform: how it
+// ends, and that one instance per user runs.
+
+#include "DocumentBuilder.h"
+#include "TestEnvironment.h"
+
+#include "model/QuorvelDocument.h"
+#include "platform/Config.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QtTest>
+
+#include <csignal>
+
+namespace {
+
+QString lockFile()
+{
+    return QFileInfo(QuorvelDocument::dataFilePath()).absolutePath()
+           + QStringLiteral("/quorvel.lock");
+}
+
+QByteArray readFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// Starts quorvel and waits until it holds the lock and has had time to build its window.
+bool startProgram(QProcess &process, const QStringList &arguments = {})
+{
+    process.setProgram(QStringLiteral(QUORVEL_BINARY));
+    process.setArguments(arguments);
+    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process.start();
+    if (!process.waitForStarted(10000))
+        return false;
+    QElapsedTimer waited;
+    waited.start();
+    while (!QFile::exists(lockFile()) && waited.elapsed() < 20000)
+        QTest::qWait(20);
+    QTest::qWait(1000);
+    return QFile::exists(lockFile()) && process.state() == QProcess::Running;
+}
+
+int terminate(QProcess &process)
+{
+    ::kill(pid_t(process.processId()), SIGTERM);
+    if (!process.waitForFinished(20000)) {
+        process.kill();
+        process.waitForFinished();
+        return -1;
+    }
+    return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+}
+
+} // namespace
+
+class TestProgram : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void signalDuringFirstStartEndsLikeCancel();
+    void runningInstanceEndsCleanlyOnSigterm();
+    void secondStartHandsOverAndEnds();
+};
+
+void TestProgram::init()
+{
+    TestEnvironment::wipe();
+}
+
+void TestProgram::signalDuringFirstStartEndsLikeCancel()
+{
+    QProcess program;
+    QVERIFY(startProgram(program));
+    // The first-start dialog is up; the signal ends it as a cancel would.
+    QCOMPARE(terminate(program), 0);
+    QCOMPARE(Configuration().mode(), Configuration::Unset);
+    QVERIFY(!QFile::exists(QuorvelDocument::dataFilePath()));
+}
+
+void TestProgram::runningInstanceEndsCleanlyOnSigterm()
+{
+    Configuration().setMode(Configuration::Personal);
+    {
+        QuorvelDocument doc;
+        doc.createSampleData();
+        DocumentBuilder(doc).task(doc.activities.first(), at(21, 8, 0), QDateTime(), 1);
+        QVERIFY(doc.save());
+    }
+    const QByteArray before = readFile(QuorvelDocument::dataFilePath());
+
+    QProcess program;
+    QVERIFY(startProgram(program));
+    QCOMPARE(terminate(program), 0);
+    QCOMPARE(readFile(QuorvelDocument::dataFilePath()), before);
+    QVERIFY(!QFile::exists(lockFile()));
+}
+
+void TestProgram::secondStartHandsOverAndEnds()
+{
+    Configuration().setMode(Configuration::Personal);
+    {
+        QuorvelDocument doc;
+        doc.createSampleData();
+        QVERIFY(doc.save());
+    }
+    QProcess first;
+    QVERIFY(startProgram(first));
+
+    QProcess second;
+    second.setProgram(QStringLiteral(QUORVEL_BINARY));
+    second.setArguments({QStringLiteral("/tmp/some report.qvreport")});
+    second.start();
+    QVERIFY(second.waitForFinished(20000));
+    QCOMPARE(second.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(second.exitCode(), 0);
+    QCOMPARE(first.state(), QProcess::Running);
+
+    QCOMPARE(terminate(first), 0);
+}
+
+QUORVEL_TEST_GUILESS_MAIN(TestProgram)
+#include "tst_program.moc"
