@@ -20,6 +20,12 @@ TestEnvironment::TestEnvironment()
     qputenv("XDG_DATA_HOME", QFile::encodeName(dataHome()));
     qputenv("XDG_CONFIG_HOME", QFile::encodeName(configHome()));
     qputenv("XDG_DOCUMENTS_DIR", QFile::encodeName(documentsDir()));
+    // Local sockets (the one-instance check) go here: each test run has its own.
+    const QString runtimeDir = m_root.path() + QStringLiteral("/runtime");
+    QDir().mkpath(runtimeDir);
+    QFile::setPermissions(runtimeDir, QFileDevice::ReadOwner | QFileDevice::WriteOwner
+                                          | QFileDevice::ExeOwner);
+    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtimeDir));
     QDir().mkpath(m_root.path() + QStringLiteral("/home"));
     QDir().mkpath(dataHome());
     QDir().mkpath(configHome());
