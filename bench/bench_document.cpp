@@ -6,87 +6,20 @@
 //   bench_document --generate   write the large document as the data file of the current
 //                               XDG data folder (point XDG_DATA_HOME somewhere first)
 
+#include "BenchSupport.h"
 #include "model/QuorvelDocument.h"
-#include "model/TaskTimeText.h"
 #include "platform/Clock.h"
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
-#include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QTextStream>
 
-#include <algorithm>
-#include <functional>
 #include <memory>
 #include <vector>
 
 namespace {
-
-constexpr int TaskCount = 100000;
-constexpr int ActivityCount = 200;
-constexpr int CategoryCount = 20;
-
-void fillDocument(QuorvelDocument &doc)
-{
-    QRandomGenerator random(20261121);
-    const TaskTimeText::Batch textBatch;
-    for (int i = 0; i < CategoryCount; ++i)
-        doc.categories.append(
-            new ActivityCategory(doc.allocateId(), QStringLiteral("Category %1").arg(i), i == 0));
-    for (int i = 0; i < ActivityCount; ++i)
-        doc.activities.append(new Activity(doc.allocateId(),
-                                           QStringLiteral("Activity %1 – Ünïcode").arg(i),
-                                           doc.categories.at(i % CategoryCount), i % 50 == 0));
-    // Three years of tasks, one every 15 to 16 minutes, each 1 to 15 minutes long.
-    const QDateTime first(QDate(2023, 11, 22), QTime(0, 0));
-    const qint64 span = first.secsTo(QDateTime(QDate(2026, 11, 22), QTime(0, 0))) / 60;
-    for (int i = 0; i < TaskCount; ++i) {
-        const QDateTime start = first.addSecs(60 * (span * i / TaskCount));
-        const QDateTime stop = start.addSecs(60 * (1 + random.bounded(15)));
-        const bool synchronised = i % 10 == 0;
-        doc.tasks.append(new QVTask(doc.allocateId(), start, stop, 0,
-                                    doc.activities.at(random.bounded(ActivityCount)),
-                                    synchronised ? stop.addSecs(7) : QDateTime(), synchronised));
-    }
-    for (int i = 0; i < 100; ++i)
-        doc.deletedTaskIds.append(500 + i);
-    doc.categories.sort();
-    doc.activities.sort();
-    doc.tasks.sort();
-}
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    const size_t n = values.size();
-    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
-}
-
-struct Case
-{
-    const char *name;
-    std::function<void()> prepare; // untimed
-    std::function<void()> work;    // timed
-    std::vector<double> ms;
-};
-
-// Runs every case once per round, round after round, so that a burst of load on the machine
-// falls on all of them alike rather than on whichever ran during it.
-void runRounds(std::vector<Case> &cases, int rounds)
-{
-    for (int round = 0; round < rounds; ++round) {
-        for (Case &c : cases) {
-            c.prepare();
-            QElapsedTimer timer;
-            timer.start();
-            c.work();
-            c.ms.push_back(timer.nsecsElapsed() / 1e6);
-        }
-    }
-}
 
 // Peak resident memory (VmHWM) of this process in MiB.
 double peakMemoryMiB()
@@ -122,7 +55,7 @@ int main(int argc, char *argv[])
     // folder, for profiling and for trying the program with a large file.
     if (args.contains(QStringLiteral("--generate"))) {
         QuorvelDocument doc;
-        fillDocument(doc);
+        LargeDocument().fill(doc);
         const bool saved = doc.save();
         QTextStream(stdout) << QuorvelDocument::dataFilePath() << '\n';
         return saved ? 0 : 1;
@@ -136,7 +69,7 @@ int main(int argc, char *argv[])
     qputenv("XDG_CONFIG_HOME", QFile::encodeName(home.path() + QStringLiteral("/config")));
 
     QuorvelDocument doc;
-    fillDocument(doc);
+    LargeDocument().fill(doc);
     const QByteArray bytes = doc.getDocumentString().toUtf8();
 
     QTextStream out(stdout);

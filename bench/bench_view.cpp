@@ -5,8 +5,8 @@
 //
 //   bench_view [--runs N]   measure on the offscreen platform, in temporary XDG folders
 
+#include "BenchSupport.h"
 #include "model/QuorvelDocument.h"
-#include "model/TaskTimeText.h"
 #include "platform/Clock.h"
 #include "views/MainWidget.h"
 #include "views/QVTable.h"
@@ -16,77 +16,12 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QPixmap>
-#include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QTextStream>
 
-#include <algorithm>
-#include <functional>
 #include <vector>
 
 namespace {
-
-constexpr int TaskCount = 100000;
-constexpr int ActivityCount = 200;
-constexpr int CategoryCount = 20;
-
-void fillDocument(QuorvelDocument &doc)
-{
-    QRandomGenerator random(20261121);
-    const TaskTimeText::Batch textBatch;
-    for (int i = 0; i < CategoryCount; ++i)
-        doc.categories.append(
-            new ActivityCategory(doc.allocateId(), QStringLiteral("Category %1").arg(i), false));
-    for (int i = 0; i < ActivityCount; ++i)
-        doc.activities.append(new Activity(doc.allocateId(),
-                                           QStringLiteral("Activity %1 – Ünïcode").arg(i),
-                                           doc.categories.at(i % CategoryCount), false));
-    // Three years of tasks, one every 15 to 16 minutes, each 1 to 15 minutes long; the last
-    // three hold the shortcut buttons.
-    const QDateTime first(QDate(2023, 11, 22), QTime(0, 0));
-    const qint64 span = first.secsTo(QDateTime(QDate(2026, 11, 22), QTime(0, 0))) / 60;
-    for (int i = 0; i < TaskCount; ++i) {
-        const QDateTime start = first.addSecs(60 * (span * i / TaskCount));
-        const QDateTime stop = start.addSecs(60 * (1 + random.bounded(15)));
-        const int shortcut = i >= TaskCount - 3 ? TaskCount - i : 0;
-        doc.tasks.append(new QVTask(doc.allocateId(), start, stop, shortcut,
-                                    doc.activities.at(random.bounded(ActivityCount)), QDateTime(),
-                                    false));
-    }
-    doc.categories.sort();
-    doc.activities.sort();
-    doc.tasks.sort();
-}
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    const size_t n = values.size();
-    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
-}
-
-struct Case
-{
-    const char *name;
-    std::function<void()> prepare; // untimed
-    std::function<void()> work;    // timed
-    std::vector<double> ms;
-};
-
-// Every case once per round, round after round, so that a burst of load on the machine falls
-// on all of them alike.
-void runRounds(std::vector<Case> &cases, int rounds)
-{
-    for (int round = 0; round < rounds; ++round) {
-        for (Case &c : cases) {
-            c.prepare();
-            QElapsedTimer timer;
-            timer.start();
-            c.work();
-            c.ms.push_back(timer.nsecsElapsed() / 1e6);
-        }
-    }
-}
 
 // Lets the widget settle: posted layout requests, the paint after a rebuild.
 void settle()
@@ -118,7 +53,10 @@ int main(int argc, char *argv[])
     const int runs = runsAt >= 0 ? args.value(runsAt + 1).toInt() : 15;
 
     QuorvelDocument doc;
-    fillDocument(doc);
+    LargeDocument view;
+    view.fileFeatures = false;
+    view.shortcuts = true;
+    view.fill(doc);
     Clock::setFixed(QDateTime(QDate(2026, 11, 21), QTime(9, 30, 0)));
 
     MainWidget widget(&doc);
@@ -139,7 +77,7 @@ int main(int argc, char *argv[])
     if (widget.selectedTask != doc.tasks.last() || !widget.shortcutTask3)
         qFatal("the rebuild did not select the newest task or set the buttons");
 
-    QVTask *middle = doc.tasks.at(TaskCount / 2);
+    QVTask *middle = doc.tasks.at(LargeDocument::TaskCount / 2);
     int stopMinute = 0;
     // The one-row refresh runs on a task whose stop really changed, as after an edit.
     const auto changeMiddle = [&] {

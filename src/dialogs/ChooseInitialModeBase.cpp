@@ -1,19 +1,8 @@
 #include "ChooseInitialModeBase.h"
 
+#include "FormFonts.h"
+
 #include <QEvent>
-#include <QFont>
-
-namespace {
-
-// Only the weight is set, so the rest of the font still follows the application font.
-void makeBold(QWidget *widget)
-{
-    QFont bold;
-    bold.setBold(true);
-    widget->setFont(bold);
-}
-
-} // namespace
 
 ChooseInitialModeBase::ChooseInitialModeBase(QWidget *parent)
     : QDialog(parent)
@@ -27,9 +16,7 @@ bool ChooseInitialModeBase::event(QEvent *event)
 {
     const bool handled = QDialog::event(event);
     if (event->type() == QEvent::ApplicationFontChange) {
-        makeBold(radPersonalInit);
-        makeBold(radPersonalNoInit);
-        makeBold(radGroup);
+        makeBold({radPersonalInit, radPersonalNoInit, radGroup});
     }
     return handled;
 }

@@ -1,19 +1,8 @@
 #include "OperatingModeBase.h"
 
+#include "FormFonts.h"
+
 #include <QEvent>
-#include <QFont>
-
-namespace {
-
-// Only the weight is set, so the rest of the font still follows the application font.
-void makeBold(QWidget *widget)
-{
-    QFont bold;
-    bold.setBold(true);
-    widget->setFont(bold);
-}
-
-} // namespace
 
 OperatingModeBase::OperatingModeBase(QWidget *parent)
     : QDialog(parent)
@@ -27,8 +16,7 @@ bool OperatingModeBase::event(QEvent *event)
 {
     const bool handled = QDialog::event(event);
     if (event->type() == QEvent::ApplicationFontChange) {
-        makeBold(radPersonal);
-        makeBold(radGroup);
+        makeBold({radPersonal, radGroup});
     }
     return handled;
 }
