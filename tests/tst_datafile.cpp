@@ -120,6 +120,11 @@ private Q_SLOTS:
     void readString_data();
     void readString();
     void readIntAgreesWithStrtol();
+
+    void cleanName_data();
+    void cleanName();
+    void cleanedNamesAlwaysReadBack();
+    void reservedNames();
 };
 
 void TestDataFile::init()
@@ -961,6 +966,66 @@ void TestDataFile::readIntAgreesWithStrtol()
         QCOMPARE(int(cursor - buffer.get()), skipped + runLength);
         QCOMPARE(remaining, int(input.size()) - skipped - runLength);
     }
+}
+
+void TestDataFile::cleanName_data()
+{
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<QString>("clean");
+    QTest::newRow("plain") << QStringLiteral("Work") << QStringLiteral("Work");
+    QTest::newRow("blanks around") << QStringLiteral("  Work  ") << QStringLiteral("Work");
+    QTest::newRow("line feed inside") << QStringLiteral("Work\nHome") << QStringLiteral("Work Home");
+    QTest::newRow("carriage return at end") << QStringLiteral("Work\r") << QStringLiteral("Work");
+    QTest::newRow("control first") << QStringLiteral("\x01Office") << QStringLiteral("Office");
+    QTest::newRow("tab first") << QStringLiteral("\tDesign") << QStringLiteral("Design");
+    QTest::newRow("zero inside") << QString(QStringLiteral("a") + QChar(0) + QStringLiteral("b"))
+                                 << QStringLiteral("a b");
+    QTest::newRow("only controls") << QStringLiteral("\n\r\t") << QString();
+    QTest::newRow("non-ASCII kept") << QStringLiteral(" Café ") << QStringLiteral("Café");
+}
+
+void TestDataFile::cleanName()
+{
+    QFETCH(QString, typed);
+    QFETCH(QString, clean);
+    QCOMPARE(QuorvelDocument::cleanName(typed), clean);
+}
+
+void TestDataFile::cleanedNamesAlwaysReadBack()
+{
+    // Whatever is typed, a cleaned non-empty name stands on one line and reads back as it is.
+    QRandomGenerator random(4711);
+    const QString alphabet = QStringLiteral("ab c\n\r\t\x01\x1f-é€");
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    ActivityCategory *category = build.category(QStringLiteral("Any"));
+    QStringList expected;
+    for (int i = 0; i < 300; ++i) {
+        QString typed;
+        const int length = int(random.bounded(1, 12));
+        for (int k = 0; k < length; ++k)
+            typed += alphabet.at(int(random.bounded(int(alphabet.size()))));
+        const QString name = QuorvelDocument::cleanName(typed) + QString::number(i);
+        build.activity(name, category);
+        expected << name;
+    }
+    QVERIFY(doc.save());
+    QuorvelDocument copy;
+    QVERIFY(copy.load());
+    QStringList names;
+    for (const Activity *a : std::as_const(copy.activities))
+        names << a->name;
+    QCOMPARE(names, expected);
+}
+
+void TestDataFile::reservedNames()
+{
+    QVERIFY(QuorvelDocument::isReservedName(QStringLiteral("--sync--")));
+    QVERIFY(QuorvelDocument::isReservedName(QStringLiteral("--start--")));
+    QVERIFY(QuorvelDocument::isReservedName(QStringLiteral("--end--")));
+    QVERIFY(!QuorvelDocument::isReservedName(QStringLiteral("--END--")));
+    QVERIFY(!QuorvelDocument::isReservedName(QStringLiteral(" --end--")));
+    QVERIFY(!QuorvelDocument::isReservedName(QString()));
 }
 
 QUORVEL_TEST_GUILESS_MAIN(TestDataFile)

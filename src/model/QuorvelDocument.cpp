@@ -306,6 +306,22 @@ QString QuorvelDocument::dataFilePath()
                                        QStringLiteral("quorvelqpe.dat"));
 }
 
+QString QuorvelDocument::cleanName(const QString &typed)
+{
+    QString name = typed;
+    for (QChar &c : name) {
+        if (c.unicode() < 32)
+            c = QLatin1Char(' ');
+    }
+    return name.trimmed();
+}
+
+bool QuorvelDocument::isReservedName(const QString &name)
+{
+    return name == QLatin1String("--sync--") || name == QLatin1String(StartMarker)
+           || name == QLatin1String(EndMarker);
+}
+
 QString QuorvelDocument::getDocumentString() const
 {
     return QString::fromUtf8(documentBytes(*this));

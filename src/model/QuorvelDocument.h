@@ -43,6 +43,14 @@ public:
     // Path of the data file.
     static QString dataFilePath();
 
+    // A category or activity name as typed, made fit for the data file, which keeps each name
+    // on one line and skips control characters before it: control characters (line feeds,
+    // tabs, …) become blanks, and blanks at both ends go.
+    static QString cleanName(const QString &typed);
+    // True for the markers that delimit the document and the server exchange
+    // ("--sync--", "--start--", "--end--"), which no name may be.
+    static bool isReservedName(const QString &name);
+
     // --- Data file ----------------------------------------------------------------------
 
     QString getDocumentString() const;
