@@ -1,0 +1,46 @@
+#pragma once
+
+#include "CategoryListBase.h"
+
+#include <QList>
+
+class ActivityCategory;
+class QuorvelDocument;
+class QShortcut;
+class QStandardItemModel;
+class QVTable;
+
+// The screen that lists, creates, renames and withdraws categories. Withdrawing a category
+// withdraws its activities; nothing is removed from the document. Run with exec(); Escape
+// or closing ends it.
+class CategoryList : public CategoryListBase
+{
+    Q_OBJECT
+
+public:
+    // document is not owned and must not be null.
+    explicit CategoryList(QuorvelDocument *document, QWidget *parent = nullptr);
+
+    QuorvelDocument *document = nullptr;
+    // The category of the current row; null when no row is current.
+    ActivityCategory *selectedCategory = nullptr;
+    // Object name "tblCategoryList"; a child of this widget.
+    QVTable *table = nullptr;
+    // The categories shown, in row order (not owned).
+    QList<ActivityCategory *> shownCategories;
+    // Escape, even while the table has the focus.
+    QShortcut *accel = nullptr;
+
+public Q_SLOTS:
+    void newCategory();
+    void editCategory();
+    void deleteCategory();
+    void cellChanged(int row, int column);
+
+private:
+    void setupList();
+    void updateView();
+    void updateEnabled();
+
+    QStandardItemModel *m_model = nullptr;
+};

@@ -1,0 +1,12 @@
+#include "CategoryListBase.h"
+
+#include "platform/Resource.h"
+
+CategoryListBase::CategoryListBase(QWidget *parent)
+    : ModalWidget(parent)
+{
+    setupUi(this);
+    btnNew->setIcon(Resource::loadIcon(QStringLiteral("new")));
+    btnEdit->setIcon(Resource::loadIcon(QStringLiteral("edit")));
+    btnDelete->setIcon(Resource::loadIcon(QStringLiteral("trash")));
+}

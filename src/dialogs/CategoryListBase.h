@@ -1,0 +1,14 @@
+#pragma once
+
+#include "ModalWidget.h"
+#include "ui_CategoryListBase.h"
+
+// Designer form of the category list screen: btnNew, btnEdit, btnDelete and a place for the
+// table.
+class CategoryListBase : public ModalWidget, public Ui::CategoryListBase
+{
+    Q_OBJECT
+
+public:
+    explicit CategoryListBase(QWidget *parent = nullptr);
+};
