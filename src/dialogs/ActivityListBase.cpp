@@ -1,0 +1,7 @@
+#include "ActivityListBase.h"
+
+ActivityListBase::ActivityListBase(QWidget *parent)
+    : ModalWidget(parent)
+{
+    setupUi(this);
+}
