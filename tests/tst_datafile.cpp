@@ -974,7 +974,8 @@ void TestDataFile::cleanName_data()
     QTest::addColumn<QString>("clean");
     QTest::newRow("plain") << QStringLiteral("Work") << QStringLiteral("Work");
     QTest::newRow("blanks around") << QStringLiteral("  Work  ") << QStringLiteral("Work");
-    QTest::newRow("line feed inside") << QStringLiteral("Work\nHome") << QStringLiteral("Work Home");
+    QTest::newRow("line feed inside")
+        << QStringLiteral("Work\nHome") << QStringLiteral("Work Home");
     QTest::newRow("carriage return at end") << QStringLiteral("Work\r") << QStringLiteral("Work");
     QTest::newRow("control first") << QStringLiteral("\x01Office") << QStringLiteral("Office");
     QTest::newRow("tab first") << QStringLiteral("\tDesign") << QStringLiteral("Design");

@@ -6,6 +6,8 @@
 #include "TestEnvironment.h"
 
 #include "app/QuorvelMainWindow.h"
+#include "dialogs/ActivityList.h"
+#include "dialogs/CategoryList.h"
 #include "dialogs/ChooseInitialMode.h"
 #include "dialogs/OperatingMode.h"
 #include "platform/Clock.h"
@@ -116,6 +118,9 @@ private Q_SLOTS:
     void readableFileWithoutModeKeptBeforeFirstRun();
 
     void sigtermWritesLatestChanges();
+
+    void escapeLeavesTheCategoryList();
+    void escapeLeavesTheActivityList();
 };
 
 void TestMainWindow::init()
@@ -256,10 +261,12 @@ void TestMainWindow::resetOnFirstStart()
     QuorvelMainWindow window;
     Config config(Configuration::storeName());
     config.setGroup(QStringLiteral("BalloonTips"));
+    // All back at 0, but for the tip an empty document shows at the end of the first start.
     for (const char *key : {"groupMode", "categories", "activities", "startHere", "newTask",
                             "shortcutButtons", "taskList", "additionalHelp"}) {
         QVERIFY2(config.hasKey(QString::fromLatin1(key)), key);
-        QCOMPARE(config.readNumEntry(QString::fromLatin1(key), -1), 0);
+        const int expected = qstrcmp(key, "categories") == 0 ? 1 : 0;
+        QCOMPARE(config.readNumEntry(QString::fromLatin1(key), -1), expected);
     }
     config.setGroup(QStringLiteral("LocalSettings"));
     QCOMPARE(config.readNumEntry(QStringLiteral("WarnDeleteZeroTasks"), -1), 1);
@@ -574,6 +581,38 @@ void TestMainWindow::sigtermWritesLatestChanges()
     QCOMPARE(app->exec(), 0);
     QVERIFY(!timedOut);
     QCOMPARE(readFile(QuorvelDocument::dataFilePath()), latest);
+}
+
+void TestMainWindow::escapeLeavesTheCategoryList()
+{
+    prepareSampleFile(1);
+    QuorvelMainWindow window;
+    window.show();
+    ModalAnswers answers;
+    answers.add([](QWidget *widget) {
+        QVERIFY(qobject_cast<CategoryList *>(widget));
+        QTest::keyClick(widget, Qt::Key_Escape);
+    });
+    window.maintainCategories();
+    QCOMPARE(answers.seen(), QStringList{QStringLiteral("CategoryList")});
+    QVERIFY(!QApplication::activeModalWidget());
+    QVERIFY(window.findChildren<CategoryList *>().isEmpty());
+}
+
+void TestMainWindow::escapeLeavesTheActivityList()
+{
+    prepareSampleFile(1);
+    QuorvelMainWindow window;
+    window.show();
+    ModalAnswers answers;
+    answers.add([](QWidget *widget) {
+        QVERIFY(qobject_cast<ActivityList *>(widget));
+        QTest::keyClick(widget, Qt::Key_Escape);
+    });
+    window.maintainActivities();
+    QCOMPARE(answers.seen(), QStringList{QStringLiteral("ActivityList")});
+    QVERIFY(!QApplication::activeModalWidget());
+    QVERIFY(window.findChildren<ActivityList *>().isEmpty());
 }
 
 int main(int argc, char *argv[])

@@ -1,5 +1,7 @@
 #include "QuorvelMainWindow.h"
 
+#include "dialogs/ActivityList.h"
+#include "dialogs/CategoryList.h"
 #include "dialogs/ChooseInitialMode.h"
 #include "dialogs/OperatingMode.h"
 #include "model/QuorvelDocument.h"
@@ -56,6 +58,7 @@ QuorvelMainWindow::QuorvelMainWindow(QWidget *parent)
     setupCentralWidget();
     setupTimer();
     updateView(nullptr);
+    showBalloonTips();
 
     connect(m_mainWidget, &MainWidget::taskChanged, this, &QuorvelMainWindow::taskChanged);
     connect(m_mainWidget->button(1), &QToolButton::toggled, this,
@@ -85,6 +88,9 @@ QuorvelMainWindow::~QuorvelMainWindow()
     // A cancelled first start writes nothing: the file (if any) stays as the user had it.
     if (!m_quitRequested)
         flush();
+    // The view reads the document until it is gone: take it down before the document.
+    delete m_mainWidget;
+    m_mainWidget = nullptr;
 }
 
 QDateTime QuorvelMainWindow::getQVTime(bool withSeconds)
@@ -409,13 +415,27 @@ void QuorvelMainWindow::twelveHourClockToggled(bool on)
     updateView(nullptr);
 }
 
-// Commands that arrive with the task editor, the maintenance lists, the reports and the
-// server exchange. Until then their menu entries exist and do nothing.
+void QuorvelMainWindow::maintainCategories()
+{
+    CategoryList list(m_document.get(), this);
+    list.exec();
+    updateView(nullptr);
+    showBalloonTips();
+}
+
+void QuorvelMainWindow::maintainActivities()
+{
+    ActivityList list(m_document.get(), this);
+    list.exec();
+    updateView(nullptr);
+    showBalloonTips();
+}
+
+// Commands that arrive with the task editor, the reports and the server exchange. Until then
+// their menu entries exist and do nothing.
 void QuorvelMainWindow::setDocument(const QString &) {}
 void QuorvelMainWindow::viewSavedReport() {}
 void QuorvelMainWindow::syncServer() {}
-void QuorvelMainWindow::maintainCategories() {}
-void QuorvelMainWindow::maintainActivities() {}
 void QuorvelMainWindow::operatingMode() {}
 void QuorvelMainWindow::purge() {}
 void QuorvelMainWindow::newTask() {}

@@ -81,6 +81,8 @@ private:
     void updateView(QVTask *task);
     void updateControls();
     void resetBalloonTips();
+    // Shows the first-use tip that fits the user's progress (BalloonTips.cpp).
+    void showBalloonTips();
     void keepDataFileAside(bool unreadable);
     void rememberWritten();
 
