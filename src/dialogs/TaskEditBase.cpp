@@ -1,0 +1,9 @@
+#include "TaskEditBase.h"
+
+TaskEditBase::TaskEditBase(QWidget *parent)
+    : QDialog(parent)
+{
+    setupUi(this);
+    connect(buttonBox, &QDialogButtonBox::accepted, this, &QDialog::accept);
+    connect(buttonBox, &QDialogButtonBox::rejected, this, &QDialog::reject);
+}
