@@ -1,0 +1,159 @@
+#include "PurgeTasks.h"
+
+#include "model/Configuration.h"
+#include "platform/Clock.h"
+#include "platform/DateBookMonth.h"
+#include "platform/TimeString.h"
+
+#include <QDebug>
+#include <QMenu>
+#include <QWidgetAction>
+
+namespace {
+
+// The leading zero of a two-digit display; the spin boxes show plain numbers otherwise.
+QString twoDigitPrefix(int value)
+{
+    return value < 10 ? QStringLiteral("0") : QString();
+}
+
+// Hour of the day for the twelve-hour display: 12 without PM is midnight, 12 with PM noon.
+int hourFromTwelveHour(int shown, bool pm)
+{
+    if (shown == 12)
+        return pm ? 12 : 0;
+    return pm ? shown + 12 : shown;
+}
+
+} // namespace
+
+PurgeTasks::PurgeTasks(QWidget *parent)
+    : PurgeTasksBase(parent)
+{
+    purgeDateTime = QDateTime();
+    setupTimes();
+    setupDatePicker();
+
+    connect(btnDate, &QToolButton::pressed, this, &PurgeTasks::pickDate);
+    connect(spinHour, &QSpinBox::valueChanged, this, &PurgeTasks::hourChanged);
+    connect(spinMinute, &QSpinBox::valueChanged, this, &PurgeTasks::minuteChanged);
+    connect(radSpecified, &QRadioButton::toggled, this,
+            [this](bool on) { specifiedStateChanged(on ? Qt::Checked : Qt::Unchecked); });
+    connect(chkPM, &QCheckBox::stateChanged, this, &PurgeTasks::pmChanged);
+}
+
+void PurgeTasks::setupTimes()
+{
+    setDateTime(Clock::currentTime(false));
+}
+
+void PurgeTasks::setupDatePicker()
+{
+    datePopup = new QMenu(this);
+    monthPicker = new DateBookMonth(datePopup);
+    auto *action = new QWidgetAction(datePopup);
+    action->setDefaultWidget(monthPicker);
+    datePopup->addAction(action);
+}
+
+void PurgeTasks::setDateTime(const QDateTime &when)
+{
+    QDateTime dt = when;
+    if (!dt.date().isValid() || !dt.time().isValid())
+        dt = Clock::currentTime(false);
+
+    btnDate->setText(TimeString::shortDate(dt.date()));
+
+    const int hour = dt.time().hour();
+    if (!Configuration().twelveHourClock()) {
+        chkPM->hide();
+        spinHour->setPrefix(twoDigitPrefix(hour));
+        spinHour->setValue(hour);
+        spinHour->setRange(0, 23);
+    } else {
+        chkPM->show();
+        // Set first, so the hour slot fired by the value change already sees the right half.
+        chkPM->setChecked(hour >= 12);
+        spinHour->setPrefix(QString());
+        spinHour->setValue(hour % 12 == 0 ? 12 : hour % 12);
+        spinHour->setRange(1, 12);
+    }
+
+    const int minute = dt.time().minute();
+    spinMinute->setPrefix(twoDigitPrefix(minute));
+    spinMinute->setValue(minute);
+
+    purgeDateTime = dt;
+}
+
+QPoint PurgeTasks::datePopupPosition() const
+{
+    const QRect button = btnDate->geometry();
+    return mapToGlobal(QPoint(button.x(), button.y() + (button.height() * 3) / 2));
+}
+
+void PurgeTasks::pickDate()
+{
+    // The popup and calendar are shared by every opening; drop what an earlier one wired up.
+    QObject::disconnect(monthPicker, nullptr, nullptr, nullptr);
+    QObject::disconnect(datePopup, nullptr, nullptr, nullptr);
+    connect(monthPicker, &DateBookMonth::dateClicked, this, &PurgeTasks::setDate);
+    connect(datePopup, &QMenu::aboutToHide, this, &PurgeTasks::gotHideDate);
+    monthPicker->setDate(purgeDateTime.date());
+    datePopup->popup(datePopupPosition());
+}
+
+void PurgeTasks::setDate(int year, int month, int day)
+{
+    purgeDateTime = QDateTime(QDate(year, month, day), purgeDateTime.time());
+    btnDate->setText(TimeString::shortDate(purgeDateTime.date()));
+}
+
+void PurgeTasks::gotHideDate()
+{
+    // The button was pressed to open the popup, which then took the release.
+    btnDate->setDown(false);
+}
+
+void PurgeTasks::specifiedStateChanged(int state)
+{
+    const bool on = state != 0;
+    btnDate->setEnabled(on);
+    spinHour->setEnabled(on);
+    spinMinute->setEnabled(on);
+    chkPM->setEnabled(on);
+}
+
+void PurgeTasks::hourChanged(int value)
+{
+    int hour = value;
+    if (Configuration().twelveHourClock()) {
+        hour = hourFromTwelveHour(value, chkPM->isChecked());
+    } else {
+        spinHour->setPrefix(twoDigitPrefix(value));
+    }
+    purgeDateTime = QDateTime(purgeDateTime.date(), QTime(hour, purgeDateTime.time().minute(), 0));
+}
+
+void PurgeTasks::minuteChanged(int value)
+{
+    purgeDateTime = QDateTime(purgeDateTime.date(), QTime(purgeDateTime.time().hour(), value, 0));
+    spinMinute->setPrefix(twoDigitPrefix(value));
+}
+
+void PurgeTasks::pmChanged(int state)
+{
+    if (!Configuration().twelveHourClock())
+        return;
+    const int hour = hourFromTwelveHour(spinHour->value(), state != 0);
+    purgeDateTime = QDateTime(purgeDateTime.date(), QTime(hour, purgeDateTime.time().minute(), 0));
+}
+
+void PurgeTasks::accept()
+{
+    qDebug("PurgeTasks::accept()");
+    // "Now" means the moment of OK, not the moment the dialog opened.
+    if (radNow->isChecked())
+        purgeDateTime = Clock::currentTime(false);
+    QDialog::accept();
+}

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "PurgeTasksBase.h"
+
+#include <QDateTime>
+#include <QPoint>
+
+class DateBookMonth;
+class QMenu;
+
+// Asks for the moment before which completed tasks are purged: now, or a date and time.
+// It refuses nothing; the caller reads getDateTime() after exec().
+class PurgeTasks : public PurgeTasksBase
+{
+    Q_OBJECT
+
+public:
+    explicit PurgeTasks(QWidget *parent = nullptr);
+
+    QDateTime getDateTime() const { return purgeDateTime; }
+    void setDateTime(const QDateTime &dt);
+
+    // Global point at which the month calendar opens: below btnDate, by half its height.
+    QPoint datePopupPosition() const;
+
+    QDateTime purgeDateTime;
+    QMenu *datePopup = nullptr;
+    DateBookMonth *monthPicker = nullptr;
+
+public Q_SLOTS:
+    void pickDate();
+    void setDate(int year, int month, int day);
+    void gotHideDate();
+    void specifiedStateChanged(int state);
+    void hourChanged(int value);
+    void minuteChanged(int value);
+    void pmChanged(int state);
+    void accept() override;
+
+private:
+    void setupTimes();
+    void setupDatePicker();
+};

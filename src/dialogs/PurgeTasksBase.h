@@ -1,0 +1,15 @@
+#pragma once
+
+#include "ui_PurgeTasksBase.h"
+
+#include <QDialog>
+
+// Designer form of the purge dialog: groupPurgeTime with radNow, radSpecified, btnDate,
+// spinHour, spinMinute and chkPM.
+class PurgeTasksBase : public QDialog, public Ui::PurgeTasksBase
+{
+    Q_OBJECT
+
+public:
+    explicit PurgeTasksBase(QWidget *parent = nullptr);
+};
