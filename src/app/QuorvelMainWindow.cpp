@@ -4,6 +4,8 @@
 #include "dialogs/CategoryList.h"
 #include "dialogs/ChooseInitialMode.h"
 #include "dialogs/OperatingMode.h"
+#include "dialogs/PurgeTasks.h"
+#include "dialogs/TaskEdit.h"
 #include "model/QuorvelDocument.h"
 #include "platform/Clock.h"
 #include "platform/Config.h"
@@ -14,17 +16,21 @@
 #include "views/QVTable.h"
 
 #include <QAction>
+#include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QFile>
 #include <QFileInfo>
 #include <QMenu>
 #include <QMenuBar>
 #include <QSaveFile>
+#include <QSignalBlocker>
 #include <QTimer>
 #include <QToolBar>
 #include <QToolButton>
 
 #include <cstdlib>
+#include <memory>
+#include <vector>
 
 namespace {
 
@@ -431,31 +437,441 @@ void QuorvelMainWindow::maintainActivities()
     showBalloonTips();
 }
 
-// Commands that arrive with the task editor, the reports and the server exchange. Until then
-// their menu entries exist and do nothing.
+// Commands that arrive with the reports and the server exchange. Until then their menu
+// entries exist and do nothing.
 void QuorvelMainWindow::setDocument(const QString &) {}
 void QuorvelMainWindow::viewSavedReport() {}
 void QuorvelMainWindow::syncServer() {}
-void QuorvelMainWindow::operatingMode() {}
-void QuorvelMainWindow::purge() {}
-void QuorvelMainWindow::newTask() {}
-void QuorvelMainWindow::deleteTask() {}
-void QuorvelMainWindow::editTask() {}
-void QuorvelMainWindow::concurrentToggled(bool) {}
 
-// Starting and stopping from the buttons arrives with the task commands; until then a press
-// leaves the buttons showing their tasks as they are.
-void QuorvelMainWindow::shortcut1Toggled(bool)
+void QuorvelMainWindow::operatingMode()
 {
+    Configuration &configuration = m_document->configuration;
+    const Configuration::OperatingMode previous = configuration.mode();
+
+    OperatingMode dialog(this);
+    dialog.txtServer->setText(configuration.serverAddress());
+    dialog.txtPassword->setText(configuration.serverPassword());
+    dialog.txtUserID->setText(configuration.serverUserID());
+    if (previous == Configuration::Personal)
+        dialog.radPersonal->setChecked(true);
+    else
+        dialog.radGroup->setChecked(true);
+
+    if (dialog.exec() == QDialog::Accepted) {
+        if (dialog.radPersonal->isChecked()) {
+            // Leaving group mode keeps the data and the server settings.
+            configuration.setMode(Configuration::Personal);
+        } else {
+            const QuorvelDocument &doc = *m_document;
+            const bool fromOtherMode = previous != Configuration::Group;
+            const bool hasData = !doc.tasks.isEmpty() || doc.getNumActiveActivities(false) > 0
+                                 || doc.getNumActiveCategories() > 0;
+            if (fromOtherMode && hasData
+                && !MessageBox::ask(this, tr("Change to Group Mode"),
+                                    tr("Changing to Group Mode will\nresult in the deletion of\n"
+                                       "all local Tasks, Activities\nand Categories.\n\n"
+                                       "Proceed?")))
+                return;
+            // The server's activities and categories replace the local ones.
+            if (fromOtherMode) {
+                m_mainWidget->selectedTask = nullptr;
+                m_document->clear();
+            }
+            configuration.setMode(Configuration::Group);
+            configuration.setServerAddress(dialog.txtServer->text());
+            configuration.setServerUserID(dialog.txtUserID->text());
+            configuration.setServerPassword(dialog.txtPassword->text());
+        }
+        updateView(nullptr);
+    }
+    showBalloonTips();
+}
+
+void QuorvelMainWindow::purge()
+{
+    PurgeTasks dialog(this);
+    dialog.setDateTime(getQVTime(false));
+    if (dialog.exec() != QDialog::Accepted)
+        return;
+    const QDateTime cutOff = dialog.getDateTime();
+
+    std::vector<std::unique_ptr<QVTask>> purged;
+    const QList<QVTask *> tasks = m_document->tasks;
+    for (QVTask *task : tasks) {
+        // A task stopped exactly at the cut-off is kept; running tasks are never purged.
+        if (!task->isRunning() && task->stop() < cutOff) {
+            m_document->removeTask(task);
+            purged.emplace_back(task);
+        }
+    }
+    m_mainWidget->selectedTask = nullptr;
     updateView(nullptr);
 }
 
-void QuorvelMainWindow::shortcut2Toggled(bool)
+void QuorvelMainWindow::newTask()
 {
+    TaskEdit editor(nullptr, m_document.get(), this);
+    editor.setWindowTitle(tr("Quorvel - New Task"));
+    if (editor.exec() != QDialog::Accepted)
+        return;
+
+    auto *task = new QVTask();
+    task->id = m_document->allocateId();
+    if (editor.radStartNow->isChecked())
+        task->setStart(editor.currentTime);
+    else if (editor.radStartSpecified->isChecked())
+        task->setStart(editor.getStartDateTime());
+    if (editor.radStopNow->isChecked())
+        task->setStop(editor.currentTime);
+    else if (editor.radStopSpecified->isChecked())
+        task->setStop(editor.getStopDateTime());
+    else if (editor.radStopLater->isChecked())
+        task->setStop(QDateTime());
+    task->activity = editor.selectedActivity;
+    m_document->tasks.append(task);
+
+    if (!stopOtherTasks(task, editor.currentTime, false)) {
+        m_document->removeTask(task);
+        delete task;
+        return;
+    }
+    m_document->includeShortcut(task);
+    m_mainWidget->selectedTask = task;
+    // The document applies its stop rules, such as passing the button on.
+    if (!task->isRunning())
+        m_document->stopTask(task, task->stop());
+    m_document->tasks.sort();
+    updateView(nullptr);
+    showBalloonTips();
+}
+
+void QuorvelMainWindow::editTask()
+{
+    QVTask *task = m_mainWidget->selectedTask;
+    if (!task) {
+        updateView(nullptr);
+        return;
+    }
+    const QDateTime oldStart = task->start();
+    const QDateTime oldStop = task->stop();
+    Activity *const oldActivity = task->activity;
+
+    TaskEdit editor(task, m_document.get(), this);
+    editor.setWindowTitle(tr("Quorvel - Edit Task"));
+    if (editor.exec() != QDialog::Accepted)
+        return;
+
+    task->modified();
+    if (editor.radStartNow->isChecked())
+        task->setStart(editor.currentTime);
+    else if (editor.radStartSpecified->isChecked())
+        task->setStart(editor.getStartDateTime());
+    if (editor.radStopNow->isChecked())
+        task->setStop(editor.currentTime);
+    else if (editor.radStopSpecified->isChecked())
+        task->setStop(editor.getStopDateTime());
+    else if (editor.radStopLater->isChecked())
+        task->setStop(QDateTime());
+    task->activity = editor.selectedActivity;
+
+    if (!stopOtherTasks(task, editor.currentTime, true)) {
+        task->setStart(oldStart);
+        task->setStop(oldStop);
+        task->activity = oldActivity;
+    }
+
+    // A button stands for one activity: the older task of the new activity gives its up.
+    bool shortcutTaken = false;
+    if (task->activity != oldActivity) {
+        for (QVTask *other : std::as_const(m_document->tasks)) {
+            if (other != task && other->activity == task->activity && other->shortcut >= 1
+                && other->shortcut <= 3) {
+                other->shortcut = 0;
+                other->modified();
+                shortcutTaken = true;
+            }
+        }
+    }
+
+    const bool wasRunning = !oldStop.isValid();
+    if (!task->isRunning()) {
+        if (wasRunning)
+            m_document->stopTask(task, task->stop());
+    } else {
+        m_document->includeShortcut(task);
+    }
+
+    if (task->start() != oldStart || shortcutTaken) {
+        m_document->tasks.sort();
+        updateView(nullptr);
+    } else {
+        updateView(task);
+    }
+}
+
+void QuorvelMainWindow::deleteTask()
+{
+    QVTask *task = m_mainWidget->selectedTask;
+    if (!task) {
+        updateView(nullptr);
+        return;
+    }
+    if (!MessageBox::ask(this, tr("Delete Task"),
+                         tr("Are you sure you want to delete\n%1?").arg(task->activityName())))
+        return;
+    m_document->removeTask(task);
+    m_mainWidget->selectedTask = nullptr;
+    updateView(nullptr);
+    delete task;
+}
+
+void QuorvelMainWindow::restoreConcurrentToggle()
+{
+    const QSignalBlocker blocker(m_concurrent);
+    m_concurrent->setChecked(true);
+}
+
+void QuorvelMainWindow::concurrentToggled(bool on)
+{
+    Configuration &configuration = m_document->configuration;
+    if (on) {
+        configuration.setAllowConcurrentTasks(true);
+        return;
+    }
+    if (!m_document->activeTasks()) {
+        configuration.setAllowConcurrentTasks(false);
+        return;
+    }
+    if (!MessageBox::ask(this, tr("Disable Concurrent Tasks"),
+                         tr("This will stop any active tasks.\nProceed?"))) {
+        restoreConcurrentToggle();
+        return;
+    }
+
+    const QDateTime now = getQVTime(false);
+    bool deletedReported = false;
+    const QList<QVTask *> tasks = m_document->tasks;
+    for (QVTask *task : tasks) {
+        if (!task->isRunning())
+            continue;
+        if (now < task->start()) {
+            MessageBox::information(
+                this, tr("Cannot Disable Concurrent Tasks"),
+                tr("An active task cannot be stopped\nnow because its start time is in\nthe "
+                   "future. To set a specific\nfuture stop time, you can Edit\nthe task."));
+            restoreConcurrentToggle();
+            return;
+        }
+        if (now == task->start()) {
+            // Shorter than a minute: never logged.
+            m_document->removeTask(task);
+            updateView(nullptr);
+            delete task;
+            if (!deletedReported) {
+                deletedReported = true;
+                MessageBox::information(this, tr("Active Task Deleted"),
+                                        tr("One or more active tasks have\nbeen deleted because "
+                                           "their\nduration was less than\na minute."));
+            }
+        } else {
+            m_document->stopTask(task, now);
+            updateView(task);
+        }
+    }
+    configuration.setAllowConcurrentTasks(false);
+}
+
+bool QuorvelMainWindow::stopOtherTasks(QVTask *task, const QDateTime &when, bool updateEachView)
+{
+    // Only a running task keeps others from running.
+    if (!task || !task->isRunning())
+        return true;
+
+    if (m_document->configuration.allowConcurrentTasks()) {
+        for (const QVTask *other : std::as_const(m_document->tasks)) {
+            if (other != task && other->isRunning() && other->activity == task->activity) {
+                MessageBox::information(
+                    this, tr("Warning"),
+                    tr("There are other tasks with\nthe same activity still\nactive."));
+                break;
+            }
+        }
+        return true;
+    }
+
+    // Tasks of less than a minute are dropped; they go when this function returns.
+    std::vector<std::unique_ptr<QVTask>> dropped;
+    const QList<QVTask *> tasks = m_document->tasks;
+    for (QVTask *other : tasks) {
+        if (other == task || !other->isRunning())
+            continue;
+        switch (m_document->validateTask(other->start(), when, when, other)) {
+        case QuorvelDocument::Valid:
+            m_document->stopTask(other, when);
+            if (updateEachView)
+                updateView(other);
+            break;
+        case QuorvelDocument::StopBeforeStart:
+            MessageBox::warning(this, tr("Time Validation Error"),
+                                tr("Unable to stop another task now, as\nits start time is in "
+                                   "the future."));
+            return false;
+        case QuorvelDocument::ZeroDuration:
+            m_document->removeTask(other);
+            dropped.emplace_back(other);
+            updateView(nullptr);
+            break;
+        default:
+            MessageBox::warning(this, tr("Time Validation Error"),
+                                tr("Unable to stop another task now,\nas it would cause tasks "
+                                   "to overlap."));
+            return false;
+        }
+    }
+    return true;
+}
+
+void QuorvelMainWindow::disableButtons()
+{
+    for (int slot = 1; slot <= 3; ++slot) {
+        QToolButton *button = m_mainWidget->button(slot);
+        button->blockSignals(true);
+        button->setEnabled(false);
+    }
+    // Show the disabled buttons at once; user input waits until the command is done.
+    QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+}
+
+void QuorvelMainWindow::enableButtons()
+{
+    for (int slot = 1; slot <= 3; ++slot) {
+        QToolButton *button = m_mainWidget->button(slot);
+        button->setEnabled(!button->text().isEmpty());
+        button->blockSignals(false);
+    }
+}
+
+void QuorvelMainWindow::shortcutToggled(int shortcut, bool on, QToolButton *button)
+{
+    // Events processed while the buttons are disabled must not start a second command.
+    if (m_shortcutBusy)
+        return;
+    m_shortcutBusy = true;
+    disableButtons();
+
+    QVTask *shown = nullptr;
+    for (QVTask *task : std::as_const(m_document->tasks)) {
+        if (task->shortcut == shortcut) {
+            shown = task;
+            break;
+        }
+    }
+    if (shown) {
+        if (on)
+            startShortcutTask(shown, button);
+        else
+            stopShortcutTask(shown, button);
+    }
+
+    enableButtons();
+    m_shortcutBusy = false;
+    showBalloonTips();
+}
+
+void QuorvelMainWindow::startShortcutTask(QVTask *shown, QToolButton *button)
+{
+    if (shown->isRunning())
+        return;
+    const QDateTime now = getQVTime(false);
+    if (m_document->validateTask(now, now.addSecs(60), now, nullptr) == QuorvelDocument::Overlaps) {
+        MessageBox::information(this, tr("Cannot Start Task"),
+                                tr("This task cannot be started\nnow because this would cause "
+                                   "it\nto overlap with another task.\n"));
+        button->setChecked(false);
+        return;
+    }
+
+    auto *task = new QVTask();
+    task->id = m_document->allocateId();
+    task->setStart(now);
+    task->shortcut = 0;
+    task->activity = shown->activity;
+    m_document->tasks.append(task);
+
+    if (!stopOtherTasks(task, now, false)) {
+        button->setChecked(false);
+        m_document->removeTask(task);
+        delete task;
+        return;
+    }
+    m_document->includeShortcut(task);
+    m_mainWidget->selectedTask = task;
+    m_document->tasks.sort();
     updateView(nullptr);
 }
 
-void QuorvelMainWindow::shortcut3Toggled(bool)
+void QuorvelMainWindow::stopShortcutTask(QVTask *task, QToolButton *button)
 {
-    updateView(nullptr);
+    if (!task->isRunning())
+        return;
+    const QDateTime now = getQVTime(false);
+    switch (m_document->validateTask(task->start(), now, now, task)) {
+    case QuorvelDocument::Valid:
+        m_document->stopTask(task, now);
+        m_mainWidget->selectedTask = task;
+        updateView(task);
+        break;
+    case QuorvelDocument::StopBeforeStart:
+        MessageBox::information(this, tr("Cannot Stop Task"),
+                                tr("This task cannot be stopped\nnow because its start time is "
+                                   "in\nthe future. To set a specific\nfuture stop time, you can "
+                                   "Edit\nthe task."));
+        button->setChecked(true);
+        break;
+    case QuorvelDocument::ZeroDuration: {
+        bool warn = true;
+        {
+            Config config(Configuration::storeName(), Config::User);
+            config.setGroup(Configuration::localSettingsGroup());
+            warn = config.readBoolEntry(QStringLiteral("WarnDeleteZeroTasks"), true);
+        }
+        if (warn
+            && MessageBox::ask(this, tr("Zero Duration Task"),
+                               tr("Tasks of less than 1 minute\nduration are not logged, so\nthis "
+                                  "task will be deleted.\n\nWould you like to skip this\nwarning "
+                                  "message in future?"))) {
+            Config config(Configuration::storeName(), Config::User);
+            config.setGroup(Configuration::localSettingsGroup());
+            config.writeEntry(QStringLiteral("WarnDeleteZeroTasks"), false);
+        }
+        // The answer only decides about warning again: the task is never kept.
+        m_document->removeTask(task);
+        m_mainWidget->selectedTask = nullptr;
+        updateView(nullptr);
+        delete task;
+        break;
+    }
+    default:
+        MessageBox::information(this, tr("Cannot Stop Task"),
+                                tr("This task cannot be stopped\nnow because this would cause "
+                                   "it\nto overlap with another task.\nYou can Edit the task to "
+                                   "set\na stop time."));
+        button->setChecked(true);
+        break;
+    }
+}
+
+void QuorvelMainWindow::shortcut1Toggled(bool on)
+{
+    shortcutToggled(1, on, m_mainWidget->button(1));
+}
+
+void QuorvelMainWindow::shortcut2Toggled(bool on)
+{
+    shortcutToggled(2, on, m_mainWidget->button(2));
+}
+
+void QuorvelMainWindow::shortcut3Toggled(bool on)
+{
+    shortcutToggled(3, on, m_mainWidget->button(3));
 }

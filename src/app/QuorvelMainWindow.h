@@ -86,6 +86,19 @@ private:
     void keepDataFileAside(bool unreadable);
     void rememberWritten();
 
+    // Starts (on) or stops (off) a task of the activity shown by the given button.
+    void shortcutToggled(int shortcut, bool on, QToolButton *button);
+    void startShortcutTask(QVTask *shown, QToolButton *button);
+    void stopShortcutTask(QVTask *task, QToolButton *button);
+    // Stops the other running tasks when a running task may not share its time with them.
+    // False when one of them cannot be stopped and the command must not go on.
+    bool stopOtherTasks(QVTask *task, const QDateTime &when, bool updateEachView);
+    // Bracket a shortcut command: the buttons are silent and disabled in between.
+    void disableButtons();
+    void enableButtons();
+    // Sets the concurrency toggle without running concurrentToggled again.
+    void restoreConcurrentToggle();
+
     std::unique_ptr<QuorvelDocument> m_document;
     MainWidget *m_mainWidget = nullptr;
     QTimer *m_timer = nullptr;
@@ -102,6 +115,8 @@ private:
     QAction *m_twelveHourClock = nullptr;
 
     bool m_quitRequested = false;
+    // True while a shortcut command runs, so the events it processes cannot start another.
+    bool m_shortcutBusy = false;
     QString m_keptDataFile;
     // Digest of the document string last written or read, to skip writes that change nothing
     // and to tell unsaved changes.
