@@ -1,0 +1,112 @@
+#include "SyncProtocol.h"
+
+namespace SyncProtocol {
+
+QByteArray buildRequest(const QString &documentString, const QDateTime &exchangeTime,
+                        const QString &serverAddress, const QString &userId,
+                        const QString &password, int randValue)
+{
+    const QDate date = exchangeTime.date();
+    const QTime time = exchangeTime.time();
+    QByteArray body("--sync--\n");
+    for (const int value :
+         {date.year(), date.month(), date.day(), time.hour(), time.minute(), time.second()}) {
+        body += QByteArray::number(value);
+        body += '\n';
+    }
+    body += serverAddress.toUtf8() + '\n';
+    body += userId.toUtf8() + '\n';
+    body += password.toUtf8() + '\n';
+    body += documentString.toUtf8();
+
+    QByteArray request("POST /palmtopsync/sync105.php3?uid=");
+    request += QByteArray::number(randValue);
+    request += " HTTP/1.0\r\n"
+               "User-Agent: quorvelqpe\r\n"
+               "Content-Type: text/plain\r\n"
+               "Content-Length: ";
+    request += QByteArray::number(body.size());
+    request += "\r\n\r\n";
+    request += body;
+    return request;
+}
+
+HostAndPort splitHostAndPort(const QString &address)
+{
+    HostAndPort result;
+    result.host = address;
+    const qsizetype colon = address.lastIndexOf(QLatin1Char(':'));
+    // A bare IPv6 address has several colons and no port of ours.
+    if (colon < 0 || address.indexOf(QLatin1Char(':')) != colon)
+        return result;
+    bool ok = false;
+    const uint port = QStringView(address).mid(colon + 1).toUInt(&ok);
+    if (!ok || port == 0 || port > 65535)
+        return result;
+    result.host = address.left(colon);
+    result.port = quint16(port);
+    return result;
+}
+
+void ReplyParser::feed(const QByteArray &bytes)
+{
+    if (m_state == Finished || m_overflowed)
+        return;
+    qsizetype from = 0;
+    while (m_state != Finished) {
+        const qsizetype lineFeed = bytes.indexOf('\n', from);
+        if (lineFeed < 0)
+            break;
+        const qsizetype length = lineFeed + 1 - from;
+        m_received += length;
+        if (m_partialLine.isEmpty()) {
+            takeLine(bytes.mid(from, length));
+        } else {
+            m_partialLine += bytes.mid(from, length);
+            takeLine(m_partialLine);
+            m_partialLine.clear();
+        }
+        from = lineFeed + 1;
+        if (m_state != Finished && m_received > MaxReplyBytes) {
+            m_overflowed = true;
+            return;
+        }
+    }
+    if (m_state == Finished)
+        return;
+    const qsizetype rest = bytes.size() - from;
+    m_received += rest;
+    if (m_received > MaxReplyBytes) {
+        m_overflowed = true;
+        m_partialLine.clear();
+        return;
+    }
+    m_partialLine += bytes.mid(from);
+}
+
+void ReplyParser::takeLine(const QByteArray &line)
+{
+    switch (m_state) {
+    case WaitingForDocument:
+        if (line == "--start--\n") {
+            m_documentText += line;
+            m_state = InDocument;
+        }
+        break;
+    case InDocument:
+        m_documentText += line;
+        if (line == "--end--\n")
+            m_state = InMessages;
+        break;
+    case InMessages:
+        if (line == "--sync-end--\n")
+            m_state = Finished;
+        else
+            m_messageText += line;
+        break;
+    case Finished:
+        break;
+    }
+}
+
+} // namespace SyncProtocol

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QString>
+
+// Framing of the server exchange: one HTTP/1.0 POST carrying the document string, and a reply
+// whose document part and personal messages are delimited by marker lines. No sockets here.
+namespace SyncProtocol {
+
+// Port used when the server address names none.
+constexpr quint16 DefaultPort = 80;
+
+// The whole request as UTF-8 bytes: request line (randValue only defeats caches), the three
+// headers and the body of credentials and document.
+QByteArray buildRequest(const QString &documentString, const QDateTime &exchangeTime,
+                        const QString &serverAddress, const QString &userId,
+                        const QString &password, int randValue);
+
+struct HostAndPort
+{
+    QString host;
+    quint16 port = DefaultPort;
+};
+
+// Splits "host:port"; without a valid port after the last colon the whole text is the host
+// and the port is 80.
+HostAndPort splitHostAndPort(const QString &address);
+
+// Reads the reply line by line as bytes arrive, however they are split. Lines keep their line
+// feed and are compared whole with the markers; a line not yet complete waits for more bytes.
+class ReplyParser
+{
+public:
+    enum State { WaitingForDocument = 0, InDocument = 1, InMessages = 2, Finished = 3 };
+
+    // More than this many reply bytes before the end marker make the reply unusable.
+    static constexpr qint64 MaxReplyBytes = qint64(64) * 1024 * 1024;
+
+    // Takes the next bytes of the reply. Bytes after the end marker are ignored.
+    void feed(const QByteArray &bytes);
+
+    State state() const { return m_state; }
+    // True once the reply has passed MaxReplyBytes without being finished.
+    bool overflowed() const { return m_overflowed; }
+    // From "--start--\n" to "--end--\n", both included.
+    const QByteArray &documentText() const { return m_documentText; }
+    // The lines between the document part and the end marker.
+    const QByteArray &messageText() const { return m_messageText; }
+
+private:
+    void takeLine(const QByteArray &line);
+
+    State m_state = WaitingForDocument;
+    bool m_overflowed = false;
+    qint64 m_received = 0;
+    QByteArray m_partialLine;
+    QByteArray m_documentText;
+    QByteArray m_messageText;
+};
+
+} // namespace SyncProtocol
