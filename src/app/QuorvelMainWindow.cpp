@@ -437,11 +437,9 @@ void QuorvelMainWindow::maintainActivities()
     showBalloonTips();
 }
 
-// Commands that arrive with the reports and the server exchange. Until then their menu
-// entries exist and do nothing.
+// Commands that arrive with the reports. Until then their menu entries exist and do nothing.
 void QuorvelMainWindow::setDocument(const QString &) {}
 void QuorvelMainWindow::viewSavedReport() {}
-void QuorvelMainWindow::syncServer() {}
 
 void QuorvelMainWindow::operatingMode()
 {
@@ -508,15 +506,9 @@ void QuorvelMainWindow::purge()
     updateView(nullptr);
 }
 
-void QuorvelMainWindow::newTask()
+// Start and stop as the editor's radio buttons say; with none on, the value stays.
+void QuorvelMainWindow::takeEditorTimes(const TaskEdit &editor, QVTask *task)
 {
-    TaskEdit editor(nullptr, m_document.get(), this);
-    editor.setWindowTitle(tr("Quorvel - New Task"));
-    if (editor.exec() != QDialog::Accepted)
-        return;
-
-    auto *task = new QVTask();
-    task->id = m_document->allocateId();
     if (editor.radStartNow->isChecked())
         task->setStart(editor.currentTime);
     else if (editor.radStartSpecified->isChecked())
@@ -527,6 +519,18 @@ void QuorvelMainWindow::newTask()
         task->setStop(editor.getStopDateTime());
     else if (editor.radStopLater->isChecked())
         task->setStop(QDateTime());
+}
+
+void QuorvelMainWindow::newTask()
+{
+    TaskEdit editor(nullptr, m_document.get(), this);
+    editor.setWindowTitle(tr("Quorvel - New Task"));
+    if (editor.exec() != QDialog::Accepted)
+        return;
+
+    auto *task = new QVTask();
+    task->id = m_document->allocateId();
+    takeEditorTimes(editor, task);
     task->activity = editor.selectedActivity;
     m_document->tasks.append(task);
 
@@ -562,16 +566,7 @@ void QuorvelMainWindow::editTask()
         return;
 
     task->modified();
-    if (editor.radStartNow->isChecked())
-        task->setStart(editor.currentTime);
-    else if (editor.radStartSpecified->isChecked())
-        task->setStart(editor.getStartDateTime());
-    if (editor.radStopNow->isChecked())
-        task->setStop(editor.currentTime);
-    else if (editor.radStopSpecified->isChecked())
-        task->setStop(editor.getStopDateTime());
-    else if (editor.radStopLater->isChecked())
-        task->setStop(QDateTime());
+    takeEditorTimes(editor, task);
     task->activity = editor.selectedActivity;
 
     if (!stopOtherTasks(task, editor.currentTime, true)) {

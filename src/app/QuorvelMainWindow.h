@@ -14,6 +14,7 @@ class QToolBar;
 class QToolButton;
 class QuorvelDocument;
 class QVTask;
+class TaskEdit;
 
 // The one main window. It owns the document, runs the first-run choice of operating mode,
 // builds the menus, the tool bar and the central task view, drives the running-time labels
@@ -81,6 +82,7 @@ private:
     void updateView(QVTask *task);
     void updateControls();
     void resetBalloonTips();
+    static void takeEditorTimes(const TaskEdit &editor, QVTask *task);
     // Shows the first-use tip that fits the user's progress (BalloonTips.cpp).
     void showBalloonTips();
     void keepDataFileAside(bool unreadable);
