@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QCoreApplication>
+#include <QDate>
+#include <QString>
+
+class QuorvelDocument;
+
+// The rich texts of the two period reports, computed from a document, a period of days (both
+// ends inclusive) and the two report options. Each report has two builds giving the same
+// text: a reference one that asks the document for every activity (and every day), and a
+// fast one that reads the task list once.
+class ReportText
+{
+    Q_DECLARE_TR_FUNCTIONS(ReportText)
+
+public:
+    static QString summaryMenuName();
+    static QString timeSheetMenuName();
+
+    // m minutes as "h:mm", or as decimal hours with four decimals.
+    static QString formatMinutes(int minutes, bool decimalHours);
+
+    static QString periodSummaryReference(const QuorvelDocument &doc, const QDate &from,
+                                          const QDate &to, bool includeZero, bool decimalHours);
+    static QString periodTimeSheetReference(const QuorvelDocument &doc, const QDate &from,
+                                            const QDate &to, bool includeZero, bool decimalHours);
+
+    static QString periodSummary(const QuorvelDocument &doc, const QDate &from, const QDate &to,
+                                 bool includeZero, bool decimalHours);
+    static QString periodTimeSheet(const QuorvelDocument &doc, const QDate &from, const QDate &to,
+                                   bool includeZero, bool decimalHours);
+};

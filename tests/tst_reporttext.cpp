@@ -1,0 +1,509 @@
+#include "DocumentBuilder.h"
+#include "TestEnvironment.h"
+
+#include "model/QuorvelDocument.h"
+#include "reports/ReportText.h"
+
+#include <QRandomGenerator>
+#include <QtTest>
+
+namespace {
+
+QString str(const char *text)
+{
+    return QString::fromUtf8(text);
+}
+
+// Both builds of each report must give the expected text.
+void verifyBoth(const QuorvelDocument &doc, const QDate &from, const QDate &to, bool includeZero,
+                bool decimal, const QString &summary, const QString &timeSheet)
+{
+    QCOMPARE(ReportText::periodSummaryReference(doc, from, to, includeZero, decimal), summary);
+    QCOMPARE(ReportText::periodSummary(doc, from, to, includeZero, decimal), summary);
+    QCOMPARE(ReportText::periodTimeSheetReference(doc, from, to, includeZero, decimal), timeSheet);
+    QCOMPARE(ReportText::periodTimeSheet(doc, from, to, includeZero, decimal), timeSheet);
+}
+
+// The small document of the hand-written texts. Period 19-20 November 2026:
+//  - "Coding <C++> & tests" (Dev & Ops): 23:00 on the 18th to 01:30 on the 19th (90 minutes
+//    inside), 10:00:00-11:35:59 on the 19th (95), 23:00 on the 20th to 02:00 on the 21st (60
+//    inside);
+//  - "Legacy" (obsolete, Support): 23:20:30 on the 19th to 00:40:45 on the 20th: 80 minutes
+//    over the period, but 39 on the 19th and 40 on the 20th;
+//  - "Meetings" (Support): only a task still running since 15:00 on the 20th.
+void buildSmall(QuorvelDocument &doc)
+{
+    DocumentBuilder build(doc);
+    ActivityCategory *dev = build.category(str("Dev & Ops"));
+    ActivityCategory *support = build.category(str("Support"));
+    Activity *coding = build.activity(str("Coding <C++> & tests"), dev);
+    Activity *legacy = build.activity(str("Legacy"), support, true);
+    Activity *meetings = build.activity(str("Meetings"), support);
+    build.task(coding, at(18, 23, 0), at(19, 1, 30));
+    build.task(coding, at(19, 10, 0, 0), at(19, 11, 35, 59));
+    build.task(legacy, at(19, 23, 20, 30), at(20, 0, 40, 45));
+    build.task(coding, at(20, 23, 0), at(21, 2, 0));
+    build.task(meetings, at(20, 15, 0), QDateTime());
+}
+
+const char *const obsoleteNote
+    = "<p><font color=#ff0000>Activities and categories shown in<br><i>red italics</i> are "
+      "obsolete.</font></p>";
+const char *const activeNote
+    = "<p><font color=#ff0000>There are <i>active</i> tasks in this time period<br>that are "
+      "excluded from this report.</font></p>";
+
+} // namespace
+
+class TestReportText : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void formatsMinutes_data();
+    void formatsMinutes();
+    void goldenTexts_data();
+    void goldenTexts();
+    void zeroActivityHiddenWithoutIncludeZero();
+    void obsoleteActivityRows();
+    void runningTaskNoteWithoutRow();
+    void obsoleteCategoryHeader();
+    void edgeMinuteCounts();
+    void oneDayTimeSheet();
+    void emptyDayTimeSheet();
+    void includeZeroRowsPerDay();
+    void emptyLists();
+    void fromAfterTo();
+    void fastMatchesReference();
+};
+
+void TestReportText::formatsMinutes_data()
+{
+    QTest::addColumn<int>("minutes");
+    QTest::addColumn<QString>("hoursMinutes");
+    QTest::addColumn<QString>("decimal");
+    QTest::newRow("95") << 95 << str("1:35") << str("1.5833");
+    QTest::newRow("0") << 0 << str("0:00") << str("0.0000");
+    QTest::newRow("59") << 59 << str("0:59") << str("0.9833");
+    QTest::newRow("600") << 600 << str("10:00") << str("10.0000");
+    QTest::newRow("-75") << -75 << str("-1:-15") << str("-1.2500");
+}
+
+void TestReportText::formatsMinutes()
+{
+    QFETCH(int, minutes);
+    QFETCH(QString, hoursMinutes);
+    QFETCH(QString, decimal);
+    QCOMPARE(ReportText::formatMinutes(minutes, false), hoursMinutes);
+    QCOMPARE(ReportText::formatMinutes(minutes, true), decimal);
+}
+
+void TestReportText::goldenTexts_data()
+{
+    QTest::addColumn<bool>("includeZero");
+    QTest::addColumn<bool>("decimal");
+    QTest::addColumn<QString>("summary");
+    QTest::addColumn<QString>("timeSheet");
+
+    const QString summaryHead
+        = str("<qt bgcolor=#ffffff><p><font face=Arial size=5 color=#0000ff>Period Summary "
+              "Report</font></p><p><font face=Arial size=4 color=#0000ff>11/19/26 to "
+              "11/20/26</font></p><table border=0 cellpadding=2 cellspacing=1><tr><td rowspan=2 "
+              "bgcolor=#c0c0c0>&nbsp;</td><td align=center bgcolor=#c0c0c0>Dev &amp; Ops</td><td "
+              "align=center bgcolor=#c0c0c0>Support</td></tr><tr>");
+    const QString sheetHead
+        = str("<qt bgcolor=#ffffff><p><font face=Arial size=5 color=#0000ff>Period Time "
+              "Sheet</font></p><p><font face=Arial size=4 color=#0000ff>11/19/26 to "
+              "11/20/26</font></p><table border=0 cellpadding=2 cellspacing=1><tr><td colspan=2 "
+              "rowspan=2 bgcolor=#c0c0c0>&nbsp;</td><td align=center bgcolor=#c0c0c0>Dev &amp; "
+              "Ops</td><td align=center bgcolor=#c0c0c0>Support</td><td rowspan=2 "
+              "bgcolor=#c0c0c0>&nbsp;</td></tr><tr>");
+    const QString unitsHm
+        = str("<td align=center bgcolor=#c0c0c0><font size=-1>hrs&nbsp;:&nbsp;mins</font></td><td "
+              "align=center bgcolor=#c0c0c0><font size=-1>hrs&nbsp;:&nbsp;mins</font></td></tr>");
+    const QString unitsDec = str("<td align=center bgcolor=#c0c0c0><font "
+                                 "size=-1>hours</font></td><td align=center "
+                                 "bgcolor=#c0c0c0><font size=-1>hours</font></td></tr>");
+    const QString tail = str("</table>") + str(obsoleteNote) + str(activeNote) + str("</qt>");
+
+    // Summary, hours and minutes, with the zero row of "Meetings".
+    QTest::newRow("hm, zero")
+        << true << false
+        << summaryHead + unitsHm
+               + str("<tr><td bgcolor=#c0c0c0>Coding &lt;C++&gt; &amp; tests</td><td "
+                     "align=center bgcolor=#e0e0e0>4:05</td><td align=center "
+                     "bgcolor=#e0e0e0>&nbsp;</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0><font color=#ff0000><i>Legacy</i></font></td><td "
+                     "align=center bgcolor=#e0e0e0>&nbsp;</td><td align=center "
+                     "bgcolor=#e0e0e0>1:20</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0>Meetings</td><td align=center "
+                     "bgcolor=#e0e0e0>&nbsp;</td><td align=center bgcolor=#e0e0e0>0:00</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0>Totals</td><td align=center "
+                     "bgcolor=#c0ffc0>4:05</td><td align=center bgcolor=#c0ffc0>1:20</td></tr>")
+               + tail
+        << sheetHead + unitsHm
+               + str("<tr><td align=top bgcolor=#c0c0c0 rowspan=4>Thu<br>Nov&nbsp;19<br>2026</td>"
+                     "<td bgcolor=#c0c0c0>Coding &lt;C++&gt; &amp; tests</td><td align=center "
+                     "bgcolor=#e0e0e0>3:05</td><td align=center bgcolor=#e0e0e0>&nbsp;</td><td "
+                     "align=center bgcolor=#e0e0e0 rowspan=3>&nbsp;</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0><font color=#ff0000><i>Legacy</i></font></td><td "
+                     "align=center bgcolor=#e0e0e0>&nbsp;</td><td align=center "
+                     "bgcolor=#e0e0e0>0:39</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0>Meetings</td><td align=center "
+                     "bgcolor=#e0e0e0>&nbsp;</td><td align=center bgcolor=#e0e0e0>0:00</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0>Daily Totals</td><td align=center "
+                     "bgcolor=#c0ffc0>3:05</td><td align=center bgcolor=#c0ffc0>0:39</td><td "
+                     "align=center bgcolor=#c0ffc0>3:44</td></tr>"
+                     "<tr><td align=top bgcolor=#c0c0c0 rowspan=4>Fri<br>Nov&nbsp;20<br>2026</td>"
+                     "<td bgcolor=#c0c0c0>Coding &lt;C++&gt; &amp; tests</td><td align=center "
+                     "bgcolor=#e0e0e0>1:00</td><td align=center bgcolor=#e0e0e0>&nbsp;</td><td "
+                     "align=center bgcolor=#e0e0e0 rowspan=3>&nbsp;</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0><font color=#ff0000><i>Legacy</i></font></td><td "
+                     "align=center bgcolor=#e0e0e0>&nbsp;</td><td align=center "
+                     "bgcolor=#e0e0e0>0:40</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0>Meetings</td><td align=center "
+                     "bgcolor=#e0e0e0>&nbsp;</td><td align=center bgcolor=#e0e0e0>0:00</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0>Daily Totals</td><td align=center "
+                     "bgcolor=#c0ffc0>1:00</td><td align=center bgcolor=#c0ffc0>0:40</td><td "
+                     "align=center bgcolor=#c0ffc0>1:40</td></tr>"
+                     "<tr><td colspan=2 bgcolor=#c0c0c0>Period Totals</td><td align=center "
+                     "bgcolor=#c0ffc0>4:05</td><td align=center bgcolor=#c0ffc0>1:19</td><td "
+                     "align=center bgcolor=#c0ffc0>5:24</td></tr>")
+               + tail;
+
+    // Decimal hours, without zero rows: "Meetings" goes, and the day blocks shrink by one.
+    QTest::newRow("decimal, no zero")
+        << false << true
+        << summaryHead + unitsDec
+               + str("<tr><td bgcolor=#c0c0c0>Coding &lt;C++&gt; &amp; tests</td><td "
+                     "align=center bgcolor=#e0e0e0>4.0833</td><td align=center "
+                     "bgcolor=#e0e0e0>&nbsp;</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0><font color=#ff0000><i>Legacy</i></font></td><td "
+                     "align=center bgcolor=#e0e0e0>&nbsp;</td><td align=center "
+                     "bgcolor=#e0e0e0>1.3333</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0>Totals</td><td align=center "
+                     "bgcolor=#c0ffc0>4.0833</td><td align=center "
+                     "bgcolor=#c0ffc0>1.3333</td></tr>")
+               + tail
+        << sheetHead + unitsDec
+               + str("<tr><td align=top bgcolor=#c0c0c0 rowspan=3>Thu<br>Nov&nbsp;19<br>2026</td>"
+                     "<td bgcolor=#c0c0c0>Coding &lt;C++&gt; &amp; tests</td><td align=center "
+                     "bgcolor=#e0e0e0>3.0833</td><td align=center bgcolor=#e0e0e0>&nbsp;</td><td "
+                     "align=center bgcolor=#e0e0e0 rowspan=2>&nbsp;</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0><font color=#ff0000><i>Legacy</i></font></td><td "
+                     "align=center bgcolor=#e0e0e0>&nbsp;</td><td align=center "
+                     "bgcolor=#e0e0e0>0.6500</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0>Daily Totals</td><td align=center "
+                     "bgcolor=#c0ffc0>3.0833</td><td align=center bgcolor=#c0ffc0>0.6500</td><td "
+                     "align=center bgcolor=#c0ffc0>3.7333</td></tr>"
+                     "<tr><td align=top bgcolor=#c0c0c0 rowspan=3>Fri<br>Nov&nbsp;20<br>2026</td>"
+                     "<td bgcolor=#c0c0c0>Coding &lt;C++&gt; &amp; tests</td><td align=center "
+                     "bgcolor=#e0e0e0>1.0000</td><td align=center bgcolor=#e0e0e0>&nbsp;</td><td "
+                     "align=center bgcolor=#e0e0e0 rowspan=2>&nbsp;</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0><font color=#ff0000><i>Legacy</i></font></td><td "
+                     "align=center bgcolor=#e0e0e0>&nbsp;</td><td align=center "
+                     "bgcolor=#e0e0e0>0.6667</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0>Daily Totals</td><td align=center "
+                     "bgcolor=#c0ffc0>1.0000</td><td align=center bgcolor=#c0ffc0>0.6667</td><td "
+                     "align=center bgcolor=#c0ffc0>1.6667</td></tr>"
+                     "<tr><td colspan=2 bgcolor=#c0c0c0>Period Totals</td><td align=center "
+                     "bgcolor=#c0ffc0>4.0833</td><td align=center bgcolor=#c0ffc0>1.3167</td><td "
+                     "align=center bgcolor=#c0ffc0>5.4000</td></tr>")
+               + tail;
+}
+
+void TestReportText::goldenTexts()
+{
+    QFETCH(bool, includeZero);
+    QFETCH(bool, decimal);
+    QFETCH(QString, summary);
+    QFETCH(QString, timeSheet);
+    QuorvelDocument doc;
+    buildSmall(doc);
+    verifyBoth(doc, QDate(2026, 11, 19), QDate(2026, 11, 20), includeZero, decimal, summary,
+               timeSheet);
+}
+
+namespace {
+
+const QDate day20(2026, 11, 20);
+
+QString summaryOf(const QuorvelDocument &doc, const QDate &from, const QDate &to, bool zero,
+                  bool decimal = false)
+{
+    const QString text = ReportText::periodSummary(doc, from, to, zero, decimal);
+    // Every edge case is checked on both builds.
+    if (text != ReportText::periodSummaryReference(doc, from, to, zero, decimal))
+        return str("builds differ");
+    return text;
+}
+
+QString sheetOf(const QuorvelDocument &doc, const QDate &from, const QDate &to, bool zero,
+                bool decimal = false)
+{
+    const QString text = ReportText::periodTimeSheet(doc, from, to, zero, decimal);
+    if (text != ReportText::periodTimeSheetReference(doc, from, to, zero, decimal))
+        return str("builds differ");
+    return text;
+}
+
+} // namespace
+
+void TestReportText::zeroActivityHiddenWithoutIncludeZero()
+{
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    ActivityCategory *c = build.category(str("C"));
+    build.activity(str("Idle"), c);
+    Activity *busy = build.activity(str("Busy"), c);
+    build.task(busy, at(20, 9, 0), at(20, 10, 0));
+    const QString off = summaryOf(doc, day20, day20, false);
+    QVERIFY(!off.contains(str("Idle")));
+    QVERIFY(off.contains(str("<td bgcolor=#c0c0c0>Busy</td><td align=center "
+                             "bgcolor=#e0e0e0>1:00</td></tr>")));
+    QVERIFY(!sheetOf(doc, day20, day20, false).contains(str("Idle")));
+    QVERIFY(summaryOf(doc, day20, day20, true)
+                .contains(str("<td bgcolor=#c0c0c0>Idle</td><td align=center "
+                              "bgcolor=#e0e0e0>0:00</td></tr>")));
+}
+
+void TestReportText::obsoleteActivityRows()
+{
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    ActivityCategory *c = build.category(str("C"));
+    build.activity(str("Gone"), c, true);
+    Activity *kept = build.activity(str("Kept"), c, true);
+    // Its only task lies outside the period: a zero row still shows, in red italics.
+    build.task(kept, at(2, 9, 0), at(2, 10, 0));
+    const QString summary = summaryOf(doc, day20, day20, true);
+    QVERIFY(!summary.contains(str("Gone")));
+    QVERIFY(summary.contains(
+        str("<tr><td bgcolor=#c0c0c0><font color=#ff0000><i>Kept</i></font></td><td "
+            "align=center bgcolor=#e0e0e0>0:00</td></tr>")));
+    QVERIFY(summary.contains(str(obsoleteNote)));
+    const QString sheet = sheetOf(doc, day20, day20, true);
+    QVERIFY(!sheet.contains(str("Gone")));
+    QVERIFY(sheet.contains(str("<font color=#ff0000><i>Kept</i></font>")));
+    QVERIFY(sheet.contains(str(obsoleteNote)));
+    // Without zero rows nothing obsolete is shown, so there is no note.
+    QVERIFY(!summaryOf(doc, day20, day20, false).contains(str(obsoleteNote)));
+    QVERIFY(!sheetOf(doc, day20, day20, false).contains(str(obsoleteNote)));
+}
+
+void TestReportText::runningTaskNoteWithoutRow()
+{
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    ActivityCategory *c = build.category(str("C"));
+    Activity *a = build.activity(str("Call"), c);
+    build.task(a, at(20, 9, 0), QDateTime());
+    const QString summary = summaryOf(doc, day20, day20, false);
+    QVERIFY(!summary.contains(str("Call")));
+    QVERIFY(summary.endsWith(str(activeNote) + str("</qt>")));
+    const QString sheet = sheetOf(doc, day20, day20, false);
+    QVERIFY(!sheet.contains(str("Call")));
+    QVERIFY(sheet.endsWith(str(activeNote) + str("</qt>")));
+    // A task started after the period is no concern of it.
+    const QDate day19(2026, 11, 19);
+    QVERIFY(!summaryOf(doc, day19, day19, true).contains(str(activeNote)));
+    QVERIFY(!sheetOf(doc, day19, day19, true).contains(str(activeNote)));
+}
+
+void TestReportText::obsoleteCategoryHeader()
+{
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    build.category(str("Old"), true);
+    const QString header = str("<td align=center bgcolor=#c0c0c0><font "
+                               "color=#ff0000><i>Old</i></font></td>");
+    const QString summary = summaryOf(doc, day20, day20, true);
+    QVERIFY(summary.contains(header));
+    QVERIFY(summary.contains(str(obsoleteNote)));
+    const QString sheet = sheetOf(doc, day20, day20, true);
+    QVERIFY(sheet.contains(header));
+    QVERIFY(sheet.contains(str(obsoleteNote)));
+}
+
+void TestReportText::edgeMinuteCounts()
+{
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    ActivityCategory *c = build.category(str("C"));
+    Activity *shortOne = build.activity(str("Short"), c);
+    Activity *longOne = build.activity(str("Long"), nullptr);
+    build.task(shortOne, at(20, 9, 0), at(20, 9, 59, 59));
+    build.task(longOne, at(20, 8, 0), at(20, 18, 0));
+    const QString hm = summaryOf(doc, day20, day20, false);
+    QVERIFY(hm.contains(str("<td bgcolor=#c0c0c0>Short</td><td align=center "
+                            "bgcolor=#e0e0e0>0:59</td></tr>")));
+    // Without a category the activity shows only empty cells and adds to no total.
+    QVERIFY(hm.contains(str("<td bgcolor=#c0c0c0>Long</td><td align=center "
+                            "bgcolor=#e0e0e0>&nbsp;</td></tr>")));
+    QVERIFY(hm.contains(str("<td bgcolor=#c0c0c0>Totals</td><td align=center "
+                            "bgcolor=#c0ffc0>0:59</td></tr>")));
+    const QString dec = summaryOf(doc, day20, day20, false, true);
+    QVERIFY(dec.contains(str(">0.9833<")));
+    QVERIFY(!dec.contains(str("10.0000")));
+
+    build.task(shortOne, at(21, 8, 0), at(21, 18, 0));
+    const QDate day21(2026, 11, 21);
+    QVERIFY(summaryOf(doc, day21, day21, false).contains(str(">10:00<")));
+    QVERIFY(summaryOf(doc, day21, day21, false, true).contains(str(">10.0000<")));
+}
+
+void TestReportText::oneDayTimeSheet()
+{
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    ActivityCategory *c = build.category(str("C"));
+    Activity *a = build.activity(str("A"), c);
+    build.task(a, at(20, 9, 0), at(20, 10, 15));
+    const QString sheet = sheetOf(doc, day20, day20, false);
+    QCOMPARE(
+        sheet.count(str("<td align=top bgcolor=#c0c0c0 rowspan=2>Fri<br>Nov&nbsp;20<br>2026</td>")),
+        1);
+    QVERIFY(sheet.contains(str("<tr><td bgcolor=#c0c0c0>Daily Totals</td><td align=center "
+                               "bgcolor=#c0ffc0>1:15</td><td align=center "
+                               "bgcolor=#c0ffc0>1:15</td></tr><tr><td colspan=2 "
+                               "bgcolor=#c0c0c0>Period Totals</td><td align=center "
+                               "bgcolor=#c0ffc0>1:15</td><td align=center "
+                               "bgcolor=#c0ffc0>1:15</td></tr></table></qt>")));
+}
+
+void TestReportText::emptyDayTimeSheet()
+{
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    ActivityCategory *c = build.category(str("C"));
+    build.activity(str("A"), c);
+    QCOMPARE(sheetOf(doc, day20, day20, false),
+             str("<qt bgcolor=#ffffff><p><font face=Arial size=5 color=#0000ff>Period Time "
+                 "Sheet</font></p><p><font face=Arial size=4 color=#0000ff>11/20/26 to "
+                 "11/20/26</font></p><table border=0 cellpadding=2 cellspacing=1><tr><td "
+                 "colspan=2 rowspan=2 bgcolor=#c0c0c0>&nbsp;</td><td align=center "
+                 "bgcolor=#c0c0c0>C</td><td rowspan=2 bgcolor=#c0c0c0>&nbsp;</td></tr><tr><td "
+                 "align=center bgcolor=#c0c0c0><font "
+                 "size=-1>hrs&nbsp;:&nbsp;mins</font></td></tr><tr><td align=top "
+                 "bgcolor=#c0c0c0 rowspan=1>Fri<br>Nov&nbsp;20<br>2026</td><td "
+                 "bgcolor=#c0c0c0>Daily Totals</td><td align=center "
+                 "bgcolor=#c0ffc0>0:00</td><td align=center bgcolor=#c0ffc0>0:00</td></tr><tr><td "
+                 "colspan=2 bgcolor=#c0c0c0>Period Totals</td><td align=center "
+                 "bgcolor=#c0ffc0>0:00</td><td align=center "
+                 "bgcolor=#c0ffc0>0:00</td></tr></table></qt>"));
+    QVERIFY(sheetOf(doc, day20, day20, false, true)
+                .contains(str("<td bgcolor=#c0c0c0>Daily Totals</td><td align=center "
+                              "bgcolor=#c0ffc0>0.0000</td><td align=center "
+                              "bgcolor=#c0ffc0>0.0000</td></tr>")));
+}
+
+void TestReportText::includeZeroRowsPerDay()
+{
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    ActivityCategory *c = build.category(str("C"));
+    Activity *a = build.activity(str("A"), c);
+    build.activity(str("B"), c);
+    build.activity(str("D"), nullptr);
+    build.task(a, at(19, 9, 0), at(19, 10, 0));
+    const QString sheet = sheetOf(doc, QDate(2026, 11, 18), day20, true);
+    // Three days of four rows each (three activities, daily totals), two header rows and the
+    // period totals row.
+    QCOMPARE(sheet.count(str("<tr>")), 3 * 4 + 2 + 1);
+    QCOMPARE(sheet.count(str("rowspan=4>")), 3);
+    QCOMPARE(sheet.count(str("rowspan=3>&nbsp;</td>")), 3);
+    QCOMPARE(sheet.count(str("Daily Totals")), 3);
+}
+
+void TestReportText::emptyLists()
+{
+    QuorvelDocument doc;
+    QCOMPARE(summaryOf(doc, day20, day20, true),
+             str("<qt bgcolor=#ffffff><p><font face=Arial size=5 color=#0000ff>Period Summary "
+                 "Report</font></p><p><font face=Arial size=4 color=#0000ff>11/20/26 to "
+                 "11/20/26</font></p><table border=0 cellpadding=2 cellspacing=1><tr><td "
+                 "rowspan=2 bgcolor=#c0c0c0>&nbsp;</td></tr><tr></tr><tr><td "
+                 "bgcolor=#c0c0c0>Totals</td></tr></table></qt>"));
+    DocumentBuilder build(doc);
+    build.activity(str("Loose"), nullptr);
+    QVERIFY(summaryOf(doc, day20, day20, true)
+                .contains(str("<tr></tr><tr><td bgcolor=#c0c0c0>Loose</td></tr><tr><td "
+                              "bgcolor=#c0c0c0>Totals</td></tr>")));
+}
+
+void TestReportText::fromAfterTo()
+{
+    QuorvelDocument doc;
+    buildSmall(doc);
+    const QString sheet = sheetOf(doc, day20, QDate(2026, 11, 19), true);
+    QVERIFY(!sheet.contains(str("Daily Totals")));
+    QVERIFY(sheet.contains(str("<tr><td colspan=2 bgcolor=#c0c0c0>Period Totals</td><td "
+                               "align=center bgcolor=#c0ffc0>0:00</td><td align=center "
+                               "bgcolor=#c0ffc0>0:00</td><td align=center "
+                               "bgcolor=#c0ffc0>0:00</td></tr>")));
+    QVERIFY(summaryOf(doc, day20, QDate(2026, 11, 19), true) != str("builds differ"));
+}
+
+// Random documents around two daylight-saving changes (late October and early November),
+// with tasks across midnight, across the period's edges, running, on obsolete activities and
+// on activities without a category; the fast builds must match the reference ones.
+void TestReportText::fastMatchesReference()
+{
+    QRandomGenerator random(20261121);
+    const QDate base(2026, 10, 20);
+    for (int round = 0; round < 300; ++round) {
+        QuorvelDocument doc;
+        DocumentBuilder build(doc);
+        QList<ActivityCategory *> categories;
+        const int categoryCount = random.bounded(4);
+        for (int i = 0; i < categoryCount; ++i) {
+            categories << build.category(QStringLiteral("C%1 <&>").arg(i), random.bounded(4) == 0);
+        }
+        QList<Activity *> activities;
+        const int activityCount = 1 + random.bounded(6);
+        for (int i = 0; i < activityCount; ++i) {
+            const int pick = random.bounded(categoryCount + 1);
+            activities << build.activity(QStringLiteral("A%1").arg(i),
+                                         pick < categoryCount ? categories.at(pick) : nullptr,
+                                         random.bounded(3) == 0);
+        }
+        const int taskCount = random.bounded(25);
+        for (int i = 0; i < taskCount; ++i) {
+            const QDateTime start(
+                base.addDays(random.bounded(20)),
+                QTime(random.bounded(24), random.bounded(60), random.bounded(60)));
+            Activity *a = activities.at(random.bounded(activityCount));
+            if (random.bounded(10) == 0) {
+                build.task(a, start, QDateTime());
+                continue;
+            }
+            // Mostly short tasks, some over midnight or over several days.
+            const int kind = random.bounded(4);
+            const qint64 seconds = kind == 0   ? random.bounded(3 * 86400)
+                                   : kind == 1 ? random.bounded(6 * 3600)
+                                               : random.bounded(7200);
+            build.task(a, start, start.addSecs(seconds));
+        }
+        build.sortAll();
+        for (int period = 0; period < 4; ++period) {
+            const QDate from = base.addDays(random.bounded(22) - 1);
+            const QDate to = from.addDays(random.bounded(9) - 1);
+            const bool zero = random.bounded(2);
+            const bool decimal = random.bounded(2);
+            const QString where = QStringLiteral("round %1 period %2: %3 to %4")
+                                      .arg(round)
+                                      .arg(period)
+                                      .arg(from.toString(Qt::ISODate), to.toString(Qt::ISODate));
+            const QString summary = ReportText::periodSummary(doc, from, to, zero, decimal);
+            if (summary != ReportText::periodSummaryReference(doc, from, to, zero, decimal))
+                QFAIL(qPrintable(str("summary differs, ") + where));
+            const QString sheet = ReportText::periodTimeSheet(doc, from, to, zero, decimal);
+            if (sheet != ReportText::periodTimeSheetReference(doc, from, to, zero, decimal))
+                QFAIL(qPrintable(str("time sheet differs, ") + where));
+        }
+    }
+}
+
+QUORVEL_TEST_GUILESS_MAIN(TestReportText)
+
+#include "tst_reporttext.moc"
