@@ -210,6 +210,91 @@ void TestReportText::goldenTexts_data()
                      "bgcolor=#c0ffc0>4.0833</td><td align=center bgcolor=#c0ffc0>1.3167</td><td "
                      "align=center bgcolor=#c0ffc0>5.4000</td></tr>")
                + tail;
+
+    // Hours and minutes, without zero rows: the same numbers as the first row, less "Meetings".
+    QTest::newRow("hm, no zero")
+        << false << false
+        << summaryHead + unitsHm
+               + str("<tr><td bgcolor=#c0c0c0>Coding &lt;C++&gt; &amp; tests</td><td "
+                     "align=center bgcolor=#e0e0e0>4:05</td><td align=center "
+                     "bgcolor=#e0e0e0>&nbsp;</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0><font color=#ff0000><i>Legacy</i></font></td><td "
+                     "align=center bgcolor=#e0e0e0>&nbsp;</td><td align=center "
+                     "bgcolor=#e0e0e0>1:20</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0>Totals</td><td align=center "
+                     "bgcolor=#c0ffc0>4:05</td><td align=center bgcolor=#c0ffc0>1:20</td></tr>")
+               + tail
+        << sheetHead + unitsHm
+               + str("<tr><td align=top bgcolor=#c0c0c0 rowspan=3>Thu<br>Nov&nbsp;19<br>2026</td>"
+                     "<td bgcolor=#c0c0c0>Coding &lt;C++&gt; &amp; tests</td><td align=center "
+                     "bgcolor=#e0e0e0>3:05</td><td align=center bgcolor=#e0e0e0>&nbsp;</td><td "
+                     "align=center bgcolor=#e0e0e0 rowspan=2>&nbsp;</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0><font color=#ff0000><i>Legacy</i></font></td><td "
+                     "align=center bgcolor=#e0e0e0>&nbsp;</td><td align=center "
+                     "bgcolor=#e0e0e0>0:39</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0>Daily Totals</td><td align=center "
+                     "bgcolor=#c0ffc0>3:05</td><td align=center bgcolor=#c0ffc0>0:39</td><td "
+                     "align=center bgcolor=#c0ffc0>3:44</td></tr>"
+                     "<tr><td align=top bgcolor=#c0c0c0 rowspan=3>Fri<br>Nov&nbsp;20<br>2026</td>"
+                     "<td bgcolor=#c0c0c0>Coding &lt;C++&gt; &amp; tests</td><td align=center "
+                     "bgcolor=#e0e0e0>1:00</td><td align=center bgcolor=#e0e0e0>&nbsp;</td><td "
+                     "align=center bgcolor=#e0e0e0 rowspan=2>&nbsp;</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0><font color=#ff0000><i>Legacy</i></font></td><td "
+                     "align=center bgcolor=#e0e0e0>&nbsp;</td><td align=center "
+                     "bgcolor=#e0e0e0>0:40</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0>Daily Totals</td><td align=center "
+                     "bgcolor=#c0ffc0>1:00</td><td align=center bgcolor=#c0ffc0>0:40</td><td "
+                     "align=center bgcolor=#c0ffc0>1:40</td></tr>"
+                     "<tr><td colspan=2 bgcolor=#c0c0c0>Period Totals</td><td align=center "
+                     "bgcolor=#c0ffc0>4:05</td><td align=center bgcolor=#c0ffc0>1:19</td><td "
+                     "align=center bgcolor=#c0ffc0>5:24</td></tr>")
+               + tail;
+
+    // Decimal hours, with the zero row of "Meetings" (0.0000) in the summary and in every day.
+    QTest::newRow("decimal, zero")
+        << true << true
+        << summaryHead + unitsDec
+               + str("<tr><td bgcolor=#c0c0c0>Coding &lt;C++&gt; &amp; tests</td><td "
+                     "align=center bgcolor=#e0e0e0>4.0833</td><td align=center "
+                     "bgcolor=#e0e0e0>&nbsp;</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0><font color=#ff0000><i>Legacy</i></font></td><td "
+                     "align=center bgcolor=#e0e0e0>&nbsp;</td><td align=center "
+                     "bgcolor=#e0e0e0>1.3333</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0>Meetings</td><td align=center "
+                     "bgcolor=#e0e0e0>&nbsp;</td><td align=center bgcolor=#e0e0e0>0.0000</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0>Totals</td><td align=center "
+                     "bgcolor=#c0ffc0>4.0833</td><td align=center "
+                     "bgcolor=#c0ffc0>1.3333</td></tr>")
+               + tail
+        << sheetHead + unitsDec
+               + str("<tr><td align=top bgcolor=#c0c0c0 rowspan=4>Thu<br>Nov&nbsp;19<br>2026</td>"
+                     "<td bgcolor=#c0c0c0>Coding &lt;C++&gt; &amp; tests</td><td align=center "
+                     "bgcolor=#e0e0e0>3.0833</td><td align=center bgcolor=#e0e0e0>&nbsp;</td><td "
+                     "align=center bgcolor=#e0e0e0 rowspan=3>&nbsp;</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0><font color=#ff0000><i>Legacy</i></font></td><td "
+                     "align=center bgcolor=#e0e0e0>&nbsp;</td><td align=center "
+                     "bgcolor=#e0e0e0>0.6500</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0>Meetings</td><td align=center "
+                     "bgcolor=#e0e0e0>&nbsp;</td><td align=center bgcolor=#e0e0e0>0.0000</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0>Daily Totals</td><td align=center "
+                     "bgcolor=#c0ffc0>3.0833</td><td align=center bgcolor=#c0ffc0>0.6500</td><td "
+                     "align=center bgcolor=#c0ffc0>3.7333</td></tr>"
+                     "<tr><td align=top bgcolor=#c0c0c0 rowspan=4>Fri<br>Nov&nbsp;20<br>2026</td>"
+                     "<td bgcolor=#c0c0c0>Coding &lt;C++&gt; &amp; tests</td><td align=center "
+                     "bgcolor=#e0e0e0>1.0000</td><td align=center bgcolor=#e0e0e0>&nbsp;</td><td "
+                     "align=center bgcolor=#e0e0e0 rowspan=3>&nbsp;</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0><font color=#ff0000><i>Legacy</i></font></td><td "
+                     "align=center bgcolor=#e0e0e0>&nbsp;</td><td align=center "
+                     "bgcolor=#e0e0e0>0.6667</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0>Meetings</td><td align=center "
+                     "bgcolor=#e0e0e0>&nbsp;</td><td align=center bgcolor=#e0e0e0>0.0000</td></tr>"
+                     "<tr><td bgcolor=#c0c0c0>Daily Totals</td><td align=center "
+                     "bgcolor=#c0ffc0>1.0000</td><td align=center bgcolor=#c0ffc0>0.6667</td><td "
+                     "align=center bgcolor=#c0ffc0>1.6667</td></tr>"
+                     "<tr><td colspan=2 bgcolor=#c0c0c0>Period Totals</td><td align=center "
+                     "bgcolor=#c0ffc0>4.0833</td><td align=center bgcolor=#c0ffc0>1.3167</td><td "
+                     "align=center bgcolor=#c0ffc0>5.4000</td></tr>")
+               + tail;
 }
 
 void TestReportText::goldenTexts()
