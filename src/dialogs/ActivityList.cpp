@@ -6,7 +6,6 @@
 #include "views/QVTable.h"
 
 #include <QHeaderView>
-#include <QShortcut>
 #include <QSignalBlocker>
 #include <QStandardItemModel>
 
@@ -30,13 +29,6 @@ ActivityList::ActivityList(QuorvelDocument *doc, QWidget *parent)
 {
     setupList();
     updateView();
-
-    // Escape closes the screen from whichever child has the focus, whether or not that child
-    // would pass the key on.
-    accel = new QShortcut(QKeySequence(Qt::Key_Escape), this);
-    accel->setObjectName(QStringLiteral("accel"));
-    accel->setContext(Qt::WidgetWithChildrenShortcut);
-    connect(accel, &QShortcut::activated, this, &QWidget::close);
 
     connect(table, qOverload<int, int>(&QVTable::currentChanged), this, &ActivityList::cellChanged);
     connect(btnNew, &QToolButton::clicked, this, &ActivityList::newActivity);

@@ -6,7 +6,6 @@
 
 class Activity;
 class QuorvelDocument;
-class QShortcut;
 class QStandardItemModel;
 class QVTable;
 
@@ -30,8 +29,6 @@ public:
     QVTable *table = nullptr;
     // The activities of the table, in row order; the activities are not owned.
     QList<Activity *> shownActivities;
-    // Escape closes the screen, wherever the focus is inside it.
-    QShortcut *accel = nullptr;
 
 public Q_SLOTS:
     void newActivity();

@@ -6,7 +6,6 @@
 #include "views/QVTable.h"
 
 #include <QHeaderView>
-#include <QShortcut>
 #include <QSignalBlocker>
 #include <QStandardItemModel>
 
@@ -22,11 +21,6 @@ CategoryList::CategoryList(QuorvelDocument *doc, QWidget *parent)
 {
     setupList();
     updateView();
-
-    accel = new QShortcut(QKeySequence(Qt::Key_Escape), this);
-    accel->setObjectName(QStringLiteral("accel"));
-    accel->setContext(Qt::WidgetWithChildrenShortcut);
-    connect(accel, &QShortcut::activated, this, &QWidget::close);
 
     connect(table, qOverload<int, int>(&QVTable::currentChanged), this, &CategoryList::cellChanged);
     connect(btnNew, &QToolButton::clicked, this, &CategoryList::newCategory);

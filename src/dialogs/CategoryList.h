@@ -6,7 +6,6 @@
 
 class ActivityCategory;
 class QuorvelDocument;
-class QShortcut;
 class QStandardItemModel;
 class QVTable;
 
@@ -28,8 +27,6 @@ public:
     QVTable *table = nullptr;
     // The categories shown, in row order (not owned).
     QList<ActivityCategory *> shownCategories;
-    // Escape, even while the table has the focus.
-    QShortcut *accel = nullptr;
 
 public Q_SLOTS:
     void newCategory();

@@ -1,5 +1,8 @@
 #include "ModalWidget.h"
 
+#include <QKeySequence>
+#include <QShortcut>
+
 #include <QEventLoop>
 #include <QKeyEvent>
 #include <QPointer>
@@ -16,6 +19,10 @@ ModalWidget::ModalWidget(QWidget *parent)
     : QWidget(parent, Qt::Window)
 {
     setWindowModality(Qt::ApplicationModal);
+    accel = new QShortcut(QKeySequence(Qt::Key_Escape), this);
+    accel->setObjectName(QStringLiteral("accel"));
+    accel->setContext(Qt::WidgetWithChildrenShortcut);
+    connect(accel, &QShortcut::activated, this, &QWidget::close);
 }
 
 ModalWidget::~ModalWidget()

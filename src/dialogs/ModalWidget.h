@@ -3,6 +3,7 @@
 #include <QWidget>
 
 class QEventLoop;
+class QShortcut;
 
 // Base of the widgets the main window runs in a nested event loop (the report viewer, the
 // saved-report chooser): hiding the widget ends the loop, and Escape closes it.
@@ -20,6 +21,10 @@ public:
 
     void hide();
     void setVisible(bool visible) override;
+
+    // Escape closes the widget from whichever child has the focus, even one (a table, say)
+    // that would keep the key for itself.
+    QShortcut *accel = nullptr;
 
 protected:
     void keyPressEvent(QKeyEvent *event) override;
