@@ -1,0 +1,168 @@
+// Times the report browser on the period time sheet of the large document (100 000 tasks over
+// three years, 200 activities, 20 categories) for a one-year period ending 2026-11-21 with the
+// activities without time listed: 68.6 million characters. Reports the median of several
+// rounds of setReportText() (splitting into pages and showing the first) and of showPage() on a
+// middle page; of setReportText() on a hidden browser, which leaves the layout for later, and of
+// reading the first page into a bare text document, whose difference is the splitting; and for
+// comparison the same on a time sheet of few activities, whose pages are filled up to the page
+// budget.
+//
+//   bench_reportview [--runs N]   measure on the offscreen platform, in temporary XDG folders
+
+#include "BenchSupport.h"
+#include "model/QuorvelDocument.h"
+#include "platform/Clock.h"
+#include "reports/ReportBrowser.h"
+#include "reports/ReportText.h"
+#include "views/SafeTextBrowser.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTextDocument>
+#include <QTextStream>
+
+#include <vector>
+
+namespace {
+
+void settle()
+{
+    for (int i = 0; i < 3; ++i)
+        QCoreApplication::processEvents();
+}
+
+// 20 activities in 4 categories with a task of an hour every day: a year's time sheet whose
+// days are short, so that each page holds as many days as the budget allows.
+void fillSmall(QuorvelDocument &doc)
+{
+    for (int i = 0; i < 4; ++i)
+        doc.categories.append(
+            new ActivityCategory(doc.allocateId(), QStringLiteral("Category %1").arg(i), false));
+    for (int i = 0; i < 20; ++i)
+        doc.activities.append(new Activity(doc.allocateId(), QStringLiteral("Activity %1").arg(i),
+                                           doc.categories.at(i % 4), false));
+    const QDate first(2025, 11, 1);
+    for (int day = 0; day < 400; ++day) {
+        const QDateTime start(first.addDays(day), QTime(9, 0));
+        doc.tasks.append(new QVTask(doc.allocateId(), start, start.addSecs(3600), 0,
+                                    doc.activities.at(day % 20), QDateTime(), false));
+    }
+    doc.categories.sort();
+    doc.activities.sort();
+    doc.tasks.sort();
+}
+
+QString peakMemory()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return QStringLiteral("unknown");
+    const QStringList lines = QString::fromLatin1(status.readAll()).split(QLatin1Char('\n'));
+    for (const QString &line : lines) {
+        if (line.startsWith(QStringLiteral("VmHWM:")))
+            return line.mid(6).trimmed();
+    }
+    return QStringLiteral("unknown");
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    Clock::pinLocalTimeZone();
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QTemporaryDir home;
+    if (!home.isValid())
+        qFatal("no temporary folder");
+    qputenv("XDG_DATA_HOME", QFile::encodeName(home.path() + QStringLiteral("/data")));
+    qputenv("XDG_CONFIG_HOME", QFile::encodeName(home.path() + QStringLiteral("/config")));
+    const QString runtime = home.path() + QStringLiteral("/runtime");
+    QDir().mkpath(runtime);
+    QFile::setPermissions(runtime,
+                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtime));
+
+    QApplication app(argc, argv);
+    const QStringList args = app.arguments();
+    int runs = 15;
+    const int runsAt = int(args.indexOf(QStringLiteral("--runs")));
+    if (runsAt >= 0 && runsAt + 1 < args.size())
+        runs = qMax(1, args.at(runsAt + 1).toInt());
+
+    const QDate to(2026, 11, 21);
+    const QDate from = to.addYears(-1).addDays(1);
+    QString large;
+    {
+        QuorvelDocument doc;
+        LargeDocument().fill(doc);
+        large = ReportText::periodTimeSheet(doc, from, to, true, false);
+    }
+    QString small;
+    {
+        QuorvelDocument doc;
+        fillSmall(doc);
+        small = ReportText::periodTimeSheet(doc, from, to, true, false);
+    }
+
+    // The browser as a report window would show it, and a hidden one that splits and reads
+    // the first page but leaves its layout until it is shown.
+    ReportBrowser browser;
+    browser.resize(480, 640);
+    browser.show();
+    settle();
+    ReportBrowser hidden;
+
+    browser.setReportText(large);
+    const int largePages = browser.pageCount();
+    const QString largeFirstPage = browser.pageText(0);
+    browser.setReportText(small);
+    const int smallPages = browser.pageCount();
+    const qsizetype smallMiddlePage = browser.pageText(smallPages / 2).size();
+
+    std::vector<Case> cases = {
+        {"setReportText(), year with zero rows", settle, [&] { browser.setReportText(large); }, {}},
+        {"showPage() of a middle page",
+         [&] {
+             browser.setReportText(large);
+             settle();
+         },
+         [&] { browser.showPage(largePages / 2); },
+         {}},
+        {"setReportText() on a hidden browser", [] {}, [&] { hidden.setReportText(large); }, {}},
+        {"QTextDocument::setHtml() of the first page",
+         [] {},
+         [&] {
+             QTextDocument document;
+             document.setHtml(largeFirstPage);
+         },
+         {}},
+        {"setReportText(), 20 activities", settle, [&] { browser.setReportText(small); }, {}},
+        {"showPage() of a middle page, 20 activities",
+         [&] {
+             browser.setReportText(small);
+             settle();
+         },
+         [&] { browser.showPage(smallPages / 2); },
+         {}},
+    };
+    runRounds(cases, runs);
+
+    QTextStream out(stdout);
+    out << "Time sheet " << from.toString(Qt::ISODate) << " to " << to.toString(Qt::ISODate)
+        << ", zero rows listed; browser " << browser.width() << "x" << browser.height()
+        << " on the offscreen platform, page budget " << ReportBrowser::PageBudget
+        << " characters\n";
+    out << "  large document: " << large.size() << " characters, " << largePages
+        << " pages, first page " << largeFirstPage.size() << " characters\n";
+    out << "  20 activities:  " << small.size() << " characters, " << smallPages
+        << " pages, middle page " << smallMiddlePage << " characters\n";
+    out << "Median of " << runs << " rounds (each round runs every operation once):\n";
+    for (const Case &c : cases) {
+        out << "  " << QString::fromUtf8(c.name).leftJustified(44) << ' '
+            << QString::number(median(c.ms), 'f', 1).rightJustified(8) << " ms\n";
+    }
+    out << "Peak memory (VmHWM): " << peakMemory() << Qt::endl;
+    return 0;
+}

@@ -1,0 +1,208 @@
+#include "ReportBrowser.h"
+
+#include "views/SafeTextBrowser.h"
+
+#include <QHBoxLayout>
+#include <QKeySequence>
+#include <QLabel>
+#include <QScrollBar>
+#include <QShortcut>
+#include <QStringView>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+namespace {
+
+// The rows of a time sheet that the pages are cut at. Names in a report are HTML-escaped, so
+// these never occur inside a name.
+constexpr QStringView dayMarker = u"<tr><td align=top bgcolor=#c0c0c0 rowspan=";
+constexpr QStringView totalsMarker = u"<tr><td colspan=2 bgcolor=#c0c0c0>";
+constexpr QStringView tableOpen = u"<table";
+constexpr QStringView tableClose = u"</table>";
+
+} // namespace
+
+ReportBrowser::ReportBrowser(QWidget *parent)
+    : QWidget(parent)
+{
+    m_browser = new SafeTextBrowser(this);
+
+    m_pageBar = new QWidget(this);
+    m_previous = new QToolButton(m_pageBar);
+    m_previous->setObjectName(QStringLiteral("btnPreviousPage"));
+    m_previous->setText(tr("Previous Page"));
+    m_pageLabel = new QLabel(m_pageBar);
+    m_pageLabel->setObjectName(QStringLiteral("lblPage"));
+    m_pageLabel->setAlignment(Qt::AlignCenter);
+    m_next = new QToolButton(m_pageBar);
+    m_next->setObjectName(QStringLiteral("btnNextPage"));
+    m_next->setText(tr("Next Page"));
+
+    auto *barLayout = new QHBoxLayout(m_pageBar);
+    barLayout->setContentsMargins(0, 0, 0, 0);
+    barLayout->addWidget(m_previous);
+    barLayout->addWidget(m_pageLabel, 1);
+    barLayout->addWidget(m_next);
+
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(m_browser, 1);
+    layout->addWidget(m_pageBar);
+
+    // Tab goes from the text to the buttons in the order they stand.
+    setTabOrder(m_browser, m_previous);
+    setTabOrder(m_previous, m_next);
+
+    connect(m_previous, &QToolButton::clicked, this, [this] { showPage(m_current - 1); });
+    connect(m_next, &QToolButton::clicked, this, [this] { showPage(m_current + 1); });
+
+    auto *previousKey = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_PageUp), this);
+    previousKey->setContext(Qt::WidgetWithChildrenShortcut);
+    connect(previousKey, &QShortcut::activated, this, [this] { showPage(m_current - 1); });
+    auto *nextKey = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_PageDown), this);
+    nextKey->setContext(Qt::WidgetWithChildrenShortcut);
+    connect(nextKey, &QShortcut::activated, this, [this] { showPage(m_current + 1); });
+
+    updatePageBar();
+}
+
+void ReportBrowser::setReportText(const QString &text)
+{
+    m_text = text;
+    m_pages = split(m_text);
+    m_current = 0;
+    if (m_pages.starts.empty())
+        m_browser->setHtml(m_text);
+    else
+        m_browser->setHtml(pageText(0));
+    scrollToTop();
+    updatePageBar();
+}
+
+const QString &ReportBrowser::reportText() const
+{
+    return m_text;
+}
+
+int ReportBrowser::pageCount() const
+{
+    return m_pages.starts.empty() ? 1 : int(m_pages.starts.size());
+}
+
+int ReportBrowser::currentPage() const
+{
+    return m_current;
+}
+
+QString ReportBrowser::pageText(int page) const
+{
+    if (page < 0 || page >= pageCount())
+        return QString();
+    if (m_pages.starts.empty())
+        return m_text;
+
+    const QStringView text(m_text);
+    const bool last = page == pageCount() - 1;
+    const qsizetype begin = m_pages.starts[size_t(page)];
+    const qsizetype end = last ? m_pages.daysEnd : m_pages.starts[size_t(page) + 1];
+    const QStringView closing = m_pages.closingCut ? closingText() : text.mid(m_pages.totalsEnd);
+    const QStringView totals
+        = last ? text.mid(m_pages.daysEnd, m_pages.totalsEnd - m_pages.daysEnd) : QStringView();
+
+    QString result;
+    result.reserve(m_pages.headEnd + (end - begin) + totals.size() + closing.size());
+    result.append(text.left(m_pages.headEnd));
+    result.append(text.mid(begin, end - begin));
+    result.append(totals);
+    result.append(closing);
+    return result;
+}
+
+SafeTextBrowser *ReportBrowser::browser() const
+{
+    return m_browser;
+}
+
+void ReportBrowser::showPage(int page)
+{
+    if (page < 0 || page >= pageCount())
+        return;
+    // Laying a page out again costs as much as the first time; the same page only goes to its
+    // top.
+    if (page != m_current) {
+        m_current = page;
+        m_browser->setHtml(pageText(page));
+    }
+    scrollToTop();
+    updatePageBar();
+}
+
+// One pass over the text that keeps offsets only: every day row is found once. A text that is
+// small enough, or that is not recognisably a time sheet, is left whole (no starts): it is shown
+// exactly as the user has it.
+ReportBrowser::Pages ReportBrowser::split(const QString &text)
+{
+    Pages pages;
+    if (text.size() <= PageBudget)
+        return pages;
+    const QStringView view(text);
+    const qsizetype first = view.indexOf(dayMarker);
+    // The day rows must stand inside a table that the head opens.
+    if (first <= 0 || !view.left(first).contains(tableOpen))
+        return pages;
+
+    std::vector<qsizetype> days;
+    for (qsizetype at = first; at >= 0; at = view.indexOf(dayMarker, at + dayMarker.size()))
+        days.push_back(at);
+
+    // After the last day come the period totals and the end of the table. Either may be
+    // missing in a text that was cut short or damaged: then the last day runs on to whatever
+    // is there, and every page is closed by closingText(). Nothing of the text is left out.
+    const qsizetype lastDay = days.back();
+    const qsizetype totals = view.indexOf(totalsMarker, lastDay + dayMarker.size());
+    const qsizetype close = view.indexOf(tableClose, totals >= 0 ? totals : lastDay);
+    pages.headEnd = first;
+    pages.closingCut = close < 0;
+    pages.totalsEnd = close >= 0 ? close : text.size();
+    pages.daysEnd = totals >= 0 ? totals : pages.totalsEnd;
+    const qsizetype fixed
+        = first + (pages.closingCut ? closingText().size() : text.size() - pages.totalsEnd);
+    const qsizetype totalsSize = pages.totalsEnd - pages.daysEnd;
+
+    // Whole days go onto a page while it stays within the budget; a page always keeps its
+    // first day, however long.
+    qsizetype pageStart = first;
+    pages.starts.push_back(first);
+    for (size_t i = 1; i <= days.size(); ++i) {
+        const bool lastOne = i == days.size();
+        const qsizetype dayEnd = lastOne ? pages.daysEnd : days[i];
+        const qsizetype size = fixed + (dayEnd - pageStart) + (lastOne ? totalsSize : 0);
+        if (days[i - 1] > pageStart && size > PageBudget) {
+            pageStart = days[i - 1];
+            pages.starts.push_back(pageStart);
+        }
+    }
+    if (pages.starts.size() == 1)
+        pages.starts.clear();
+    return pages;
+}
+
+QStringView ReportBrowser::closingText()
+{
+    return u"</table></qt>";
+}
+
+void ReportBrowser::scrollToTop()
+{
+    m_browser->horizontalScrollBar()->setValue(m_browser->horizontalScrollBar()->minimum());
+    m_browser->verticalScrollBar()->setValue(m_browser->verticalScrollBar()->minimum());
+}
+
+void ReportBrowser::updatePageBar()
+{
+    const int count = pageCount();
+    m_pageBar->setVisible(count > 1);
+    m_previous->setEnabled(m_current > 0);
+    m_next->setEnabled(m_current < count - 1);
+    m_pageLabel->setText(tr("Page %1 of %2").arg(m_current + 1).arg(count));
+}

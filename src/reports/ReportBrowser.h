@@ -1,0 +1,76 @@
+#pragma once
+
+#include <QString>
+#include <QStringView>
+#include <QWidget>
+
+#include <vector>
+
+class QLabel;
+class QToolButton;
+class SafeTextBrowser;
+
+// Shows a report's rich text. A period time sheet over a long period runs to tens of millions
+// of characters, which a text browser would take minutes and gigabytes to lay out; such a text
+// is shown in pages of whole days, each with the sheet's title and header rows and its notes,
+// and a page bar under the browser moves between them. Any other text is shown whole.
+class ReportBrowser : public QWidget
+{
+    Q_OBJECT
+
+public:
+    // The number of characters a page aims at. Laying out rich text costs about 1.2 ms per
+    // thousand characters (bench_reportview): a full page takes 120 to 150 ms, short enough to
+    // turn pages without waiting. A page holds at least one day, so a day longer than this makes
+    // a longer page.
+    static constexpr qsizetype PageBudget = 100000;
+
+    explicit ReportBrowser(QWidget *parent = nullptr);
+
+    // Shows the first page of text. The text is kept as given; pages are made from it when
+    // shown.
+    void setReportText(const QString &text);
+    const QString &reportText() const;
+
+    // 1 for any text that is shown whole.
+    int pageCount() const;
+    // 0-based.
+    int currentPage() const;
+    // The rich text shown for page, or a null string for a page that does not exist.
+    QString pageText(int page) const;
+
+    SafeTextBrowser *browser() const;
+
+public Q_SLOTS:
+    // Shows page from its top. A page that does not exist changes nothing.
+    void showPage(int page);
+
+private:
+    // Offsets into m_text. A page is the head, a run of whole days, the period totals on the
+    // last page only, and the closing; the runs lie one after the other, so one start per page
+    // is enough.
+    struct Pages
+    {
+        qsizetype headEnd = 0;
+        std::vector<qsizetype> starts;
+        qsizetype daysEnd = 0;
+        qsizetype totalsEnd = 0;
+        // The closing runs from totalsEnd to the end of the text; a text cut short before its
+        // table ends has none, and each page is closed by closingText().
+        bool closingCut = false;
+    };
+
+    static Pages split(const QString &text);
+    static QStringView closingText();
+    void scrollToTop();
+    void updatePageBar();
+
+    QString m_text;
+    Pages m_pages;
+    int m_current = 0;
+    SafeTextBrowser *m_browser = nullptr;
+    QWidget *m_pageBar = nullptr;
+    QToolButton *m_previous = nullptr;
+    QLabel *m_pageLabel = nullptr;
+    QToolButton *m_next = nullptr;
+};
