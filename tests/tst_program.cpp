@@ -30,11 +30,12 @@ QByteArray readFile(const QString &path)
 }
 
 // Starts quorvel and waits until it holds the lock and has had time to build its window.
-bool startProgram(QProcess &process, const QStringList &arguments = {})
+bool startProgram(QProcess &process, const QStringList &arguments = {},
+                  QProcess::ProcessChannelMode mode = QProcess::ForwardedErrorChannel)
 {
     process.setProgram(QStringLiteral(QUORVEL_BINARY));
     process.setArguments(arguments);
-    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process.setProcessChannelMode(mode);
     process.start();
     if (!process.waitForStarted(10000))
         return false;
@@ -57,6 +58,40 @@ int terminate(QProcess &process)
     return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
 }
 
+// Waits until the program has written line to its error output (where its debug lines go).
+bool waitForLine(QProcess &process, QByteArray &output, const QByteArray &line)
+{
+    QElapsedTimer waited;
+    waited.start();
+    while (waited.elapsed() < 20000) {
+        output += process.readAllStandardError();
+        if (output.split('\n').contains(line))
+            return true;
+        process.waitForReadyRead(100);
+    }
+    return false;
+}
+
+QString savedReport(const QByteArray &content)
+{
+    const QString folder
+        = TestEnvironment::instance()->documentsDir() + QStringLiteral("/Quorvel Reports");
+    QDir().mkpath(folder);
+    const QString path = folder + QStringLiteral("/Summary 11-21-26.qvreport");
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+        return QString();
+    return path;
+}
+
+void preparePersonalData()
+{
+    Configuration().setMode(Configuration::Personal);
+    QuorvelDocument doc;
+    doc.createSampleData();
+    QVERIFY(doc.save());
+}
+
 } // namespace
 
 class TestProgram : public QObject
@@ -68,6 +103,9 @@ private Q_SLOTS:
     void signalDuringFirstStartEndsLikeCancel();
     void runningInstanceEndsCleanlyOnSigterm();
     void secondStartHandsOverAndEnds();
+    void savedReportOpensFromTheCommandLine();
+    void relativePathOpensFromTheWorkingFolder();
+    void secondStartHandsItsReportOver();
 };
 
 void TestProgram::init()
@@ -123,6 +161,55 @@ void TestProgram::secondStartHandsOverAndEnds()
     QCOMPARE(second.exitCode(), 0);
     QCOMPARE(first.state(), QProcess::Running);
 
+    QCOMPARE(terminate(first), 0);
+}
+
+void TestProgram::savedReportOpensFromTheCommandLine()
+{
+    preparePersonalData();
+    const QString path = savedReport("<qt><p>Saved summary</p></qt>");
+    QVERIFY(!path.isEmpty());
+    QProcess program;
+    QVERIFY(startProgram(program, {path}, QProcess::SeparateChannels));
+    QByteArray output;
+    QVERIFY2(waitForLine(program, output, "Showing saved report " + path.toUtf8()),
+             output.constData());
+    // Ending while the report is open ends the program as usual.
+    QCOMPARE(terminate(program), 0);
+}
+
+void TestProgram::relativePathOpensFromTheWorkingFolder()
+{
+    preparePersonalData();
+    const QString path = savedReport("<qt>x</qt>");
+    QProcess program;
+    program.setWorkingDirectory(QFileInfo(path).absolutePath());
+    QVERIFY(startProgram(program, {QFileInfo(path).fileName()}, QProcess::SeparateChannels));
+    QByteArray output;
+    QVERIFY2(waitForLine(program, output, "Showing saved report " + path.toUtf8()),
+             output.constData());
+    QCOMPARE(terminate(program), 0);
+}
+
+void TestProgram::secondStartHandsItsReportOver()
+{
+    preparePersonalData();
+    const QString path = savedReport("<qt>x</qt>");
+    QProcess first;
+    QVERIFY(startProgram(first, {}, QProcess::SeparateChannels));
+
+    // Started from another folder with a relative path: the first instance gets the whole path.
+    QProcess second;
+    second.setProgram(QStringLiteral(QUORVEL_BINARY));
+    second.setWorkingDirectory(QFileInfo(path).absolutePath());
+    second.setArguments({QFileInfo(path).fileName()});
+    second.start();
+    QVERIFY(second.waitForFinished(20000));
+    QCOMPARE(second.exitCode(), 0);
+
+    QByteArray output;
+    QVERIFY2(waitForLine(first, output, "Showing saved report " + path.toUtf8()),
+             output.constData());
     QCOMPARE(terminate(first), 0);
 }
 

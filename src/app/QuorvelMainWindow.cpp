@@ -12,6 +12,7 @@
 #include "platform/MessageBox.h"
 #include "platform/QuorvelApplication.h"
 #include "platform/Resource.h"
+#include "reports/Report.h"
 #include "views/MainWidget.h"
 #include "views/QVTable.h"
 
@@ -201,11 +202,6 @@ bool QuorvelMainWindow::getServerSettings()
     return true;
 }
 
-void QuorvelMainWindow::setupReports()
-{
-    // The report list is filled when the reports exist.
-}
-
 void QuorvelMainWindow::setupMenuBar()
 {
     QMenu *taskMenu = menuBar()->addMenu(tr("Task"));
@@ -261,17 +257,6 @@ void QuorvelMainWindow::addTaskMenuItems(QMenu *taskMenu, QMenu *tablePopup, QTo
                                 tr("Synchronize with Server"), this);
     connect(m_synchronise, &QAction::triggered, this, &QuorvelMainWindow::syncServer);
     taskMenu->addAction(m_synchronise);
-}
-
-void QuorvelMainWindow::addReportMenuItems(QMenu *reportMenu)
-{
-    // The two period reports; they run once the report framework is in place.
-    for (const QString &name : {tr("Period Summary Report"), tr("Period Time Sheet")})
-        reportMenu->addAction(new QAction(name, this));
-    reportMenu->addSeparator();
-    auto *viewSaved = new QAction(tr("View Saved Report"), this);
-    connect(viewSaved, &QAction::triggered, this, &QuorvelMainWindow::viewSavedReport);
-    reportMenu->addAction(viewSaved);
 }
 
 void QuorvelMainWindow::addSettingsMenuItems(QMenu *settingsMenu)
@@ -436,10 +421,6 @@ void QuorvelMainWindow::maintainActivities()
     updateView(nullptr);
     showBalloonTips();
 }
-
-// Commands that arrive with the reports. Until then their menu entries exist and do nothing.
-void QuorvelMainWindow::setDocument(const QString &) {}
-void QuorvelMainWindow::viewSavedReport() {}
 
 void QuorvelMainWindow::operatingMode()
 {

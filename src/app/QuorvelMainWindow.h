@@ -5,7 +5,9 @@
 #include <QMainWindow>
 
 #include <memory>
+#include <vector>
 
+class DocLnk;
 class MainWidget;
 class QAction;
 class QMenu;
@@ -14,6 +16,7 @@ class QToolBar;
 class QToolButton;
 class QuorvelDocument;
 class QVTask;
+class Report;
 class TaskEdit;
 
 // The one main window. It owns the document, runs the first-run choice of operating mode,
@@ -45,13 +48,21 @@ public:
     // when nothing had to be kept.
     QString keptDataFilePath() const { return m_keptDataFile; }
 
+    // The reports of the Report menu, in menu order (Reports.cpp).
+    const std::vector<std::unique_ptr<Report>> &reports() const { return m_reports; }
+    // Shows a saved report as it was stored; nothing when its file cannot be read.
+    void showDocument(const DocLnk &link);
+
 public Q_SLOTS:
     // Writes the document when it differs from what was last written or read.
     void flush();
     // Reads the data file again after another program replaced it. Unsaved changes are
     // first written beside it; a file that cannot be read leaves the document as it is.
     void reload();
+    // Opens the saved report in the file at path (from the command line, or handed over by a
+    // second start).
     void setDocument(const QString &path);
+    // Lets the user pick a saved report and shows it.
     void viewSavedReport();
     void syncServer();
     void maintainCategories();
@@ -102,6 +113,7 @@ private:
     void restoreConcurrentToggle();
 
     std::unique_ptr<QuorvelDocument> m_document;
+    std::vector<std::unique_ptr<Report>> m_reports;
     MainWidget *m_mainWidget = nullptr;
     QTimer *m_timer = nullptr;
     QAction *m_newTask = nullptr;

@@ -6,6 +6,7 @@
 #include "platform/SingleInstance.h"
 
 #include <QFileInfo>
+#include <QTimer>
 
 int main(int argc, char *argv[])
 {
@@ -15,10 +16,16 @@ int main(int argc, char *argv[])
     QGuiApplication::setApplicationDisplayName(QCoreApplication::translate("main", "Quorvel"));
     QGuiApplication::setDesktopFileName(QStringLiteral("quorvel"));
 
+    // Saved reports named on the command line, as absolute paths: the running instance they
+    // may be handed to has a working folder of its own.
+    QStringList documents;
+    for (const QString &argument : QCoreApplication::arguments().mid(1))
+        documents << QFileInfo(argument).absoluteFilePath();
+
     // One Quorvel per user: a second start hands its arguments to the first and ends.
     const QString dataFolder = QFileInfo(QuorvelDocument::dataFilePath()).absolutePath();
     SingleInstance instance(dataFolder);
-    if (!instance.start(QCoreApplication::arguments().mid(1)))
+    if (!instance.start(documents))
         return 0;
     app.installSignalHandlers();
 
@@ -32,15 +39,23 @@ int main(int argc, char *argv[])
                          window.show();
                          window.raise();
                          window.activateWindow();
-                         for (const QString &path : arguments)
-                             window.setDocument(path);
+                         // Not from inside the socket's handler: a report's window runs
+                         // a loop of its own.
+                         QTimer::singleShot(0, &window, [&window, arguments] {
+                             for (const QString &path : arguments)
+                                 window.setDocument(path);
+                         });
                      });
     app.watchDataFile(QuorvelDocument::dataFilePath());
 
     window.setWindowTitle(QCoreApplication::translate("main", "Quorvel"));
-    window.setWindowIcon(Resource::loadIcon(QStringLiteral("new")));
+    window.setWindowIcon(Resource::loadIcon(QStringLiteral("quorvel")));
     window.show();
-    for (const QString &path : QCoreApplication::arguments().mid(1))
-        window.setDocument(path);
+    // Shown from within the event loop, so that quitting while a report is open ends the
+    // program instead of falling through to a loop that nothing will quit.
+    QTimer::singleShot(0, &window, [&window, documents] {
+        for (const QString &path : documents)
+            window.setDocument(path);
+    });
     return app.exec();
 }

@@ -1,0 +1,62 @@
+// The main window's Report menu: the reports it runs and the saved reports it reopens.
+
+#include "QuorvelMainWindow.h"
+
+#include "model/QuorvelDocument.h"
+#include "platform/DocLnk.h"
+#include "reports/FileSelectDialog.h"
+#include "reports/PeriodSummaryReport.h"
+#include "reports/PeriodTimeSheetReport.h"
+#include "reports/ReportViewer.h"
+
+#include <QAction>
+#include <QDebug>
+#include <QMenu>
+
+void QuorvelMainWindow::setupReports()
+{
+    m_reports.clear();
+    m_reports.push_back(std::make_unique<PeriodSummaryReport>(this, m_document.get()));
+    m_reports.push_back(std::make_unique<PeriodTimeSheetReport>(this, m_document.get()));
+}
+
+void QuorvelMainWindow::addReportMenuItems(QMenu *reportMenu)
+{
+    for (const std::unique_ptr<Report> &report : m_reports) {
+        auto *action = new QAction(report->getMenuName(), this);
+        reportMenu->addAction(action);
+        connect(action, &QAction::triggered, report.get(), &Report::invoke);
+    }
+    reportMenu->addSeparator();
+    auto *viewSaved = new QAction(tr("View Saved Report"), this);
+    connect(viewSaved, &QAction::triggered, this, &QuorvelMainWindow::viewSavedReport);
+    reportMenu->addAction(viewSaved);
+}
+
+void QuorvelMainWindow::viewSavedReport()
+{
+    QString chosen;
+    {
+        FileSelectDialog dialog(this);
+        dialog.exec();
+        chosen = dialog.selectedFile();
+    }
+    if (!chosen.isEmpty())
+        showDocument(DocLnk(chosen));
+}
+
+void QuorvelMainWindow::setDocument(const QString &path)
+{
+    showDocument(DocLnk(path));
+}
+
+void QuorvelMainWindow::showDocument(const DocLnk &link)
+{
+    QString text;
+    if (!FileManager().loadFile(link, text))
+        return;
+    qDebug().noquote() << "Showing saved report" << link.file();
+    ReportViewer viewer(text, this);
+    viewer.setObjectName(QStringLiteral("Report"));
+    viewer.exec();
+}

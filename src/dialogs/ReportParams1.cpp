@@ -1,0 +1,117 @@
+#include "ReportParams1.h"
+
+#include "platform/Clock.h"
+#include "platform/DateBookMonth.h"
+#include "platform/MessageBox.h"
+#include "platform/TimeString.h"
+
+#include <QDebug>
+#include <QMenu>
+#include <QWidgetAction>
+
+ReportParams1::ReportParams1(QWidget *parent)
+    : ReportParams1Base(parent)
+{
+    setupTimes();
+    setupDatePicker();
+    connect(btnFromDate, &QToolButton::pressed, this, &ReportParams1::pickFromDate);
+    connect(btnToDate, &QToolButton::pressed, this, &ReportParams1::pickToDate);
+}
+
+void ReportParams1::setupTimes()
+{
+    const QDate today = Clock::currentTime(false).date();
+    setFromDate(today);
+    setToDate(today);
+}
+
+void ReportParams1::setupDatePicker()
+{
+    datePopup = new QMenu(this);
+    monthPicker = new DateBookMonth(datePopup);
+    auto *action = new QWidgetAction(datePopup);
+    action->setDefaultWidget(monthPicker);
+    datePopup->addAction(action);
+}
+
+void ReportParams1::setFromDate(const QDate &date)
+{
+    fromDate = date.isValid() ? date : Clock::currentTime(false).date();
+    btnFromDate->setText(TimeString::longDateString(fromDate));
+}
+
+void ReportParams1::setToDate(const QDate &date)
+{
+    toDate = date.isValid() ? date : Clock::currentTime(false).date();
+    btnToDate->setText(TimeString::longDateString(toDate));
+}
+
+void ReportParams1::setFromDate(int year, int month, int day)
+{
+    fromDate = QDate(year, month, day);
+    btnFromDate->setText(TimeString::longDateString(fromDate));
+}
+
+void ReportParams1::setToDate(int year, int month, int day)
+{
+    toDate = QDate(year, month, day);
+    btnToDate->setText(TimeString::longDateString(toDate));
+}
+
+QPoint ReportParams1::datePopupPosition(const QWidget *button) const
+{
+    return button->mapToGlobal(QPoint(0, button->height()));
+}
+
+void ReportParams1::pickFromDate()
+{
+    qDebug("ReportParams1::pickFromDate()");
+    // One calendar serves both buttons: drop what the other button's opening wired up.
+    QObject::disconnect(monthPicker, &DateBookMonth::dateClicked, nullptr, nullptr);
+    QObject::disconnect(datePopup, &QMenu::aboutToHide, nullptr, nullptr);
+    connect(monthPicker, &DateBookMonth::dateClicked, this,
+            qOverload<int, int, int>(&ReportParams1::setFromDate));
+    connect(datePopup, &QMenu::aboutToHide, this, &ReportParams1::gotHideFromDate);
+    monthPicker->setDate(fromDate);
+    datePopup->popup(datePopupPosition(btnFromDate));
+    monthPicker->setFocus();
+}
+
+void ReportParams1::pickToDate()
+{
+    qDebug("ReportParams1::pickToDate()");
+    QObject::disconnect(monthPicker, &DateBookMonth::dateClicked, nullptr, nullptr);
+    QObject::disconnect(datePopup, &QMenu::aboutToHide, nullptr, nullptr);
+    connect(monthPicker, &DateBookMonth::dateClicked, this,
+            qOverload<int, int, int>(&ReportParams1::setToDate));
+    connect(datePopup, &QMenu::aboutToHide, this, &ReportParams1::gotHideToDate);
+    monthPicker->setDate(toDate);
+    datePopup->popup(datePopupPosition(btnToDate));
+    monthPicker->setFocus();
+}
+
+void ReportParams1::gotHideFromDate()
+{
+    // The button was pressed to open the popup, which then took the release.
+    btnFromDate->setDown(false);
+}
+
+void ReportParams1::gotHideToDate()
+{
+    btnToDate->setDown(false);
+}
+
+void ReportParams1::accept()
+{
+    if (fromDate > toDate) {
+        MessageBox::warning(this, tr("Date Validation Error"),
+                            tr("From date cannot be\nafter To date."));
+        return;
+    }
+    if (m_maximumDays > 0 && fromDate.daysTo(toDate) + 1 > m_maximumDays) {
+        MessageBox::warning(this, tr("Date Validation Error"),
+                            tr("The period cannot be longer\nthan %1 days.").arg(m_maximumDays));
+        return;
+    }
+    QDialog::accept();
+}

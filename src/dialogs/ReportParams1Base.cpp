@@ -1,0 +1,9 @@
+#include "ReportParams1Base.h"
+
+ReportParams1Base::ReportParams1Base(QWidget *parent)
+    : QDialog(parent)
+{
+    setupUi(this);
+    connect(buttonBox, &QDialogButtonBox::accepted, this, &QDialog::accept);
+    connect(buttonBox, &QDialogButtonBox::rejected, this, &QDialog::reject);
+}

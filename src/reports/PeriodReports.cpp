@@ -1,0 +1,57 @@
+#include "reports/PeriodSummaryReport.h"
+#include "reports/PeriodTimeSheetReport.h"
+
+#include "model/QuorvelDocument.h"
+#include "platform/TimeString.h"
+#include "reports/ReportText.h"
+
+PeriodSummaryReport::PeriodSummaryReport(QWidget *parent, QuorvelDocument *document)
+    : PeriodReport(parent, document)
+{}
+
+QString PeriodSummaryReport::getMenuName() const
+{
+    return ReportText::summaryMenuName();
+}
+
+QString PeriodSummaryReport::getReportText() const
+{
+    return ReportText::periodSummary(*document(), fromDate(), toDate(), includeZeroActivities(),
+                                     decimalHours());
+}
+
+QString PeriodSummaryReport::getReportFileName() const
+{
+    return tr("Summary %1").arg(TimeString::shortDate(today()));
+}
+
+PeriodTimeSheetReport::PeriodTimeSheetReport(QWidget *parent, QuorvelDocument *document)
+    : PeriodReport(parent, document)
+{}
+
+QString PeriodTimeSheetReport::getMenuName() const
+{
+    return ReportText::timeSheetMenuName();
+}
+
+QString PeriodTimeSheetReport::getReportText() const
+{
+    return ReportText::periodTimeSheet(*document(), fromDate(), toDate(), includeZeroActivities(),
+                                       decimalHours());
+}
+
+QString PeriodTimeSheetReport::getReportFileName() const
+{
+    return tr("Timesheet %1").arg(TimeString::shortDate(today()));
+}
+
+int PeriodTimeSheetReport::countNonzeroActivities(const QDate &day) const
+{
+    int count = 0;
+    for (const Activity *activity : document()->activities) {
+        bool ignored = false;
+        if (document()->getActivityDuration(day, day, activity, &ignored) > 0)
+            ++count;
+    }
+    return count;
+}

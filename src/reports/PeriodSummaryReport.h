@@ -1,0 +1,18 @@
+#pragma once
+
+#include "reports/Report.h"
+
+// The time spent on each activity over the whole period, one column per category, with a
+// totals row.
+class PeriodSummaryReport : public PeriodReport
+{
+    Q_OBJECT
+
+public:
+    PeriodSummaryReport(QWidget *parent, QuorvelDocument *document);
+
+    QString getMenuName() const override;
+    QString getReportText() const override;
+    // "Summary <today's short date>".
+    QString getReportFileName() const override;
+};

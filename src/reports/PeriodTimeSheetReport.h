@@ -1,0 +1,28 @@
+#pragma once
+
+#include "reports/Report.h"
+
+// A day-by-day time sheet over the period: per day one row per activity with time (or every
+// activity), a daily totals row, and the period totals at the end.
+class PeriodTimeSheetReport : public PeriodReport
+{
+    Q_OBJECT
+
+public:
+    PeriodTimeSheetReport(QWidget *parent, QuorvelDocument *document);
+
+    // The longest period a time sheet covers: its text grows with every day times every
+    // activity, and ten years of it would take gigabytes.
+    static constexpr qint64 MaximumDays = 4 * 366;
+
+    QString getMenuName() const override;
+    QString getReportText() const override;
+    // "Timesheet <today's short date>".
+    QString getReportFileName() const override;
+
+    // How many activities have time on day.
+    int countNonzeroActivities(const QDate &day) const;
+
+protected:
+    qint64 maximumDays() const override { return MaximumDays; }
+};

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <QDate>
+#include <QObject>
+#include <QString>
+
+class QuorvelDocument;
+class QWidget;
+
+// A report the Report menu runs: it asks for its parameters, remembers them between runs and
+// shows its rich text in a viewer from which it can be saved. Reports have no QObject parent;
+// the main window's report list owns them.
+class Report : public QObject
+{
+    Q_OBJECT
+
+public:
+    // parent: the widget over which the report's dialogs and viewer open. The document is
+    // not owned.
+    Report(QWidget *parent, QuorvelDocument *document);
+
+    virtual QString getMenuName() const = 0;
+    // Asks the user for the parameters; false when the user cancelled.
+    virtual bool setParametersFromUI() = 0;
+    virtual void setParametersFromString(const QString &parameters) = 0;
+    virtual QString getParameters() const = 0;
+    virtual QString getReportText() const = 0;
+    // Name under which the report is saved as a document.
+    virtual QString getReportFileName() const = 0;
+
+    QWidget *parentWidget() const { return m_parent; }
+    QuorvelDocument *document() const { return m_document; }
+
+    // Name of the settings group that keeps this report's parameters.
+    QString settingsGroup() const;
+
+public Q_SLOTS:
+    // Runs the report: remembered parameters, the parameter dialog, then the viewer.
+    void invoke();
+
+protected:
+    // Today for reports: the program's clock, not the system's.
+    static QDate today();
+
+private:
+    QWidget *m_parent;
+    QuorvelDocument *m_document;
+};
+
+// A report over a period of days with two display options.
+class PeriodReport : public Report
+{
+    Q_OBJECT
+
+public:
+    PeriodReport(QWidget *parent, QuorvelDocument *document);
+
+    bool setParametersFromUI() override;
+    // "includeZero,decimalHours,fromYear,fromMonth,fromDay,toYear,toMonth,toDay". Fields are
+    // read up to the first one that is not a number; the rest keep their values, and so does
+    // a date that does not exist.
+    void setParametersFromString(const QString &parameters) override;
+    QString getParameters() const override;
+
+    QDate fromDate() const { return m_fromDate; }
+    QDate toDate() const { return m_toDate; }
+    bool includeZeroActivities() const { return m_includeZeroActivities; }
+    bool decimalHours() const { return m_decimalHours; }
+    void setPeriod(const QDate &from, const QDate &to);
+    void setIncludeZeroActivities(bool on) { m_includeZeroActivities = on; }
+    void setDecimalHours(bool on) { m_decimalHours = on; }
+
+protected:
+    // Longest period the parameter dialog accepts, in days; 0 for no limit.
+    virtual qint64 maximumDays() const { return 0; }
+
+private:
+    QDate m_fromDate;
+    QDate m_toDate;
+    bool m_includeZeroActivities = true;
+    bool m_decimalHours = false;
+};
