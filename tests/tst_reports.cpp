@@ -20,6 +20,7 @@
 #include "reports/ReportBrowser.h"
 #include "reports/ReportText.h"
 #include "reports/ReportViewer.h"
+#include "views/SafeTextBrowser.h"
 
 #include <QAction>
 #include <QCheckBox>
