@@ -74,6 +74,8 @@ private Q_SLOTS:
     void includeZeroRowsPerDay();
     void emptyLists();
     void fromAfterTo();
+    void invalidDatesGiveNoDays();
+    void summaryOverCenturies();
     void fastMatchesReference();
 };
 
@@ -527,6 +529,33 @@ void TestReportText::fromAfterTo()
                                "bgcolor=#c0ffc0>0:00</td><td align=center "
                                "bgcolor=#c0ffc0>0:00</td></tr>")));
     QVERIFY(summaryOf(doc, day20, QDate(2026, 11, 19), true) != str("builds differ"));
+}
+
+void TestReportText::invalidDatesGiveNoDays()
+{
+    QuorvelDocument doc;
+    buildSmall(doc);
+    // Neither build may run on for ever from a date that does not exist.
+    for (const auto &[from, to] :
+         {std::pair{QDate(), day20}, std::pair{day20, QDate()}, std::pair{QDate(), QDate()}}) {
+        const QString sheet = sheetOf(doc, from, to, true);
+        QVERIFY(sheet != str("builds differ"));
+        QVERIFY(!sheet.contains(str("Daily Totals")));
+        QVERIFY(sheet.contains(str("Period Totals")));
+    }
+}
+
+void TestReportText::summaryOverCenturies()
+{
+    QuorvelDocument doc;
+    buildSmall(doc);
+    // Every finished minute of the document, from long before it to long after.
+    const QString text = summaryOf(doc, QDate(-5000, 1, 1), QDate(9999, 12, 31), false);
+    // Dev & Ops: 150 + 95 + 180 minutes; Support: the obsolete activity's 80.
+    QVERIFY2(text.contains(str("<tr><td bgcolor=#c0c0c0>Totals</td><td align=center "
+                               "bgcolor=#c0ffc0>7:05</td><td align=center "
+                               "bgcolor=#c0ffc0>1:20</td></tr>")),
+             qPrintable(text));
 }
 
 // Random documents around two daylight-saving changes (late October and early November),

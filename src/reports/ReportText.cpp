@@ -316,7 +316,8 @@ QString timeSheetText(const QuorvelDocument &doc, const Source &source, const QD
     QString text = timeSheetHead(doc, from, to, decimalHours, &obsoleteShown);
     const QLocale locale;
     int dayIndex = 0;
-    for (QDate d = from; d <= to; d = d.addDays(1), ++dayIndex) {
+    // An invalid date would never reach the end: such a period has no days.
+    for (QDate d = from; d.isValid() && to.isValid() && d <= to; d = d.addDays(1), ++dayIndex) {
         const int n = includeZero ? source.numActiveActivities()
                                   : source.countNonzeroActivities(dayIndex, d);
         text += dayCell(locale, d, n);
@@ -378,7 +379,7 @@ public:
     DayTable(const QDate &first, const QDate &last)
         : m_first(first)
     {
-        for (QDate d = first; d <= last; d = d.addDays(1)) {
+        for (QDate d = first; d.isValid() && d <= last; d = d.addDays(1)) {
             const QDateTime midnight(d, QTime(0, 0));
             const QDateTime lastMoment(d, QTime(23, 59, 59, 999));
             const QDateTime nextMidnight(d.addDays(1), QTime(0, 0));
@@ -444,7 +445,7 @@ struct ScannedSource
         taskFlags.assign(size_t(activityCount), 0);
         periodTotals.assign(size_t(activityCount), 0);
         periodRunning.assign(size_t(activityCount), 0);
-        dayCount = from <= to ? int(from.daysTo(to)) + 1 : 0;
+        dayCount = from.isValid() && to.isValid() && from <= to ? int(from.daysTo(to)) + 1 : 0;
         if (perDay)
             dayTotals.assign(size_t(activityCount) * size_t(dayCount), 0);
 
@@ -463,7 +464,22 @@ struct ScannedSource
         // them takes no share (daylight-saving shifts are far less than a day).
         const QDate low = std::min(from, to.addDays(1)).addDays(-1);
         const QDate high = std::max(from, to.addDays(1)).addDays(1);
-        const DayTable table(low.addDays(-1), high.addDays(1));
+        // The table covers only the days that have tasks: a summary over decades needs no
+        // entry for every day of them.
+        QDate firstTaskDate;
+        QDate lastTaskDate;
+        for (const QVTask *t : doc.tasks) {
+            for (const QDate &d : {t->startDate(), t->stopDate()}) {
+                if (!d.isValid())
+                    continue;
+                if (!firstTaskDate.isValid() || d < firstTaskDate)
+                    firstTaskDate = d;
+                if (!lastTaskDate.isValid() || d > lastTaskDate)
+                    lastTaskDate = d;
+            }
+        }
+        const DayTable table(std::max(low.addDays(-1), firstTaskDate.addDays(-1)),
+                             std::min(high.addDays(1), lastTaskDate.addDays(1)));
 
         for (const QVTask *t : doc.tasks) {
             const auto found = indexOf.constFind(t->activity);
