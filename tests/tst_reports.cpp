@@ -302,6 +302,8 @@ void TestReports::fileNamesUseTodayNotThePeriod()
     QCOMPARE(summary.getMenuName(), QStringLiteral("Period Summary Report"));
     QCOMPARE(timeSheet.getMenuName(), QStringLiteral("Period Time Sheet"));
     QCOMPARE(summary.getReportFileName(), QStringLiteral("Summary 11/21/26"));
+    summary.setPeriod(QDate(), QDate(2026, 2, 30));
+    QCOMPARE(summary.getParameters(), QStringLiteral("1,0,2002,1,3,2002,1,9"));
     QCOMPARE(timeSheet.getReportFileName(), QStringLiteral("Timesheet 11/21/26"));
 }
 

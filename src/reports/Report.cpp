@@ -94,8 +94,11 @@ PeriodReport::PeriodReport(QWidget *parent, QuorvelDocument *document)
 
 void PeriodReport::setPeriod(const QDate &from, const QDate &to)
 {
-    m_fromDate = from;
-    m_toDate = to;
+    // A period always has two real days: an invalid one has no place in a report.
+    if (from.isValid())
+        m_fromDate = from;
+    if (to.isValid())
+        m_toDate = to;
 }
 
 void PeriodReport::setParametersFromString(const QString &parameters)
@@ -131,8 +134,7 @@ bool PeriodReport::setParametersFromUI()
     dialog.chkDecimalHours->setChecked(m_decimalHours);
     if (dialog.exec() != QDialog::Accepted)
         return false;
-    m_fromDate = dialog.getFromDate();
-    m_toDate = dialog.getToDate();
+    setPeriod(dialog.getFromDate(), dialog.getToDate());
     m_includeZeroActivities = dialog.chkIncludeZeroActivities->isChecked();
     m_decimalHours = dialog.chkDecimalHours->isChecked();
     return true;

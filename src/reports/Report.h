@@ -66,6 +66,7 @@ public:
     QDate toDate() const { return m_toDate; }
     bool includeZeroActivities() const { return m_includeZeroActivities; }
     bool decimalHours() const { return m_decimalHours; }
+    // An invalid date leaves that end as it was.
     void setPeriod(const QDate &from, const QDate &to);
     void setIncludeZeroActivities(bool on) { m_includeZeroActivities = on; }
     void setDecimalHours(bool on) { m_decimalHours = on; }
