@@ -419,6 +419,10 @@ qint64 epochOfNextMidnight(const QDate &d)
     return QDateTime(d, QTime(0, 0)).addDays(1).toMSecsSinceEpoch();
 }
 
+// Periods longer than this many days (ten years) look at their tasks' dates before making
+// their day table.
+constexpr qint64 longPeriodDays = 3653;
+
 // What one pass over the tasks learns for the activities in list order.
 struct ScannedSource
 {
@@ -464,18 +468,21 @@ struct ScannedSource
         // them takes no share (daylight-saving shifts are far less than a day).
         const QDate low = std::min(from, to.addDays(1)).addDays(-1);
         const QDate high = std::max(from, to.addDays(1)).addDays(1);
-        // The table covers only the days that have tasks: a summary over decades needs no
-        // entry for every day of them.
-        QDate firstTaskDate;
-        QDate lastTaskDate;
-        for (const QVTask *t : doc.tasks) {
-            for (const QDate &d : {t->startDate(), t->stopDate()}) {
-                if (!d.isValid())
-                    continue;
-                if (!firstTaskDate.isValid() || d < firstTaskDate)
-                    firstTaskDate = d;
-                if (!lastTaskDate.isValid() || d > lastTaskDate)
-                    lastTaskDate = d;
+        // Over a long period the table covers only the days that have tasks: a summary over
+        // decades needs no entry for every day of them. A shorter period is not worth the pass.
+        QDate firstTaskDate = low.addDays(-1);
+        QDate lastTaskDate = high.addDays(1);
+        if (low.daysTo(high) > longPeriodDays) {
+            firstTaskDate = lastTaskDate = QDate();
+            for (const QVTask *t : doc.tasks) {
+                for (const QDate &d : {t->startDate(), t->stopDate()}) {
+                    if (!d.isValid())
+                        continue;
+                    if (!firstTaskDate.isValid() || d < firstTaskDate)
+                        firstTaskDate = d;
+                    if (!lastTaskDate.isValid() || d > lastTaskDate)
+                        lastTaskDate = d;
+                }
             }
         }
         const DayTable table(std::max(low.addDays(-1), firstTaskDate.addDays(-1)),
