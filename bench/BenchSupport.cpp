@@ -3,7 +3,10 @@
 #include "model/QuorvelDocument.h"
 #include "model/TaskTimeText.h"
 
+#include <QCoreApplication>
+#include <QDir>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QRandomGenerator>
 
 #include <algorithm>
@@ -57,4 +60,45 @@ void runRounds(std::vector<Case> &cases, int rounds)
             c.ms.push_back(timer.nsecsElapsed() / 1e6);
         }
     }
+}
+
+int runsArgument(const QStringList &arguments, int deflt)
+{
+    const qsizetype at = arguments.indexOf(QStringLiteral("--runs"));
+    if (at < 0 || at + 1 >= arguments.size())
+        return deflt;
+    return std::max(1, arguments.at(at + 1).toInt());
+}
+
+double peakMemoryMiB()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    const QList<QByteArray> lines = status.readAll().split('\n');
+    for (const QByteArray &line : lines) {
+        if (line.startsWith("VmHWM:"))
+            return line.mid(6).trimmed().split(' ').value(0).toDouble() / 1024.0;
+    }
+    return -1;
+}
+
+TemporaryHome::TemporaryHome()
+{
+    if (!m_dir.isValid())
+        qFatal("no temporary folder");
+    qputenv("XDG_DATA_HOME", QFile::encodeName(m_dir.path() + QStringLiteral("/data")));
+    qputenv("XDG_CONFIG_HOME", QFile::encodeName(m_dir.path() + QStringLiteral("/config")));
+    qputenv("XDG_DOCUMENTS_DIR", QFile::encodeName(m_dir.path() + QStringLiteral("/documents")));
+    const QString runtime = m_dir.path() + QStringLiteral("/runtime");
+    QDir().mkpath(runtime);
+    QFile::setPermissions(runtime,
+                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtime));
+}
+
+void settle()
+{
+    for (int i = 0; i < 3; ++i)
+        QCoreApplication::processEvents();
 }

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <QStringList>
+#include <QTemporaryDir>
+
 #include <functional>
 #include <vector>
 
@@ -37,3 +40,23 @@ struct Case
 // Runs every case once per round, round after round, so that a burst of load on the machine
 // falls on all of them alike rather than on whichever ran during it.
 void runRounds(std::vector<Case> &cases, int rounds);
+
+// The number of rounds asked for with "--runs N" (at least 1), or deflt.
+int runsArgument(const QStringList &arguments, int deflt = 15);
+
+// Peak resident memory (VmHWM) of this process in MiB; -1 when it cannot be read.
+double peakMemoryMiB();
+
+// Temporary XDG data, config and runtime folders for this process, so that a benchmark never
+// touches the user's own files; removed with the object. Set up before the application object.
+class TemporaryHome
+{
+public:
+    TemporaryHome();
+
+private:
+    QTemporaryDir m_dir;
+};
+
+// Lets posted work run: layout requests, the paint after a rebuild.
+void settle();

@@ -13,29 +13,10 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QProcess>
-#include <QTemporaryDir>
 #include <QTextStream>
 
 #include <memory>
 #include <vector>
-
-namespace {
-
-// Peak resident memory (VmHWM) of this process in MiB.
-double peakMemoryMiB()
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    const QList<QByteArray> lines = status.readAll().split('\n');
-    for (const QByteArray &line : lines) {
-        if (line.startsWith("VmHWM:"))
-            return line.mid(6).trimmed().split(' ').value(0).toDouble() / 1024.0;
-    }
-    return -1;
-}
-
-} // namespace
 
 int main(int argc, char *argv[])
 {
@@ -61,12 +42,8 @@ int main(int argc, char *argv[])
         return saved ? 0 : 1;
     }
 
-    const int runsAt = int(args.indexOf(QStringLiteral("--runs")));
-    const int runs = runsAt >= 0 ? args.value(runsAt + 1).toInt() : 11;
-
-    QTemporaryDir home;
-    qputenv("XDG_DATA_HOME", QFile::encodeName(home.path() + QStringLiteral("/data")));
-    qputenv("XDG_CONFIG_HOME", QFile::encodeName(home.path() + QStringLiteral("/config")));
+    const int runs = runsArgument(args);
+    const TemporaryHome home;
 
     QuorvelDocument doc;
     LargeDocument().fill(doc);

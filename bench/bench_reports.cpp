@@ -17,10 +17,7 @@ int main(int argc, char *argv[])
     Clock::pinLocalTimeZone();
     QCoreApplication app(argc, argv);
     const QStringList args = app.arguments();
-    int runs = 15;
-    const int runsAt = int(args.indexOf(QStringLiteral("--runs")));
-    if (runsAt >= 0 && runsAt + 1 < args.size())
-        runs = qMax(1, args.at(runsAt + 1).toInt());
+    const int runs = runsArgument(args);
 
     QuorvelDocument doc;
     LargeDocument().fill(doc);

@@ -19,19 +19,12 @@
 #include <QApplication>
 #include <QDir>
 #include <QFile>
-#include <QTemporaryDir>
 #include <QTextDocument>
 #include <QTextStream>
 
 #include <vector>
 
 namespace {
-
-void settle()
-{
-    for (int i = 0; i < 3; ++i)
-        QCoreApplication::processEvents();
-}
 
 // 20 activities in 4 categories with a task of an hour every day: a year's time sheet whose
 // days are short, so that each page holds as many days as the budget allows.
@@ -54,42 +47,17 @@ void fillSmall(QuorvelDocument &doc)
     doc.tasks.sort();
 }
 
-QString peakMemory()
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return QStringLiteral("unknown");
-    const QStringList lines = QString::fromLatin1(status.readAll()).split(QLatin1Char('\n'));
-    for (const QString &line : lines) {
-        if (line.startsWith(QStringLiteral("VmHWM:")))
-            return line.mid(6).trimmed();
-    }
-    return QStringLiteral("unknown");
-}
-
 } // namespace
 
 int main(int argc, char *argv[])
 {
     Clock::pinLocalTimeZone();
     qputenv("QT_QPA_PLATFORM", "offscreen");
-    QTemporaryDir home;
-    if (!home.isValid())
-        qFatal("no temporary folder");
-    qputenv("XDG_DATA_HOME", QFile::encodeName(home.path() + QStringLiteral("/data")));
-    qputenv("XDG_CONFIG_HOME", QFile::encodeName(home.path() + QStringLiteral("/config")));
-    const QString runtime = home.path() + QStringLiteral("/runtime");
-    QDir().mkpath(runtime);
-    QFile::setPermissions(runtime,
-                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
-    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtime));
+    const TemporaryHome home;
 
     QApplication app(argc, argv);
     const QStringList args = app.arguments();
-    int runs = 15;
-    const int runsAt = int(args.indexOf(QStringLiteral("--runs")));
-    if (runsAt >= 0 && runsAt + 1 < args.size())
-        runs = qMax(1, args.at(runsAt + 1).toInt());
+    const int runs = runsArgument(args);
 
     const QDate to(2026, 11, 21);
     const QDate from = to.addYears(-1).addDays(1);
@@ -163,6 +131,7 @@ int main(int argc, char *argv[])
         out << "  " << QString::fromUtf8(c.name).leftJustified(44) << ' '
             << QString::number(median(c.ms), 'f', 1).rightJustified(8) << " ms\n";
     }
-    out << "Peak memory (VmHWM): " << peakMemory() << Qt::endl;
+    out << "Peak memory (VmHWM): " << QString::number(peakMemoryMiB(), 'f', 0) << " MiB"
+        << Qt::endl;
     return 0;
 }

@@ -16,41 +16,19 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QPixmap>
-#include <QTemporaryDir>
 #include <QTextStream>
 
 #include <vector>
-
-namespace {
-
-// Lets the widget settle: posted layout requests, the paint after a rebuild.
-void settle()
-{
-    for (int i = 0; i < 3; ++i)
-        QCoreApplication::processEvents();
-}
-
-} // namespace
 
 int main(int argc, char *argv[])
 {
     Clock::pinLocalTimeZone();
     qputenv("QT_QPA_PLATFORM", "offscreen");
-    QTemporaryDir home;
-    if (!home.isValid())
-        qFatal("no temporary folder");
-    qputenv("XDG_DATA_HOME", QFile::encodeName(home.path() + QStringLiteral("/data")));
-    qputenv("XDG_CONFIG_HOME", QFile::encodeName(home.path() + QStringLiteral("/config")));
-    const QString runtime = home.path() + QStringLiteral("/runtime");
-    QDir().mkpath(runtime);
-    QFile::setPermissions(runtime,
-                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
-    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtime));
+    const TemporaryHome home;
 
     QApplication app(argc, argv);
     const QStringList args = app.arguments();
-    const int runsAt = int(args.indexOf(QStringLiteral("--runs")));
-    const int runs = runsAt >= 0 ? args.value(runsAt + 1).toInt() : 15;
+    const int runs = runsArgument(args);
 
     QuorvelDocument doc;
     LargeDocument view;
