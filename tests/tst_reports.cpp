@@ -140,6 +140,7 @@ private Q_SLOTS:
     void malformedParameterStringsKeepWhatIsMissing_data();
     void malformedParameterStringsKeepWhatIsMissing();
     void fileNamesUseTodayNotThePeriod();
+    void countsActivitiesWithTimeOnADay();
 
     void menuListsReportsThenSavedReports();
     void firstRunShowsTodayAndDefaults();
@@ -305,6 +306,23 @@ void TestReports::fileNamesUseTodayNotThePeriod()
     summary.setPeriod(QDate(), QDate(2026, 2, 30));
     QCOMPARE(summary.getParameters(), QStringLiteral("1,0,2002,1,3,2002,1,9"));
     QCOMPARE(timeSheet.getReportFileName(), QStringLiteral("Timesheet 11/21/26"));
+}
+
+void TestReports::countsActivitiesWithTimeOnADay()
+{
+    QuorvelDocument doc;
+    doc.createSampleData();
+    DocumentBuilder build(doc);
+    build.task(doc.activities.at(0), at(20, 9, 0), at(20, 9, 30));
+    build.task(doc.activities.at(0), at(20, 11, 0), at(20, 11, 5));
+    build.task(doc.activities.at(1), at(20, 23, 30), at(21, 0, 30));
+    build.task(doc.activities.at(2), at(21, 8, 0), QDateTime());
+    build.task(doc.activities.at(3), at(21, 8, 0), at(21, 8, 0, 59));
+    PeriodTimeSheetReport report(nullptr, &doc);
+    QCOMPARE(report.countNonzeroActivities(QDate(2026, 11, 19)), 0);
+    QCOMPARE(report.countNonzeroActivities(QDate(2026, 11, 20)), 2);
+    // The running task and the task of less than a minute do not count.
+    QCOMPARE(report.countNonzeroActivities(QDate(2026, 11, 21)), 1);
 }
 
 void TestReports::menuListsReportsThenSavedReports()
