@@ -636,20 +636,30 @@ void TestReports::onePickerServesBothButtons()
     Q_EMIT dialog.monthPicker->dateClicked(2026, 10, 5);
     QCOMPARE(dialog.getFromDate(), QDate(2026, 10, 5));
     QCOMPARE(dialog.btnFromDate->text(), QStringLiteral("Monday, October 5, 2026"));
-    dialog.datePopup->hide();
+    // Choosing the day closes the calendar, and the button comes up again.
+    QVERIFY(!dialog.datePopup->isVisible());
     QVERIFY(!dialog.btnFromDate->isDown());
 
     QTest::ignoreMessage(QtDebugMsg, "ReportParams1::pickToDate()");
     dialog.pickToDate();
     QTRY_VERIFY(dialog.datePopup->isVisible());
     QCOMPARE(dialog.monthPicker->date(), QDate(2026, 11, 9));
+    dialog.btnToDate->setDown(true);
     Q_EMIT dialog.monthPicker->dateClicked(2026, 11, 12);
     // Only the to date follows the calendar now.
     QCOMPARE(dialog.getToDate(), QDate(2026, 11, 12));
     QCOMPARE(dialog.getFromDate(), QDate(2026, 10, 5));
-    dialog.btnToDate->setDown(true);
-    dialog.datePopup->hide();
+    QVERIFY(!dialog.datePopup->isVisible());
     QVERIFY(!dialog.btnToDate->isDown());
+
+    // Closed without a choice, the calendar changes nothing but the button.
+    QTest::ignoreMessage(QtDebugMsg, "ReportParams1::pickFromDate()");
+    dialog.pickFromDate();
+    QTRY_VERIFY(dialog.datePopup->isVisible());
+    dialog.btnFromDate->setDown(true);
+    dialog.datePopup->hide();
+    QVERIFY(!dialog.btnFromDate->isDown());
+    QCOMPARE(dialog.getFromDate(), QDate(2026, 10, 5));
 }
 
 void TestReports::viewerShowsTheReport()

@@ -7,7 +7,6 @@
 
 #include <QDebug>
 #include <QMenu>
-#include <QWidgetAction>
 
 namespace {
 
@@ -49,11 +48,8 @@ void PurgeTasks::setupTimes()
 
 void PurgeTasks::setupDatePicker()
 {
-    datePopup = new QMenu(this);
-    monthPicker = new DateBookMonth(datePopup);
-    auto *action = new QWidgetAction(datePopup);
-    action->setDefaultWidget(monthPicker);
-    datePopup->addAction(action);
+    monthPicker = DateBookMonth::createInPopup(this);
+    datePopup = monthPicker->popup();
 }
 
 void PurgeTasks::setDateTime(const QDateTime &when)
@@ -95,8 +91,8 @@ QPoint PurgeTasks::datePopupPosition() const
 void PurgeTasks::pickDate()
 {
     // The popup and calendar are shared by every opening; drop what an earlier one wired up.
-    QObject::disconnect(monthPicker, nullptr, nullptr, nullptr);
-    QObject::disconnect(datePopup, nullptr, nullptr, nullptr);
+    QObject::disconnect(monthPicker, &DateBookMonth::dateClicked, this, nullptr);
+    QObject::disconnect(datePopup, &QMenu::aboutToHide, this, nullptr);
     connect(monthPicker, &DateBookMonth::dateClicked, this, &PurgeTasks::setDate);
     connect(datePopup, &QMenu::aboutToHide, this, &PurgeTasks::gotHideDate);
     monthPicker->setDate(purgeDateTime.date());

@@ -7,7 +7,6 @@
 
 #include <QDebug>
 #include <QMenu>
-#include <QWidgetAction>
 
 ReportParams1::ReportParams1(QWidget *parent)
     : ReportParams1Base(parent)
@@ -27,11 +26,8 @@ void ReportParams1::setupTimes()
 
 void ReportParams1::setupDatePicker()
 {
-    datePopup = new QMenu(this);
-    monthPicker = new DateBookMonth(datePopup);
-    auto *action = new QWidgetAction(datePopup);
-    action->setDefaultWidget(monthPicker);
-    datePopup->addAction(action);
+    monthPicker = DateBookMonth::createInPopup(this);
+    datePopup = monthPicker->popup();
 }
 
 void ReportParams1::setFromDate(const QDate &date)
@@ -63,31 +59,32 @@ QPoint ReportParams1::datePopupPosition(const QWidget *button) const
     return button->mapToGlobal(QPoint(0, button->height()));
 }
 
+void ReportParams1::openDatePicker(void (ReportParams1::*chosen)(int, int, int),
+                                   void (ReportParams1::*hidden)(), const QDate &date,
+                                   const QToolButton *button)
+{
+    // One calendar serves both buttons: drop what the other button's opening wired up.
+    QObject::disconnect(monthPicker, &DateBookMonth::dateClicked, this, nullptr);
+    QObject::disconnect(datePopup, &QMenu::aboutToHide, this, nullptr);
+    connect(monthPicker, &DateBookMonth::dateClicked, this, chosen);
+    connect(datePopup, &QMenu::aboutToHide, this, hidden);
+    monthPicker->setDate(date);
+    datePopup->popup(datePopupPosition(button));
+    monthPicker->setFocus();
+}
+
 void ReportParams1::pickFromDate()
 {
     qDebug("ReportParams1::pickFromDate()");
-    // One calendar serves both buttons: drop what the other button's opening wired up.
-    QObject::disconnect(monthPicker, &DateBookMonth::dateClicked, nullptr, nullptr);
-    QObject::disconnect(datePopup, &QMenu::aboutToHide, nullptr, nullptr);
-    connect(monthPicker, &DateBookMonth::dateClicked, this,
-            qOverload<int, int, int>(&ReportParams1::setFromDate));
-    connect(datePopup, &QMenu::aboutToHide, this, &ReportParams1::gotHideFromDate);
-    monthPicker->setDate(fromDate);
-    datePopup->popup(datePopupPosition(btnFromDate));
-    monthPicker->setFocus();
+    openDatePicker(qOverload<int, int, int>(&ReportParams1::setFromDate),
+                   &ReportParams1::gotHideFromDate, fromDate, btnFromDate);
 }
 
 void ReportParams1::pickToDate()
 {
     qDebug("ReportParams1::pickToDate()");
-    QObject::disconnect(monthPicker, &DateBookMonth::dateClicked, nullptr, nullptr);
-    QObject::disconnect(datePopup, &QMenu::aboutToHide, nullptr, nullptr);
-    connect(monthPicker, &DateBookMonth::dateClicked, this,
-            qOverload<int, int, int>(&ReportParams1::setToDate));
-    connect(datePopup, &QMenu::aboutToHide, this, &ReportParams1::gotHideToDate);
-    monthPicker->setDate(toDate);
-    datePopup->popup(datePopupPosition(btnToDate));
-    monthPicker->setFocus();
+    openDatePicker(qOverload<int, int, int>(&ReportParams1::setToDate),
+                   &ReportParams1::gotHideToDate, toDate, btnToDate);
 }
 
 void ReportParams1::gotHideFromDate()

@@ -7,6 +7,7 @@
 
 class DateBookMonth;
 class QMenu;
+class QToolButton;
 
 // Asks for a report's period (from and to date, both included) and its two options. One
 // month calendar in a pop-up serves both date buttons. OK is refused while the from date is
@@ -47,6 +48,10 @@ public Q_SLOTS:
 private:
     void setupTimes();
     void setupDatePicker();
+    // Opens the calendar on date below button, wired to the given slots.
+    void openDatePicker(void (ReportParams1::*chosen)(int, int, int),
+                        void (ReportParams1::*hidden)(), const QDate &date,
+                        const QToolButton *button);
 
     qint64 m_maximumDays = 0;
 };

@@ -11,7 +11,6 @@
 
 #include <QMenu>
 #include <QSignalBlocker>
-#include <QWidgetAction>
 
 namespace {
 
@@ -223,22 +222,17 @@ void TaskEdit::stopSpecifiedStateChanged(int state)
 
 void TaskEdit::setupDatePicker()
 {
-    datePopup = new QMenu(this);
-    monthPicker = new DateBookMonth(datePopup);
-    auto *action = new QWidgetAction(datePopup);
-    action->setDefaultWidget(monthPicker);
-    datePopup->addAction(action);
+    monthPicker = DateBookMonth::createInPopup(this);
+    datePopup = monthPicker->popup();
 }
 
 void TaskEdit::openDatePicker(void (TaskEdit::*chosen)(int, int, int), void (TaskEdit::*hidden)(),
                               const QDate &date, const QWidget *over)
 {
     // Both date buttons share the calendar: drop whatever the previous opening connected.
-    disconnect(monthPicker, nullptr, nullptr, nullptr);
-    disconnect(datePopup, &QMenu::aboutToHide, nullptr, nullptr);
+    disconnect(monthPicker, &DateBookMonth::dateClicked, this, nullptr);
+    disconnect(datePopup, &QMenu::aboutToHide, this, nullptr);
     connect(monthPicker, &DateBookMonth::dateClicked, this, chosen);
-    // A menu closes by itself only when an action is triggered, not on a click in a widget.
-    connect(monthPicker, &DateBookMonth::dateClicked, datePopup, &QMenu::hide);
     connect(datePopup, &QMenu::aboutToHide, this, hidden);
     monthPicker->setDate(date);
     datePopup->popup(over->mapToGlobal(QPoint(0, 0)));

@@ -1,7 +1,9 @@
 #include "DateBookMonth.h"
 
 #include <QCalendarWidget>
+#include <QMenu>
 #include <QVBoxLayout>
+#include <QWidgetAction>
 
 DateBookMonth::DateBookMonth(QWidget *parent)
     : QWidget(parent)
@@ -30,4 +32,20 @@ void DateBookMonth::setDate(const QDate &date)
 QDate DateBookMonth::date() const
 {
     return m_calendar->selectedDate();
+}
+
+DateBookMonth *DateBookMonth::createInPopup(QWidget *owner)
+{
+    auto *menu = new QMenu(owner);
+    auto *view = new DateBookMonth(menu);
+    auto *action = new QWidgetAction(menu);
+    action->setDefaultWidget(view);
+    menu->addAction(action);
+    connect(view, &DateBookMonth::dateClicked, menu, &QMenu::hide);
+    return view;
+}
+
+QMenu *DateBookMonth::popup() const
+{
+    return qobject_cast<QMenu *>(parentWidget());
 }
