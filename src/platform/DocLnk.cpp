@@ -11,8 +11,6 @@
 
 namespace {
 
-const QString reportType = QStringLiteral("application/x-quorvelqpereport");
-
 // The user's documents folder: XDG_DOCUMENTS_DIR when set (as in user-dirs.dirs, it may start
 // with $HOME), else what the desktop's user-dirs say.
 QString documentsFolder()
@@ -36,8 +34,8 @@ DocLnk::DocLnk(const QString &path)
 {
     const QFileInfo info(path);
     m_name = info.completeBaseName();
-    if (info.suffix() == FileManager::extensionFor(reportType).mid(1))
-        m_type = reportType;
+    if (info.suffix() == FileManager::extensionFor(FileManager::reportType()).mid(1))
+        m_type = FileManager::reportType();
 }
 
 QDateTime DocLnk::lastModified() const
@@ -49,14 +47,14 @@ QDateTime DocLnk::lastModified() const
 
 QString FileManager::folderFor(const QString &type)
 {
-    if (type != reportType)
+    if (type != FileManager::reportType())
         return QString();
     return documentsFolder() + QStringLiteral("/Quorvel Reports");
 }
 
 QString FileManager::extensionFor(const QString &type)
 {
-    return type == reportType ? QStringLiteral(".qvreport") : QString();
+    return type == FileManager::reportType() ? QStringLiteral(".qvreport") : QString();
 }
 
 QString FileManager::safeFileName(const QString &name)

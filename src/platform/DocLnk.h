@@ -35,6 +35,9 @@ private:
 class FileManager
 {
 public:
+    // The MIME type of saved reports, the one type of document Quorvel keeps.
+    static QString reportType() { return QStringLiteral("application/x-quorvelqpereport"); }
+
     // Largest file loadFile reads: far above any report, far below what would exhaust memory.
     static constexpr qint64 MaxLoadBytes = qint64(1) << 30;
 

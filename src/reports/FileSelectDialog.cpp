@@ -11,7 +11,7 @@ FileSelectDialog::FileSelectDialog(QWidget *parent)
     : ModalWidget(parent)
 {
     setWindowTitle(tr("Quorvel - View Saved Report"));
-    m_selector = new FileSelector(QStringLiteral("application/x-quorvelqpereport"), this);
+    m_selector = new FileSelector(FileManager::reportType(), this);
     m_selector->setObjectName(QStringLiteral("FileSelector"));
     connect(m_selector, &FileSelector::fileSelected, this, &FileSelectDialog::fileSelected);
 

@@ -47,11 +47,5 @@ QString PeriodTimeSheetReport::getReportFileName() const
 
 int PeriodTimeSheetReport::countNonzeroActivities(const QDate &day) const
 {
-    int count = 0;
-    for (const Activity *activity : document()->activities) {
-        bool ignored = false;
-        if (document()->getActivityDuration(day, day, activity, &ignored) > 0)
-            ++count;
-    }
-    return count;
+    return ReportText::countNonzeroActivities(*document(), day);
 }

@@ -65,13 +65,7 @@ struct ReferenceSource
     int numActiveActivities() const { return doc.getNumActiveActivities(true); }
     int countNonzeroActivities(int, const QDate &day) const
     {
-        int count = 0;
-        for (const Activity *a : doc.activities) {
-            bool ignored = false;
-            if (doc.getActivityDuration(day, day, a, &ignored) > 0)
-                ++count;
-        }
-        return count;
+        return ReportText::countNonzeroActivities(doc, day);
     }
 };
 
@@ -762,6 +756,17 @@ QString ReportText::summaryMenuName()
 QString ReportText::timeSheetMenuName()
 {
     return tr("Period Time Sheet");
+}
+
+int ReportText::countNonzeroActivities(const QuorvelDocument &doc, const QDate &day)
+{
+    int count = 0;
+    for (const Activity *a : doc.activities) {
+        bool ignored = false;
+        if (doc.getActivityDuration(day, day, a, &ignored) > 0)
+            ++count;
+    }
+    return count;
 }
 
 QString ReportText::formatMinutes(int minutes, bool decimalHours)

@@ -18,6 +18,9 @@ public:
     static QString summaryMenuName();
     static QString timeSheetMenuName();
 
+    // How many of the document's activities have time on day (running tasks left out).
+    static int countNonzeroActivities(const QuorvelDocument &doc, const QDate &day);
+
     // m minutes as "h:mm", or as decimal hours with four decimals.
     static QString formatMinutes(int minutes, bool decimalHours);
 

@@ -11,12 +11,6 @@
 #include <QScreen>
 #include <QVBoxLayout>
 
-namespace {
-
-const QString reportType = QStringLiteral("application/x-quorvelqpereport");
-
-} // namespace
-
 ReportViewer::ReportViewer(Report *report, QWidget *parent)
     : ModalWidget(parent)
     , m_report(report)
@@ -67,15 +61,15 @@ void ReportViewer::saveReport()
     qDebug("DocLnk created");
     link.setName(name);
     qDebug("file name set");
-    link.setType(reportType);
+    link.setType(FileManager::reportType());
     qDebug("type set");
     const FileManager manager;
     qDebug("FileManager created");
     if (!manager.saveFile(link, m_report->getReportText())) {
         // Saying "saved" for a report that is not there would lose it the day it is needed.
-        MessageBox::warning(
-            this, tr("Report Not Saved"),
-            tr("The report could not be written to\n%1").arg(FileManager::folderFor(reportType)));
+        MessageBox::warning(this, tr("Report Not Saved"),
+                            tr("The report could not be written to\n%1")
+                                .arg(FileManager::folderFor(FileManager::reportType())));
         return;
     }
     qDebug("file saved");
