@@ -1,5 +1,6 @@
 #include "QuorvelDocument.h"
 
+#include "DocumentFormat.h"
 #include "TaskTimeText.h"
 #include "platform/Paths.h"
 
@@ -7,7 +8,6 @@
 #include <QHash>
 
 #include <cerrno>
-#include <charconv>
 #include <climits>
 #include <cstring>
 
@@ -16,73 +16,6 @@
 #include <unistd.h>
 
 namespace {
-
-const char StartMarker[] = "--start--";
-const char EndMarker[] = "--end--";
-
-// Builds the document string as UTF-8 in one growing buffer; formatting two million numbers
-// through QString would dominate the time of a save.
-class DocumentWriter
-{
-public:
-    explicit DocumentWriter(qsizetype expectedSize) { m_bytes.reserve(expectedSize); }
-
-    void text(const char *line)
-    {
-        m_bytes.append(line);
-        m_bytes.append('\n');
-    }
-
-    void text(const QString &line)
-    {
-        m_bytes.append(line.toUtf8());
-        m_bytes.append('\n');
-    }
-
-    void number(qint64 value)
-    {
-        char digits[24];
-        const auto result = std::to_chars(digits, digits + sizeof(digits), value);
-        m_bytes.append(digits, result.ptr - digits);
-        m_bytes.append('\n');
-    }
-
-    void flag(bool value) { m_bytes.append(value ? "1\n" : "0\n"); }
-
-    // Year, month, day, hour and minute; five "0" lines when the date or time is not valid.
-    void toMinute(const QDate &date, const QTime &time)
-    {
-        if (!date.isValid() || !time.isValid()) {
-            m_bytes.append("0\n0\n0\n0\n0\n");
-            return;
-        }
-        int year = 0, month = 0, day = 0;
-        date.getDate(&year, &month, &day);
-        number(year);
-        number(month);
-        number(day);
-        number(time.hour());
-        number(time.minute());
-    }
-
-    // The same with seconds; six "0" lines when not valid.
-    void toSecond(const QDateTime &when)
-    {
-        const QDate date = when.date();
-        const QTime time = when.time();
-        if (!date.isValid() || !time.isValid()) {
-            m_bytes.append("0\n0\n0\n0\n0\n0\n");
-            return;
-        }
-        toMinute(date, time);
-        number(time.second());
-    }
-
-    QByteArray bytes() const { return m_bytes; }
-
-private:
-    QByteArray m_bytes;
-};
 
 template<typename T>
 QHash<const T *, int> positionsOf(const SortedList<T> &list)
@@ -97,129 +30,31 @@ QHash<const T *, int> positionsOf(const SortedList<T> &list)
 
 QByteArray documentBytes(const QuorvelDocument &doc)
 {
-    DocumentWriter out(128 + doc.categories.size() * 48 + doc.activities.size() * 64
-                       + doc.tasks.size() * 72 + doc.deletedTaskIds.size() * 8);
-    out.text(StartMarker);
-    out.number(QuorvelDocument::FORMAT_VERSION);
-    out.number(doc.nextId);
+    DocumentFormat::Writer out(128 + doc.categories.size() * 48 + doc.activities.size() * 64
+                               + doc.tasks.size() * 72 + doc.deletedTaskIds.size() * 8);
+    out.begin(doc.nextId);
 
-    out.number(doc.categories.size());
-    for (const ActivityCategory *category : doc.categories) {
-        out.number(category->id);
-        out.text(category->name);
-        out.flag(category->obsolete);
-    }
+    out.count(doc.categories.size());
+    for (const ActivityCategory *category : doc.categories)
+        out.category(category->id, category->name, category->obsolete);
 
     const QHash<const ActivityCategory *, int> categoryPositions = positionsOf(doc.categories);
-    out.number(doc.activities.size());
-    for (const Activity *activity : doc.activities) {
-        out.number(activity->id);
-        out.text(activity->name);
-        out.flag(activity->obsolete);
-        out.number(categoryPositions.value(activity->category, -1));
-    }
+    out.count(doc.activities.size());
+    for (const Activity *activity : doc.activities)
+        out.activity(activity->id, activity->name, activity->obsolete,
+                     categoryPositions.value(activity->category, -1));
 
     const QHash<const Activity *, int> activityPositions = positionsOf(doc.activities);
-    out.number(doc.tasks.size());
+    out.count(doc.tasks.size());
     for (const QVTask *task : doc.tasks) {
-        out.number(task->id);
-        out.number(activityPositions.value(task->activity, -1));
-        out.number(task->shortcut);
         // The wall-clock parts, so that writing does not convert times not yet asked for.
-        out.toMinute(task->startDate(), task->startTime());
-        out.toMinute(task->stopDate(), task->stopTime());
-        out.toSecond(task->modifiedTime);
-        out.flag(task->synchronised);
+        out.task(task->id, activityPositions.value(task->activity, -1), task->shortcut,
+                 task->startDate(), task->startTime(), task->stopDate(), task->stopTime(),
+                 task->modifiedTime, task->synchronised);
     }
 
-    out.number(doc.deletedTaskIds.size());
-    for (const int id : doc.deletedTaskIds)
-        out.number(id);
-    out.text(EndMarker);
+    out.end(doc.deletedTaskIds);
     return out.bytes();
-}
-
-// Base-10 conversion with the C library's strtol rules (leading white space, an optional
-// sign, digits up to the first non-digit, no digits gives 0, out of range clamps to the long
-// limits), then narrowed to int, over exactly length bytes: no terminator is needed.
-int convertInt(const char *text, int length)
-{
-    const char *p = text;
-    const char *end = text + length;
-    while (p < end && (*p == ' ' || (*p >= '\t' && *p <= '\r')))
-        ++p;
-    bool negative = false;
-    if (p < end && (*p == '+' || *p == '-')) {
-        negative = *p == '-';
-        ++p;
-    }
-    unsigned long magnitude = 0;
-    bool overflow = false;
-    const unsigned long limit = negative ? static_cast<unsigned long>(LONG_MAX) + 1
-                                         : static_cast<unsigned long>(LONG_MAX);
-    for (; p < end && *p >= '0' && *p <= '9'; ++p) {
-        const unsigned digit = unsigned(*p - '0');
-        if (magnitude > (limit - digit) / 10)
-            overflow = true;
-        else
-            magnitude = magnitude * 10 + digit;
-    }
-    long value;
-    if (overflow)
-        value = negative ? LONG_MIN : LONG_MAX;
-    else if (negative)
-        value = magnitude == limit ? LONG_MIN : -static_cast<long>(magnitude);
-    else
-        value = static_cast<long>(magnitude);
-    // Narrowing keeps the low 32 bits, as the conversion of strtol's result to int does.
-    return static_cast<int>(static_cast<unsigned int>(static_cast<unsigned long>(value)));
-}
-
-// Length of the run from cursor up to (not including) the next line feed or the end. Runs
-// are a few bytes long, where a plain loop beats a call to memchr.
-inline int runLength(const char *cursor, int remaining)
-{
-    int length = 0;
-    while (length < remaining && cursor[length] != '\n')
-        ++length;
-    return length;
-}
-
-inline void skipControls(char **cursor, int *remaining)
-{
-    while (*remaining > 0 && static_cast<unsigned char>(**cursor) < 32) {
-        ++*cursor;
-        --*remaining;
-    }
-}
-
-// A date-time block of the file: year, month, day, hour, minute (and second). A year of 0
-// stands for "not set".
-struct WallClock
-{
-    QDate date;
-    QTime time;
-    bool null = true;
-
-    bool isNull() const { return null; }
-    QDateTime toDateTime() const { return null ? QDateTime() : QDateTime(date, time); }
-};
-
-WallClock readWallClock(char **cursor, int *remaining, bool withSeconds)
-{
-    const int year = QuorvelDocument::readInt(cursor, remaining);
-    const int month = QuorvelDocument::readInt(cursor, remaining);
-    const int day = QuorvelDocument::readInt(cursor, remaining);
-    const int hour = QuorvelDocument::readInt(cursor, remaining);
-    const int minute = QuorvelDocument::readInt(cursor, remaining);
-    const int second = withSeconds ? QuorvelDocument::readInt(cursor, remaining) : 0;
-    WallClock result;
-    if (year != 0) {
-        result.date = QDate(year, month, day);
-        result.time = QTime(hour, minute, second, 0);
-        result.null = false;
-    }
-    return result;
 }
 
 template<typename T>
@@ -318,8 +153,8 @@ QString QuorvelDocument::cleanName(const QString &typed)
 
 bool QuorvelDocument::isReservedName(const QString &name)
 {
-    return name == QLatin1String("--sync--") || name == QLatin1String(StartMarker)
-           || name == QLatin1String(EndMarker);
+    return name == QLatin1String("--sync--") || name == QLatin1String(DocumentFormat::StartMarker)
+           || name == QLatin1String(DocumentFormat::EndMarker);
 }
 
 QString QuorvelDocument::getDocumentString() const
@@ -334,114 +169,86 @@ QByteArray QuorvelDocument::getDocumentBytes() const
 
 void QuorvelDocument::skipControlCharacters(char **cursor, int *remaining)
 {
-    skipControls(cursor, remaining);
+    DocumentFormat::skipControlCharacters(cursor, remaining);
 }
 
 int QuorvelDocument::readInt(char **cursor, int *remaining)
 {
-    skipControls(cursor, remaining);
-    if (*remaining <= 0)
-        return 0;
-
-    // Nearly every line of a data file is one to nine digits and a line feed: convert those
-    // here. Anything else (signs, blanks, long numbers, garbage) takes the general path.
-    const char *p = *cursor;
-    const int limit = qMin(*remaining, 9);
-    int value = 0;
-    int digits = 0;
-    while (digits < limit && p[digits] >= '0' && p[digits] <= '9') {
-        value = value * 10 + (p[digits] - '0');
-        ++digits;
-    }
-    if (digits > 0 && (digits == *remaining || p[digits] == '\n')) {
-        *cursor += digits;
-        *remaining -= digits;
-        return value;
-    }
-
-    const int length = runLength(*cursor, *remaining);
-    value = convertInt(*cursor, length);
-    *cursor += length;
-    *remaining -= length;
-    return value;
+    return DocumentFormat::readInt(cursor, remaining);
 }
 
 QString QuorvelDocument::readString(char **cursor, int *remaining)
 {
-    skipControls(cursor, remaining);
-    if (*remaining <= 0)
-        return QString();
-    const int length = runLength(*cursor, *remaining);
-    const QString text = QString::fromUtf8(*cursor, length);
-    *cursor += length;
-    *remaining -= length;
-    return text;
+    return DocumentFormat::readString(cursor, remaining);
 }
+
+namespace {
+
+// Appends what the reader reads to a document's lists, resolving positions over the lists as
+// they stand (records held before the read come first).
+class DocumentSink : public DocumentFormat::Sink
+{
+public:
+    explicit DocumentSink(QuorvelDocument &doc)
+        : m_doc(doc)
+    {}
+
+    void nextId(int value) override { m_doc.nextId = value; }
+
+    bool count(List list, int count) override
+    {
+        // Room for what the buffer could hold at most, not for what a damaged count says.
+        if (list == List::Tasks && count > 0)
+            m_doc.tasks.reserve(m_doc.tasks.size() + qMin(count, m_expectedTasks));
+        return true;
+    }
+
+    bool category(const DocumentFormat::CategoryRecord &record) override
+    {
+        m_doc.categories.append(new ActivityCategory(record.id, record.name, record.obsolete));
+        return true;
+    }
+
+    bool activity(const DocumentFormat::ActivityRecord &record) override
+    {
+        m_doc.activities.append(new Activity(record.id, record.name,
+                                             itemAt(m_doc.categories, record.categoryPosition),
+                                             record.obsolete));
+        return true;
+    }
+
+    bool task(const DocumentFormat::TaskRecord &record) override
+    {
+        auto *task = new QVTask(record.id, QDateTime(), QDateTime(), record.shortcut,
+                                itemAt(m_doc.activities, record.activityPosition),
+                                record.stamp.toDateTime(), record.synchronised);
+        if (!record.start.isNull())
+            task->setStartWallClock(record.start.date(), record.start.time());
+        if (!record.stop.isNull())
+            task->setStopWallClock(record.stop.date(), record.stop.time());
+        m_doc.tasks.append(task);
+        return true;
+    }
+
+    void deletedTaskIds(const QList<int> &ids) override { m_doc.deletedTaskIds = ids; }
+
+    // A task takes at least 40 bytes of the document string.
+    void expectAtMost(int bytes) { m_expectedTasks = bytes / 40 + 1; }
+
+private:
+    QuorvelDocument &m_doc;
+    int m_expectedTasks = 0;
+};
+
+} // namespace
 
 bool QuorvelDocument::populateFromByteArray(char *data, int length)
 {
-    char *cursor = data;
-    int remaining = data ? qMax(length, 0) : 0;
-    char **c = &cursor;
-    int *r = &remaining;
-
-    if (readString(c, r) != QLatin1String(StartMarker))
-        return false;
-    if (readInt(c, r) != FORMAT_VERSION)
-        return false;
-    nextId = readInt(c, r);
-
     // Read the twelve-hour choice once and format each day's text once for all tasks.
     const TaskTimeText::Batch textBatch;
-
-    // A count is used as read, but once the buffer is exhausted every further record would
-    // be zeros and the closing marker is missing anyway: stop there rather than let a
-    // damaged count allocate millions of empty records.
-    const int categoryCount = readInt(c, r);
-    for (int i = 0; i < categoryCount && remaining > 0; ++i) {
-        const int id = readInt(c, r);
-        const QString name = readString(c, r);
-        const int obsolete = readInt(c, r);
-        categories.append(new ActivityCategory(id, name, obsolete != 0));
-    }
-
-    const int activityCount = readInt(c, r);
-    for (int i = 0; i < activityCount && remaining > 0; ++i) {
-        const int id = readInt(c, r);
-        const QString name = readString(c, r);
-        const int obsolete = readInt(c, r);
-        const int position = readInt(c, r);
-        activities.append(new Activity(id, name, itemAt(categories, position), obsolete != 0));
-    }
-
-    const int taskCount = readInt(c, r);
-    if (taskCount > 0)
-        tasks.reserve(tasks.size() + qMin(taskCount, remaining / 40 + 1));
-    for (int i = 0; i < taskCount && remaining > 0; ++i) {
-        const int id = readInt(c, r);
-        const int position = readInt(c, r);
-        const int shortcut = readInt(c, r);
-        const WallClock start = readWallClock(c, r, false);
-        const WallClock stop = readWallClock(c, r, false);
-        const WallClock stamp = readWallClock(c, r, true);
-        const int synchronised = readInt(c, r);
-        auto *task
-            = new QVTask(id, QDateTime(), QDateTime(), shortcut, itemAt(activities, position),
-                         stamp.toDateTime(), synchronised != 0);
-        if (!start.isNull())
-            task->setStartWallClock(start.date, start.time);
-        if (!stop.isNull())
-            task->setStopWallClock(stop.date, stop.time);
-        tasks.append(task);
-    }
-
-    const int deletedCount = readInt(c, r);
-    QList<int> deleted;
-    for (int i = 0; i < deletedCount && remaining > 0; ++i)
-        deleted.append(readInt(c, r));
-    deletedTaskIds = deleted;
-
-    if (readString(c, r) != QLatin1String(EndMarker))
+    DocumentSink sink(*this);
+    sink.expectAtMost(data ? qMax(length, 0) : 0);
+    if (!DocumentFormat::read(data, length, sink))
         return false;
     removeObsoleteActivitiesAndCategories();
     return true;

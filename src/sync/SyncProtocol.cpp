@@ -2,13 +2,18 @@
 
 namespace SyncProtocol {
 
+const char RequestPath[] = "/palmtopsync/sync105.php3";
+const char SyncMarker[] = "--sync--";
+const char SyncEndMarker[] = "--sync-end--";
+
 QByteArray buildRequest(const QString &documentString, const QDateTime &exchangeTime,
                         const QString &serverAddress, const QString &userId,
                         const QString &password, int randValue)
 {
     const QDate date = exchangeTime.date();
     const QTime time = exchangeTime.time();
-    QByteArray body("--sync--\n");
+    QByteArray body(SyncMarker);
+    body += '\n';
     for (const int value :
          {date.year(), date.month(), date.day(), time.hour(), time.minute(), time.second()}) {
         body += QByteArray::number(value);
@@ -19,7 +24,9 @@ QByteArray buildRequest(const QString &documentString, const QDateTime &exchange
     body += password.toUtf8() + '\n';
     body += documentString.toUtf8();
 
-    QByteArray request("POST /palmtopsync/sync105.php3?uid=");
+    QByteArray request("POST ");
+    request += RequestPath;
+    request += "?uid=";
     request += QByteArray::number(randValue);
     request += " HTTP/1.0\r\n"
                "User-Agent: quorvelqpe\r\n"
@@ -29,6 +36,48 @@ QByteArray buildRequest(const QString &documentString, const QDateTime &exchange
     request += "\r\n\r\n";
     request += body;
     return request;
+}
+
+bool parseRequestBody(const QByteArray &body, RequestBody *parsed)
+{
+    QByteArrayList lines;
+    qsizetype from = 0;
+    while (lines.size() < 10) {
+        const qsizetype lineFeed = body.indexOf('\n', from);
+        if (lineFeed < 0)
+            return false;
+        lines.append(body.mid(from, lineFeed - from));
+        from = lineFeed + 1;
+    }
+    if (lines.at(0) != SyncMarker)
+        return false;
+    for (int i = 0; i < 6; ++i)
+        parsed->exchangeTime[i] = lines.at(1 + i).toInt();
+    parsed->serverAddress = QString::fromUtf8(lines.at(7));
+    parsed->userId = QString::fromUtf8(lines.at(8));
+    parsed->password = QString::fromUtf8(lines.at(9));
+    parsed->documentOffset = from;
+    return true;
+}
+
+QByteArray buildReplyBody(const QByteArray &documentString, const QString &messages)
+{
+    QByteArray body = documentString;
+    if (!body.endsWith('\n'))
+        body += '\n';
+    QByteArray text = messages.toUtf8();
+    if (!text.isEmpty() && !text.endsWith('\n'))
+        text += '\n';
+    const QByteArray endLine = QByteArray(SyncEndMarker) + '\n';
+    qsizetype from = 0;
+    while (from < text.size()) {
+        const qsizetype lineFeed = text.indexOf('\n', from);
+        const QByteArray line = text.mid(from, lineFeed + 1 - from);
+        body += line == endLine ? QByteArray(SyncEndMarker) + " \n" : line;
+        from = lineFeed + 1;
+    }
+    body += endLine;
+    return body;
 }
 
 HostAndPort splitHostAndPort(const QString &address)

@@ -11,11 +11,39 @@ namespace SyncProtocol {
 // Port used when the server address names none.
 constexpr quint16 DefaultPort = 80;
 
+// The path of the request; its query ("?uid=N") only defeats caches.
+extern const char RequestPath[];   // "/palmtopsync/sync105.php3"
+// First line of a request body, and the line that ends a reply.
+extern const char SyncMarker[];    // "--sync--"
+extern const char SyncEndMarker[]; // "--sync-end--"
+
 // The whole request as UTF-8 bytes: request line (randValue only defeats caches), the three
 // headers and the body of credentials and document.
 QByteArray buildRequest(const QString &documentString, const QDateTime &exchangeTime,
                         const QString &serverAddress, const QString &userId,
                         const QString &password, int randValue);
+
+// The body of a request as the server reads it: the lines before the document string are
+// taken exactly as they stand, so an empty user id is an empty line.
+struct RequestBody
+{
+    // Year, month, day, hour, minute, second of the device's clock, as sent.
+    int exchangeTime[6] = {0, 0, 0, 0, 0, 0};
+    QString serverAddress;
+    QString userId;
+    QString password;
+    // Where the document string begins in the body.
+    qsizetype documentOffset = 0;
+};
+
+// Reads the ten lines before the document string. False when the body does not begin with
+// "--sync--" or ends before the tenth line.
+bool parseRequestBody(const QByteArray &body, RequestBody *parsed);
+
+// A reply body: the document part (a document string from "--start--" to "--end--"), the
+// personal messages, and the end marker. A message line that would read as the end marker
+// gets a blank appended, which rich text does not show; the messages end with a line feed.
+QByteArray buildReplyBody(const QByteArray &documentString, const QString &messages);
 
 struct HostAndPort
 {
