@@ -801,3 +801,66 @@ QString ReportText::periodTimeSheet(const QuorvelDocument &doc, const QDate &fro
     const ScannedSource source(doc, from, to, true);
     return FastTimeSheet(doc, source, includeZero, decimalHours).text(from, to);
 }
+
+QString ReportText::csvField(const QString &value)
+{
+    if (!value.contains(QLatin1Char(',')) && !value.contains(QLatin1Char('"'))
+        && !value.contains(QLatin1Char('\n')) && !value.contains(QLatin1Char('\r')))
+        return value;
+    QString quoted = value;
+    quoted.replace(QLatin1String("\""), QLatin1String("\"\""));
+    return QLatin1Char('"') + quoted + QLatin1Char('"');
+}
+
+namespace {
+
+QString csvRow(const QStringList &fields)
+{
+    QStringList quoted;
+    for (const QString &field : fields)
+        quoted.append(ReportText::csvField(field));
+    return quoted.join(QLatin1Char(',')) + QLatin1String("\r\n");
+}
+
+QString categoryName(const Activity *activity)
+{
+    return activity->category ? activity->category->name : QString();
+}
+
+} // namespace
+
+QString ReportText::periodSummaryCsv(const QuorvelDocument &doc, const QDate &from,
+                                     const QDate &to, bool includeZero)
+{
+    const ScannedSource source(doc, from, to, false);
+    QString text = csvRow({tr("Activity"), tr("Category"), tr("Minutes"), tr("Hours")});
+    for (int a = 0; a < doc.activities.size(); ++a) {
+        const Activity *activity = doc.activities.at(a);
+        bool running = false;
+        const int m = source.periodMinutes(a, from, to, &running);
+        if (!rowShown(m, includeZero, activity, m > 0 || source.hasTasks(a)))
+            continue;
+        text += csvRow({activity->name, categoryName(activity), QString::number(m),
+                        QString::number(m / 60.0, 'f', 4)});
+    }
+    return text;
+}
+
+QString ReportText::periodTimeSheetCsv(const QuorvelDocument &doc, const QDate &from,
+                                       const QDate &to, bool includeZero)
+{
+    const ScannedSource source(doc, from, to, true);
+    QString text = csvRow({tr("Date"), tr("Activity"), tr("Category"), tr("Minutes")});
+    int dayIndex = 0;
+    for (QDate d = from; d.isValid() && to.isValid() && d <= to; d = d.addDays(1), ++dayIndex) {
+        const QString date = d.toString(Qt::ISODate);
+        for (int a = 0; a < doc.activities.size(); ++a) {
+            const Activity *activity = doc.activities.at(a);
+            const int m = source.minutesOnDay(a, dayIndex);
+            if (!rowShown(m, includeZero, activity, m > 0 || source.hasTasks(a)))
+                continue;
+            text += csvRow({date, activity->name, categoryName(activity), QString::number(m)});
+        }
+    }
+    return text;
+}

@@ -33,4 +33,16 @@ public:
                                  bool includeZero, bool decimalHours);
     static QString periodTimeSheet(const QuorvelDocument &doc, const QDate &from, const QDate &to,
                                    bool includeZero, bool decimalHours);
+
+    // The reports' rows as CSV for spreadsheets (RFC 4180: a header row, a field quoted when
+    // it holds a comma, a quote or a line break, lines ended by CR LF). The summary has one
+    // row per activity (activity, category, minutes, hours), the time sheet one per activity
+    // and day (ISO date, activity, category, minutes): the rows the reports show, running
+    // tasks left out.
+    static QString periodSummaryCsv(const QuorvelDocument &doc, const QDate &from,
+                                    const QDate &to, bool includeZero);
+    static QString periodTimeSheetCsv(const QuorvelDocument &doc, const QDate &from,
+                                      const QDate &to, bool includeZero);
+    // One CSV field, quoted when it needs to be.
+    static QString csvField(const QString &value);
 };

@@ -1,0 +1,594 @@
+#include "Admin.h"
+
+#include "Catalogue.h"
+#include "Passwords.h"
+#include "ServerDatabase.h"
+#include "StoredTime.h"
+
+#include "model/DocumentFormat.h"
+#include "model/QuorvelDocument.h"
+#include "platform/Clock.h"
+#include "reports/ReportText.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QTextStream>
+
+namespace {
+
+QString nowText()
+{
+    return Clock::now().toUTC().toString(Qt::ISODate);
+}
+
+// Collects the categories and activities of a document string.
+class CatalogueSink : public DocumentFormat::Sink
+{
+public:
+    QList<DocumentFormat::CategoryRecord> categories;
+    QList<DocumentFormat::ActivityRecord> activities;
+
+    void nextId(int) override {}
+    bool category(const DocumentFormat::CategoryRecord &record) override
+    {
+        categories.append(record);
+        return true;
+    }
+    bool activity(const DocumentFormat::ActivityRecord &record) override
+    {
+        activities.append(record);
+        return true;
+    }
+    bool task(const DocumentFormat::TaskRecord &) override { return true; }
+    void deletedTaskIds(const QList<int> &) override {}
+};
+
+} // namespace
+
+Admin::Admin(Sql &sql, QTextStream &out, QTextStream &err)
+    : m_sql(sql)
+    , m_out(out)
+    , m_err(err)
+{}
+
+QString Admin::checkedName(const QString &typed)
+{
+    const QString name = QuorvelDocument::cleanName(typed);
+    if (name.isEmpty() || QuorvelDocument::isReservedName(name))
+        return QString();
+    return name;
+}
+
+int Admin::fail(const QString &message)
+{
+    m_err << message << '\n';
+    m_err.flush();
+    return 1;
+}
+
+int Admin::databaseFailed()
+{
+    return fail(tr("The database failed: %1").arg(m_sql.lastError()));
+}
+
+qint64 Admin::userId(const QString &name, bool *disabled)
+{
+    QSqlQuery *query
+        = m_sql.run(QStringLiteral("SELECT id, disabled FROM users WHERE name = ?"), {name});
+    if (!query)
+        return -1;
+    qint64 id = 0;
+    if (query->next()) {
+        id = query->value(0).toLongLong();
+        if (disabled)
+            *disabled = query->value(1).toInt() != 0;
+    }
+    Sql::done(query);
+    return id;
+}
+
+int Admin::userAdd(const QString &typed, const QString &password)
+{
+    const QString name = typed.trimmed();
+    if (name.isEmpty() || QuorvelDocument::cleanName(name) != name
+        || QuorvelDocument::isReservedName(name))
+        return fail(tr("\"%1\" cannot be a user ID: it must not be empty, hold line breaks or "
+                       "be one of the markers --sync--, --start-- and --end--.")
+                        .arg(typed));
+    if (password.isEmpty() || password.trimmed() != password
+        || QuorvelDocument::isReservedName(password) || password.contains(QLatin1Char('\n')))
+        return fail(tr("This password cannot be used: it must not be empty, begin or end with a "
+                       "blank (the program drops those), or be a marker of the format."));
+    const QString hash = Passwords::hash(password);
+    if (hash.isEmpty())
+        return fail(tr("The password could not be hashed (out of memory?)."));
+    Transaction transaction(m_sql);
+    const qint64 existing = userId(name);
+    if (existing < 0)
+        return databaseFailed();
+    if (existing > 0)
+        return fail(tr("The user %1 already exists.").arg(name));
+    QSqlQuery *query = m_sql.run(QStringLiteral("INSERT INTO users (name, password_hash, disabled, "
+                                                "created_at) VALUES (?, ?, 0, ?)"),
+                                 {name, hash, nowText()});
+    Sql::done(query);
+    if (!query || !transaction.commit())
+        return databaseFailed();
+    m_out << tr("Added the user %1.").arg(name) << '\n';
+    return 0;
+}
+
+int Admin::userPasswd(const QString &name, const QString &password)
+{
+    if (password.isEmpty() || password.trimmed() != password
+        || QuorvelDocument::isReservedName(password) || password.contains(QLatin1Char('\n')))
+        return fail(tr("This password cannot be used: it must not be empty, begin or end with a "
+                       "blank (the program drops those), or be a marker of the format."));
+    const QString hash = Passwords::hash(password);
+    if (hash.isEmpty())
+        return fail(tr("The password could not be hashed (out of memory?)."));
+    Transaction transaction(m_sql);
+    const qint64 id = userId(name);
+    if (id < 0)
+        return databaseFailed();
+    if (id == 0)
+        return fail(tr("There is no user %1.").arg(name));
+    QSqlQuery *query = m_sql.run(QStringLiteral("UPDATE users SET password_hash = ? WHERE id = ?"),
+                                 {hash, id});
+    Sql::done(query);
+    Sql::done(m_sql.run(QStringLiteral("DELETE FROM sign_in_failures WHERE subject = ?"),
+                        {QStringLiteral("user:") + name}));
+    if (!query || !transaction.commit())
+        return databaseFailed();
+    m_out << tr("Changed the password of %1.").arg(name) << '\n';
+    return 0;
+}
+
+int Admin::userDisable(const QString &name, bool disabled)
+{
+    Transaction transaction(m_sql);
+    const qint64 id = userId(name);
+    if (id < 0)
+        return databaseFailed();
+    if (id == 0)
+        return fail(tr("There is no user %1.").arg(name));
+    QSqlQuery *query = m_sql.run(QStringLiteral("UPDATE users SET disabled = ? WHERE id = ?"),
+                                 {disabled ? 1 : 0, id});
+    Sql::done(query);
+    if (!query || !transaction.commit())
+        return databaseFailed();
+    m_out << (disabled ? tr("Disabled the user %1.") : tr("Enabled the user %1.")).arg(name)
+          << '\n';
+    return 0;
+}
+
+int Admin::userList()
+{
+    QSqlQuery *query = m_sql.run(QStringLiteral(
+        "SELECT u.name, u.disabled, u.last_exchange_at, (SELECT COUNT(*) FROM tasks t WHERE "
+        "t.user_id = u.id AND t.retired = 0) FROM users u ORDER BY u.name"));
+    if (!query)
+        return databaseFailed();
+    while (query->next()) {
+        QString line = query->value(0).toString();
+        line += QLatin1Char('\t')
+                + (query->value(1).toInt() ? tr("disabled") : tr("enabled"));
+        line += QLatin1Char('\t') + tr("%1 tasks").arg(query->value(3).toLongLong());
+        line += QLatin1Char('\t')
+                + (query->value(2).isNull() ? tr("never synchronized")
+                                            : tr("last synchronized %1")
+                                                  .arg(query->value(2).toString()));
+        m_out << line << '\n';
+    }
+    Sql::done(query);
+    return 0;
+}
+
+int Admin::categoryAdd(const QString &typed)
+{
+    const QString name = checkedName(typed);
+    if (name.isEmpty())
+        return fail(tr("\"%1\" cannot be a category name.").arg(typed));
+    Transaction transaction(m_sql);
+    Catalogue catalogue;
+    if (!catalogue.load(m_sql))
+        return databaseFailed();
+    if (catalogue.categoryNamed(name, false))
+        return fail(tr("A category named %1 already exists.").arg(name));
+    if (Catalogue::addCategory(m_sql, name, false, nowText()) == 0 || !transaction.commit())
+        return databaseFailed();
+    m_out << tr("Added the category %1.").arg(name) << '\n';
+    return 0;
+}
+
+int Admin::categoryRename(const QString &oldName, const QString &typed)
+{
+    const QString name = checkedName(typed);
+    if (name.isEmpty())
+        return fail(tr("\"%1\" cannot be a category name.").arg(typed));
+    Transaction transaction(m_sql);
+    Catalogue catalogue;
+    if (!catalogue.load(m_sql))
+        return databaseFailed();
+    const Catalogue::Category *category = catalogue.categoryNamed(oldName, false);
+    if (!category)
+        return fail(tr("There is no category %1.").arg(oldName));
+    const Catalogue::Category *clash = catalogue.categoryNamed(name, false);
+    if (clash && clash != category)
+        return fail(tr("A category named %1 already exists.").arg(name));
+    QSqlQuery *query = m_sql.run(QStringLiteral("UPDATE categories SET name = ? WHERE id = ?"),
+                                 {name, category->id});
+    Sql::done(query);
+    if (!query || !transaction.commit())
+        return databaseFailed();
+    m_out << tr("Renamed the category %1 to %2.").arg(oldName, name) << '\n';
+    return 0;
+}
+
+int Admin::categoryRetire(const QString &name)
+{
+    Transaction transaction(m_sql);
+    Catalogue catalogue;
+    if (!catalogue.load(m_sql))
+        return databaseFailed();
+    const Catalogue::Category *category = catalogue.categoryNamed(name, false);
+    if (!category)
+        return fail(tr("There is no category %1.").arg(name));
+    // As on the desktop, a withdrawn category takes its activities with it.
+    QSqlQuery *query
+        = m_sql.run(QStringLiteral("UPDATE activities SET retired = 1 WHERE category_id = ?"),
+                    {category->id});
+    Sql::done(query);
+    if (!query)
+        return databaseFailed();
+    query = m_sql.run(QStringLiteral("UPDATE categories SET retired = 1 WHERE id = ?"),
+                      {category->id});
+    Sql::done(query);
+    if (!query || !transaction.commit())
+        return databaseFailed();
+    m_out << tr("Withdrew the category %1 and its activities.").arg(name) << '\n';
+    return 0;
+}
+
+int Admin::categoryList()
+{
+    Catalogue catalogue;
+    if (!catalogue.load(m_sql))
+        return databaseFailed();
+    for (const Catalogue::Category &category : std::as_const(catalogue.categories)) {
+        m_out << category.name;
+        if (category.retired)
+            m_out << '\t' << tr("withdrawn");
+        m_out << '\n';
+    }
+    return 0;
+}
+
+qint64 Admin::findActivity(const QString &name, const QString &category, QString *problem)
+{
+    Catalogue catalogue;
+    if (!catalogue.load(m_sql)) {
+        *problem = tr("The database failed: %1").arg(m_sql.lastError());
+        return 0;
+    }
+    QList<qint64> found;
+    for (const Catalogue::Activity &activity : std::as_const(catalogue.activities)) {
+        if (activity.retired || activity.name != name)
+            continue;
+        const Catalogue::Category *in = catalogue.category(activity.categoryId);
+        if (!category.isEmpty() && (!in || in->name != category))
+            continue;
+        found.append(activity.id);
+    }
+    if (found.isEmpty()) {
+        *problem = category.isEmpty()
+                       ? tr("There is no activity %1.").arg(name)
+                       : tr("There is no activity %1 in the category %2.").arg(name, category);
+        return 0;
+    }
+    if (found.size() > 1) {
+        *problem = tr("There are several activities named %1; name the category with "
+                      "--category.")
+                       .arg(name);
+        return 0;
+    }
+    return found.first();
+}
+
+int Admin::activityAdd(const QString &typed, const QString &categoryName)
+{
+    const QString name = checkedName(typed);
+    if (name.isEmpty())
+        return fail(tr("\"%1\" cannot be an activity name.").arg(typed));
+    Transaction transaction(m_sql);
+    Catalogue catalogue;
+    if (!catalogue.load(m_sql))
+        return databaseFailed();
+    const Catalogue::Category *category = catalogue.categoryNamed(categoryName, false);
+    if (!category)
+        return fail(tr("There is no category %1.").arg(categoryName));
+    // Names are unique among the activities in use, as on the desktop.
+    if (catalogue.activityNamed(name, false))
+        return fail(tr("An activity named %1 already exists.").arg(name));
+    if (Catalogue::addActivity(m_sql, name, category->id, false, nowText()) == 0
+        || !transaction.commit())
+        return databaseFailed();
+    m_out << tr("Added the activity %1 in the category %2.").arg(name, category->name) << '\n';
+    return 0;
+}
+
+int Admin::activityRename(const QString &oldName, const QString &category, const QString &typed)
+{
+    const QString name = checkedName(typed);
+    if (name.isEmpty())
+        return fail(tr("\"%1\" cannot be an activity name.").arg(typed));
+    Transaction transaction(m_sql);
+    QString problem;
+    const qint64 id = findActivity(oldName, category, &problem);
+    if (id == 0)
+        return fail(problem);
+    Catalogue catalogue;
+    if (!catalogue.load(m_sql))
+        return databaseFailed();
+    const Catalogue::Activity *clash = catalogue.activityNamed(name, false);
+    if (clash && clash->id != id)
+        return fail(tr("An activity named %1 already exists.").arg(name));
+    QSqlQuery *query = m_sql.run(QStringLiteral("UPDATE activities SET name = ? WHERE id = ?"),
+                                 {name, id});
+    Sql::done(query);
+    if (!query || !transaction.commit())
+        return databaseFailed();
+    m_out << tr("Renamed the activity %1 to %2.").arg(oldName, name) << '\n';
+    return 0;
+}
+
+int Admin::activityRetire(const QString &name, const QString &category)
+{
+    Transaction transaction(m_sql);
+    QString problem;
+    const qint64 id = findActivity(name, category, &problem);
+    if (id == 0)
+        return fail(problem);
+    QSqlQuery *query
+        = m_sql.run(QStringLiteral("UPDATE activities SET retired = 1 WHERE id = ?"), {id});
+    Sql::done(query);
+    if (!query || !transaction.commit())
+        return databaseFailed();
+    m_out << tr("Withdrew the activity %1.").arg(name) << '\n';
+    return 0;
+}
+
+int Admin::activityList()
+{
+    Catalogue catalogue;
+    if (!catalogue.load(m_sql))
+        return databaseFailed();
+    for (const Catalogue::Activity &activity : std::as_const(catalogue.activities)) {
+        const Catalogue::Category *category = catalogue.category(activity.categoryId);
+        m_out << activity.name << '\t' << (category ? category->name : QString());
+        if (activity.retired)
+            m_out << '\t' << tr("withdrawn");
+        m_out << '\n';
+    }
+    return 0;
+}
+
+int Admin::messageSend(const QStringList &users, const QString &text)
+{
+    if (text.trimmed().isEmpty())
+        return fail(tr("The message is empty."));
+    Transaction transaction(m_sql);
+    QList<qint64> ids;
+    if (users.isEmpty()) {
+        QSqlQuery *query = m_sql.run(QStringLiteral("SELECT id FROM users WHERE disabled = 0"));
+        if (!query)
+            return databaseFailed();
+        while (query->next())
+            ids.append(query->value(0).toLongLong());
+        Sql::done(query);
+    } else {
+        for (const QString &user : users) {
+            const qint64 id = userId(user);
+            if (id < 0)
+                return databaseFailed();
+            if (id == 0)
+                return fail(tr("There is no user %1.").arg(user));
+            ids.append(id);
+        }
+    }
+    const QString now = nowText();
+    for (const qint64 id : std::as_const(ids)) {
+        QSqlQuery *query = m_sql.run(QStringLiteral("INSERT INTO messages (user_id, body, "
+                                                    "created_at) VALUES (?, ?, ?)"),
+                                     {id, text, now});
+        Sql::done(query);
+        if (!query)
+            return databaseFailed();
+    }
+    if (!transaction.commit())
+        return databaseFailed();
+    m_out << (ids.size() == 1 ? tr("Queued the message for 1 user.")
+                              : tr("Queued the message for %1 users.").arg(ids.size()))
+          << '\n';
+    return 0;
+}
+
+int Admin::import(const QString &file)
+{
+    QFile in(file);
+    if (!in.open(QIODevice::ReadOnly))
+        return fail(tr("%1 cannot be read: %2").arg(file, in.errorString()));
+    QByteArray bytes = in.readAll();
+    CatalogueSink sink;
+    if (!DocumentFormat::read(bytes.data(), int(qMin<qint64>(bytes.size(), INT_MAX)), sink))
+        return fail(tr("%1 is not a Quorvel data file.").arg(file));
+
+    Transaction transaction(m_sql);
+    Catalogue catalogue;
+    if (!catalogue.load(m_sql))
+        return databaseFailed();
+    const QString now = nowText();
+    int categoriesAdded = 0;
+    int activitiesAdded = 0;
+    int present = 0;
+    QHash<QString, qint64> categoryIds;
+    for (const Catalogue::Category &category : std::as_const(catalogue.categories)) {
+        if (!category.retired && !categoryIds.contains(category.name))
+            categoryIds.insert(category.name, category.id);
+    }
+    for (const DocumentFormat::CategoryRecord &record : std::as_const(sink.categories)) {
+        const QString name = checkedName(record.name);
+        if (record.obsolete || name.isEmpty())
+            continue;
+        if (categoryIds.contains(name)) {
+            ++present;
+            continue;
+        }
+        const qint64 id = Catalogue::addCategory(m_sql, name, false, now);
+        if (id == 0)
+            return databaseFailed();
+        categoryIds.insert(name, id);
+        ++categoriesAdded;
+    }
+    QSet<QString> activityNames;
+    for (const Catalogue::Activity &activity : std::as_const(catalogue.activities)) {
+        if (!activity.retired)
+            activityNames.insert(activity.name);
+    }
+    for (const DocumentFormat::ActivityRecord &record : std::as_const(sink.activities)) {
+        const QString name = checkedName(record.name);
+        if (record.obsolete || name.isEmpty() || record.categoryPosition < 0
+            || record.categoryPosition >= sink.categories.size())
+            continue;
+        const DocumentFormat::CategoryRecord &category = sink.categories.at(record.categoryPosition);
+        const qint64 categoryId = categoryIds.value(checkedName(category.name));
+        if (category.obsolete || categoryId == 0)
+            continue;
+        if (activityNames.contains(name)) {
+            ++present;
+            continue;
+        }
+        if (Catalogue::addActivity(m_sql, name, categoryId, false, now) == 0)
+            return databaseFailed();
+        activityNames.insert(name);
+        ++activitiesAdded;
+    }
+    if (!transaction.commit())
+        return databaseFailed();
+    m_out << tr("Added %1 categories and %2 activities; %3 were there already.")
+                 .arg(categoriesAdded)
+                 .arg(activitiesAdded)
+                 .arg(present)
+          << '\n';
+    return 0;
+}
+
+int Admin::backup(const QString &file, bool postgres)
+{
+    if (postgres)
+        return fail(tr("The database is PostgreSQL: back it up with pg_dump, for instance "
+                       "pg_dump --format=custom --file=quorvel.dump DATABASE."));
+    if (QFileInfo::exists(file))
+        return fail(tr("%1 exists already; choose a new file.").arg(file));
+    QString literal = QFileInfo(file).absoluteFilePath();
+    literal.replace(QLatin1String("'"), QLatin1String("''"));
+    // A consistent copy taken while exchanges go on.
+    if (!m_sql.once(QStringLiteral("VACUUM INTO '%1'").arg(literal)))
+        return fail(tr("The backup failed: %1").arg(m_sql.lastError()));
+    QFile::setPermissions(file, QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    m_out << tr("Wrote the backup %1.").arg(file) << '\n';
+    return 0;
+}
+
+bool Admin::reportDocument(const QString &user, QuorvelDocument *doc)
+{
+    Catalogue catalogue;
+    if (!catalogue.load(m_sql))
+        return false;
+    qint64 id = 0;
+    if (!user.isEmpty()) {
+        id = userId(user);
+        if (id <= 0)
+            return false;
+    }
+    DocumentFormat::Writer out;
+    out.begin(1000);
+    QHash<qint64, int> categoryPosition;
+    out.count(catalogue.categories.size());
+    for (const Catalogue::Category &category : std::as_const(catalogue.categories)) {
+        categoryPosition.insert(category.id, int(categoryPosition.size()));
+        out.category(int(category.id), category.name, category.retired);
+    }
+    QHash<qint64, int> activityPosition;
+    out.count(catalogue.activities.size());
+    for (const Catalogue::Activity &activity : std::as_const(catalogue.activities)) {
+        activityPosition.insert(activity.id, int(activityPosition.size()));
+        out.activity(int(activity.id), activity.name, activity.retired,
+                     categoryPosition.value(activity.categoryId, -1));
+    }
+    QSqlQuery *query
+        = id ? m_sql.run(QStringLiteral("SELECT activity_id, start_at, stop_at FROM tasks WHERE "
+                                        "retired = 0 AND user_id = ? ORDER BY start_at"),
+                         {id})
+             : m_sql.run(QStringLiteral("SELECT activity_id, start_at, stop_at FROM tasks WHERE "
+                                        "retired = 0 ORDER BY start_at"));
+    if (!query)
+        return false;
+    QList<DocumentFormat::TaskRecord> tasks;
+    while (query->next()) {
+        DocumentFormat::TaskRecord task;
+        task.id = int(tasks.size()) + 1;
+        task.activityPosition = query->value(0).isNull()
+                                    ? -1
+                                    : activityPosition.value(query->value(0).toLongLong(), -1);
+        task.start = StoredTime::unpack(query->value(1).toLongLong(), false);
+        task.stop = StoredTime::unpack(query->value(2).toLongLong(), false);
+        tasks.append(task);
+    }
+    Sql::done(query);
+    out.count(tasks.size());
+    for (const DocumentFormat::TaskRecord &task : std::as_const(tasks))
+        out.task(task);
+    out.end({});
+    QByteArray bytes = out.bytes();
+    if (!doc->populateFromByteArray(bytes.data(), int(bytes.size())))
+        return false;
+    doc->categories.sort();
+    doc->activities.sort();
+    doc->tasks.sort();
+    return true;
+}
+
+int Admin::report(ReportKind kind, const QDate &from, const QDate &to, const QString &user,
+                  ReportFormat format, bool decimalHours, bool includeZero)
+{
+    if (!user.isEmpty()) {
+        const qint64 id = userId(user);
+        if (id < 0)
+            return databaseFailed();
+        if (id == 0)
+            return fail(tr("There is no user %1.").arg(user));
+    }
+    if (to < from)
+        return fail(tr("The period ends before it begins."));
+    // As in the program: a longer time sheet would take gigabytes.
+    if (kind == ReportKind::TimeSheet && from.daysTo(to) + 1 > 1464)
+        return fail(tr("The period cannot be longer than 1464 days."));
+    QuorvelDocument doc;
+    if (!reportDocument(user, &doc))
+        return databaseFailed();
+    QString text;
+    if (format == ReportFormat::Csv)
+        text = kind == ReportKind::Summary ? ReportText::periodSummaryCsv(doc, from, to, includeZero)
+                                           : ReportText::periodTimeSheetCsv(doc, from, to,
+                                                                             includeZero);
+    else
+        text = kind == ReportKind::Summary
+                   ? ReportText::periodSummary(doc, from, to, includeZero, decimalHours)
+                   : ReportText::periodTimeSheet(doc, from, to, includeZero, decimalHours);
+    m_out << text;
+    if (format == ReportFormat::Html)
+        m_out << '\n';
+    m_out.flush();
+    return 0;
+}

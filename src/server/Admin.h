@@ -1,0 +1,69 @@
+#pragma once
+
+#include <QCoreApplication>
+#include <QDate>
+#include <QString>
+#include <QStringList>
+
+class QuorvelDocument;
+class QTextStream;
+class Sql;
+
+// The team lead's commands: users, the catalogue of categories and activities, messages,
+// import, backup and the team's reports. Each command is one transaction; it writes what it
+// did to out, and a refusal to err, and returns the exit status (0 done, 1 refused).
+class Admin
+{
+    Q_DECLARE_TR_FUNCTIONS(Admin)
+
+public:
+    Admin(Sql &sql, QTextStream &out, QTextStream &err);
+
+    int userAdd(const QString &name, const QString &password);
+    int userPasswd(const QString &name, const QString &password);
+    int userDisable(const QString &name, bool disabled);
+    int userList();
+
+    int categoryAdd(const QString &name);
+    int categoryRename(const QString &name, const QString &newName);
+    int categoryRetire(const QString &name);
+    int categoryList();
+
+    int activityAdd(const QString &name, const QString &category);
+    // category may be empty when the name alone is unambiguous.
+    int activityRename(const QString &name, const QString &category, const QString &newName);
+    int activityRetire(const QString &name, const QString &category);
+    int activityList();
+
+    // users empty: every user that is not disabled.
+    int messageSend(const QStringList &users, const QString &text);
+
+    // Adds the categories and activities of a data file that the catalogue lacks.
+    int import(const QString &file);
+    // A consistent copy of the SQLite database, made while the server runs.
+    int backup(const QString &file, bool postgres);
+
+    enum class ReportKind { Summary, TimeSheet };
+    enum class ReportFormat { Html, Csv };
+    // user empty: the whole team.
+    int report(ReportKind kind, const QDate &from, const QDate &to, const QString &user,
+               ReportFormat format, bool decimalHours, bool includeZero);
+    // The document a report is made from: the whole catalogue and the live tasks of the user
+    // (or of every user). False when the user is unknown or the database fails.
+    bool reportDocument(const QString &user, QuorvelDocument *doc);
+
+    // A name as the program would take it: control characters become blanks, blanks at both
+    // ends go. Empty when it cannot be a name (empty, or a marker of the format).
+    static QString checkedName(const QString &typed);
+
+private:
+    int fail(const QString &message);
+    int databaseFailed();
+    qint64 userId(const QString &name, bool *disabled = nullptr);
+    // The activity of that name (in that category, when given); 0 when none or several.
+    qint64 findActivity(const QString &name, const QString &category, QString *problem);
+
+    Sql &m_sql;
+    QTextStream &m_out;
+    QTextStream &m_err;
+};

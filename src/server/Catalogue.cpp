@@ -1,0 +1,163 @@
+#include "Catalogue.h"
+
+#include "ServerDatabase.h"
+
+#include <climits>
+#include <utility>
+
+bool Catalogue::load(Sql &sql)
+{
+    categories.clear();
+    activities.clear();
+    categoryIndex.clear();
+    activityIndex.clear();
+    QSqlQuery *query
+        = sql.run(QStringLiteral("SELECT id, name, retired FROM categories ORDER BY name, id"));
+    if (!query)
+        return false;
+    while (query->next()) {
+        categoryIndex.insert(query->value(0).toLongLong(), int(categories.size()));
+        categories.append({query->value(0).toLongLong(), query->value(1).toString(),
+                           query->value(2).toInt() != 0});
+    }
+    Sql::done(query);
+    query = sql.run(QStringLiteral(
+        "SELECT id, name, category_id, retired FROM activities ORDER BY name, id"));
+    if (!query)
+        return false;
+    while (query->next()) {
+        activityIndex.insert(query->value(0).toLongLong(), int(activities.size()));
+        activities.append({query->value(0).toLongLong(), query->value(1).toString(),
+                           query->value(2).isNull() ? 0 : query->value(2).toLongLong(),
+                           query->value(3).toInt() != 0});
+    }
+    Sql::done(query);
+    return true;
+}
+
+const Catalogue::Category *Catalogue::category(qint64 id) const
+{
+    const auto found = categoryIndex.constFind(id);
+    return found == categoryIndex.constEnd() ? nullptr : &categories.at(found.value());
+}
+
+const Catalogue::Activity *Catalogue::activity(qint64 id) const
+{
+    const auto found = activityIndex.constFind(id);
+    return found == activityIndex.constEnd() ? nullptr : &activities.at(found.value());
+}
+
+const Catalogue::Category *Catalogue::categoryNamed(const QString &name, bool alsoRetired) const
+{
+    for (const Category &category : categories) {
+        if (category.name == name && (alsoRetired || !category.retired))
+            return &category;
+    }
+    return nullptr;
+}
+
+const Catalogue::Activity *Catalogue::activityNamed(const QString &name, bool alsoRetired) const
+{
+    for (const Activity &activity : activities) {
+        if (activity.name == name && (alsoRetired || !activity.retired))
+            return &activity;
+    }
+    return nullptr;
+}
+
+bool Catalogue::allocateBlock(Sql &sql, qint64 userId, qint64 deviceId, qint64 *first,
+                              qint64 *last, bool *exhausted)
+{
+    *exhausted = false;
+    QSqlQuery *query = sql.run(
+        QStringLiteral("UPDATE counters SET value = value + ? WHERE name = 'next_block' "
+                       "RETURNING value"),
+        {BlockSize});
+    if (!query || !query->next()) {
+        Sql::done(query);
+        return false;
+    }
+    const qint64 end = query->value(0).toLongLong();
+    Sql::done(query);
+    *first = end - BlockSize;
+    *last = end - 1;
+    // Ids are ints in the document.
+    if (*last > INT_MAX) {
+        *exhausted = true;
+        return false;
+    }
+    const QVariant noId(QMetaType::fromType<qint64>());
+    query = sql.run(QStringLiteral("INSERT INTO id_blocks (first_id, last_id, user_id, device_id) "
+                                   "VALUES (?, ?, ?, ?)"),
+                    {*first, *last, userId ? QVariant(userId) : noId,
+                     deviceId ? QVariant(deviceId) : noId});
+    Sql::done(query);
+    return query != nullptr;
+}
+
+bool Catalogue::allocateId(Sql &sql, qint64 *id, bool *exhausted)
+{
+    *exhausted = false;
+    QSqlQuery *query = sql.run(QStringLiteral(
+        "UPDATE counters SET value = value + 1 WHERE name = 'catalogue_next' RETURNING value"));
+    if (!query || !query->next()) {
+        Sql::done(query);
+        return false;
+    }
+    qint64 next = query->value(0).toLongLong() - 1;
+    Sql::done(query);
+    query = sql.run(QStringLiteral("SELECT value FROM counters WHERE name = 'catalogue_end'"));
+    if (!query || !query->next()) {
+        Sql::done(query);
+        return false;
+    }
+    const qint64 end = query->value(0).toLongLong();
+    Sql::done(query);
+    if (next <= end) {
+        *id = next;
+        return true;
+    }
+    qint64 first = 0;
+    qint64 last = 0;
+    if (!allocateBlock(sql, 0, 0, &first, &last, exhausted))
+        return false;
+    for (const auto &[name, value] : {std::pair(QStringLiteral("catalogue_next"), first + 1),
+                                      std::pair(QStringLiteral("catalogue_end"), last)}) {
+        query = sql.run(QStringLiteral("UPDATE counters SET value = ? WHERE name = ?"),
+                        {value, name});
+        Sql::done(query);
+        if (!query)
+            return false;
+    }
+    *id = first;
+    return true;
+}
+
+qint64 Catalogue::addCategory(Sql &sql, const QString &name, bool retired, const QString &now)
+{
+    qint64 id = 0;
+    bool exhausted = false;
+    if (!allocateId(sql, &id, &exhausted))
+        return 0;
+    QSqlQuery *query = sql.run(QStringLiteral("INSERT INTO categories (id, name, retired, "
+                                              "created_at) VALUES (?, ?, ?, ?)"),
+                               {id, name, retired ? 1 : 0, now});
+    Sql::done(query);
+    return query ? id : 0;
+}
+
+qint64 Catalogue::addActivity(Sql &sql, const QString &name, qint64 categoryId, bool retired,
+                              const QString &now)
+{
+    qint64 id = 0;
+    bool exhausted = false;
+    if (!allocateId(sql, &id, &exhausted))
+        return 0;
+    QSqlQuery *query = sql.run(
+        QStringLiteral("INSERT INTO activities (id, name, category_id, retired, created_at) "
+                       "VALUES (?, ?, ?, ?, ?)"),
+        {id, name, categoryId ? QVariant(categoryId) : QVariant(QMetaType::fromType<qint64>()),
+         retired ? 1 : 0, now});
+    Sql::done(query);
+    return query ? id : 0;
+}

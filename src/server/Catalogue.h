@@ -1,0 +1,62 @@
+#pragma once
+
+#include <QHash>
+#include <QList>
+#include <QString>
+
+class Sql;
+
+// The team's categories and activities as the server keeps them, and the ids they and the
+// devices draw from.
+//
+// Ids come in blocks from one counter: the catalogue draws its ids from blocks of its own, and
+// every device is given a block of its own as its next id, from which it numbers its tasks.
+// So a device never numbers a task with an id that another device or the catalogue uses, and
+// the block a device's next id lies in tells the server which device is speaking.
+struct Catalogue
+{
+    struct Category
+    {
+        qint64 id = 0;
+        QString name;
+        bool retired = false;
+    };
+    struct Activity
+    {
+        qint64 id = 0;
+        QString name;
+        qint64 categoryId = 0; // 0: none
+        bool retired = false;
+    };
+
+    static constexpr qint64 BlockSize = 20000;
+    // A device is given a new block when fewer ids than this are left in its own.
+    static constexpr qint64 BlockReserve = 2000;
+
+    QList<Category> categories;
+    QList<Activity> activities;
+    QHash<qint64, int> categoryIndex; // id -> position in categories
+    QHash<qint64, int> activityIndex; // id -> position in activities
+
+    // Reads the whole catalogue, categories and activities ordered by name.
+    bool load(Sql &sql);
+    const Category *category(qint64 id) const;
+    const Activity *activity(qint64 id) const;
+    // The first category or activity of that exact name; retired ones only when asked for.
+    const Category *categoryNamed(const QString &name, bool alsoRetired) const;
+    const Activity *activityNamed(const QString &name, bool alsoRetired) const;
+
+    // A new block of ids for a device of a user, or for the catalogue (userId and deviceId
+    // 0). False when the database fails or the id range is used up (then *exhausted).
+    static bool allocateBlock(Sql &sql, qint64 userId, qint64 deviceId, qint64 *first,
+                              qint64 *last, bool *exhausted);
+    // The next id for a category or activity. Locks the catalogue's counter until the
+    // transaction ends, so that two processes adding the same name one after the other see
+    // each other's record.
+    static bool allocateId(Sql &sql, qint64 *id, bool *exhausted);
+
+    // Adds a record with a new id; returns its id or 0.
+    static qint64 addCategory(Sql &sql, const QString &name, bool retired, const QString &now);
+    static qint64 addActivity(Sql &sql, const QString &name, qint64 categoryId, bool retired,
+                              const QString &now);
+};

@@ -1,0 +1,658 @@
+#include "CommandLine.h"
+
+#include "Admin.h"
+#include "ExchangeServer.h"
+#include "ServerDatabase.h"
+
+#include <QCommandLineParser>
+#include <QSocketNotifier>
+#include <QTextStream>
+
+#include <csignal>
+#include <functional>
+#include <iostream>
+#include <string>
+
+#include <sys/socket.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace {
+
+// Self-pipe for SIGTERM, SIGINT and SIGHUP: the handler only writes a byte.
+int s_signalPipe[2] = {-1, -1};
+
+void onSignal(int)
+{
+    const char byte = 1;
+    const ssize_t written = ::write(s_signalPipe[1], &byte, 1);
+    Q_UNUSED(written);
+}
+
+QTextStream &out()
+{
+    static QTextStream stream(stdout);
+    return stream;
+}
+
+QTextStream &err()
+{
+    static QTextStream stream(stderr);
+    return stream;
+}
+
+int usage(const QString &message)
+{
+    err() << message << '\n'
+          << CommandLine::tr("Try \"quorvel-server --help\".") << '\n';
+    err().flush();
+    return 2;
+}
+
+// Reads a password from the terminal without echo, asking twice, or else one line from
+// standard input; never from the command line, where other users could see it.
+bool readPassword(const QString &user, QString *password)
+{
+    if (::isatty(STDIN_FILENO)) {
+        const auto ask = [](const QString &prompt, QString *answer) {
+            err() << prompt;
+            err().flush();
+            termios saved {};
+            const bool terminal = ::tcgetattr(STDIN_FILENO, &saved) == 0;
+            if (terminal) {
+                termios quiet = saved;
+                quiet.c_lflag &= ~tcflag_t(ECHO);
+                ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
+            }
+            std::string line;
+            const bool ok = bool(std::getline(std::cin, line));
+            if (terminal)
+                ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved);
+            err() << '\n';
+            err().flush();
+            *answer = QString::fromStdString(line);
+            return ok;
+        };
+        QString again;
+        if (!ask(CommandLine::tr("Password for %1: ").arg(user), password)
+            || !ask(CommandLine::tr("The same password again: "), &again))
+            return false;
+        if (*password != again) {
+            err() << CommandLine::tr("The two passwords differ.") << '\n';
+            return false;
+        }
+        return true;
+    }
+    std::string line;
+    if (!std::getline(std::cin, line)) {
+        err() << CommandLine::tr("No password on standard input.") << '\n';
+        return false;
+    }
+    if (!line.empty() && line.back() == '\r')
+        line.pop_back();
+    *password = QString::fromStdString(line);
+    return true;
+}
+
+struct Command
+{
+    QStringList words;
+    QString arguments; // synopsis of the positional arguments
+    QString description;
+    QList<QCommandLineOption> options;
+    int minArguments = 0;
+    int maxArguments = 0;
+    // Runs the command with the parsed line and its positional arguments.
+    std::function<int(const QCommandLineParser &, const QStringList &, const ServerDatabase &)>
+        run;
+};
+
+QCommandLineOption dataOption()
+{
+    return QCommandLineOption(QStringLiteral("data"),
+                              CommandLine::tr("Keep the data in the SQLite database of FOLDER "
+                                              "(default: %1).")
+                                  .arg(ServerDatabase::defaultDataFolder()),
+                              CommandLine::tr("FOLDER"));
+}
+
+QCommandLineOption databaseOption()
+{
+    return QCommandLineOption(
+        QStringLiteral("database"),
+        CommandLine::tr("Keep the data in PostgreSQL, at postgresql://USER@HOST/DATABASE."),
+        CommandLine::tr("URL"));
+}
+
+// Runs an administration command on a connection of its own, after the schema is current.
+int withDatabase(const ServerDatabase &location,
+                 const std::function<int(Sql &, const ServerDatabase &)> &body)
+{
+    const QString name = QStringLiteral("quorvel-admin");
+    QString error;
+    if (!location.open(name, &error)) {
+        err() << error << '\n';
+        return 1;
+    }
+    int status = 1;
+    {
+        QSqlDatabase db = QSqlDatabase::database(name, false);
+        if (!location.migrate(db, &error)) {
+            err() << error << '\n';
+        } else {
+            Sql sql(db);
+            status = body(sql, location);
+        }
+    }
+    ServerDatabase::close(name);
+    out().flush();
+    err().flush();
+    return status;
+}
+
+int admin(const ServerDatabase &location, const std::function<int(Admin &)> &body)
+{
+    return withDatabase(location, [&](Sql &sql, const ServerDatabase &) {
+        Admin admin(sql, out(), err());
+        return body(admin);
+    });
+}
+
+bool parseDate(const QCommandLineParser &parser, const QCommandLineOption &option, QDate *date)
+{
+    const QString text = parser.value(option);
+    *date = QDate::fromString(text, Qt::ISODate);
+    if (date->isValid())
+        return true;
+    usage(CommandLine::tr("--%1 %2 is not a date: write it as YYYY-MM-DD, for instance "
+                          "2026-11-21.")
+              .arg(option.names().constFirst(), text));
+    return false;
+}
+
+int serve(const QCommandLineParser &parser, const ServerDatabase &location,
+          const QCommandLineOption &listen, const QCommandLineOption &workers,
+          const QCommandLineOption &timeout, const QCommandLineOption &maxRequest)
+{
+    ServerOptions options;
+    if (parser.isSet(listen)) {
+        const QString value = parser.value(listen);
+        const qsizetype colon = value.lastIndexOf(QLatin1Char(':'));
+        bool ok = false;
+        const uint port = colon < 0 ? 0 : value.mid(colon + 1).toUInt(&ok);
+        QString host = colon < 0 ? QString() : value.left(colon);
+        if (host.startsWith(QLatin1Char('[')) && host.endsWith(QLatin1Char(']')))
+            host = host.mid(1, host.size() - 2);
+        const QHostAddress address(host);
+        if (!ok || port > 65535 || address.isNull())
+            return usage(CommandLine::tr("--listen %1 is not an address and port: write it as "
+                                         "ADDRESS:PORT, for instance 127.0.0.1:8080 or "
+                                         "0.0.0.0:8080.")
+                             .arg(value));
+        options.address = address;
+        options.port = quint16(port);
+    }
+    const auto number = [&](const QCommandLineOption &option, int low, int high, int *value) {
+        if (!parser.isSet(option))
+            return true;
+        bool ok = false;
+        const int n = parser.value(option).toInt(&ok);
+        if (!ok || n < low || n > high) {
+            usage(CommandLine::tr("--%1 takes a number from %2 to %3.")
+                      .arg(option.names().constFirst())
+                      .arg(low)
+                      .arg(high));
+            return false;
+        }
+        *value = n;
+        return true;
+    };
+    int seconds = options.requestTimeoutMs / 1000;
+    int mib = int(options.maxRequestBytes / (1024 * 1024));
+    if (!number(workers, 1, 64, &options.workers) || !number(timeout, 1, 3600, &seconds)
+        || !number(maxRequest, 1, 1024, &mib))
+        return 2;
+    options.requestTimeoutMs = seconds * 1000;
+    options.maxRequestBytes = qint64(mib) * 1024 * 1024;
+
+    // The schema first, once, before any worker connects.
+    const int migrated = withDatabase(location, [](Sql &, const ServerDatabase &) { return 0; });
+    if (migrated != 0)
+        return 1;
+
+    ExchangeServer server(location, options);
+    QString error;
+    if (!server.start(&error)) {
+        err() << error << '\n';
+        err().flush();
+        return 1;
+    }
+    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, s_signalPipe) != 0)
+        return 1;
+    QSocketNotifier notifier(s_signalPipe[0], QSocketNotifier::Read);
+    QObject::connect(&notifier, &QSocketNotifier::activated, &server, [&server] {
+        char byte = 0;
+        const ssize_t n = ::read(s_signalPipe[0], &byte, 1);
+        Q_UNUSED(n);
+        server.stop();
+    });
+    QObject::connect(&server, &ExchangeServer::stopped, qApp, &QCoreApplication::quit);
+    struct sigaction action {};
+    action.sa_handler = onSignal;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP})
+        ::sigaction(signal, &action, nullptr);
+    ::signal(SIGPIPE, SIG_IGN);
+    return QCoreApplication::exec();
+}
+
+QList<Command> commands()
+{
+    QList<Command> list;
+    const QCommandLineOption listen(
+        QStringLiteral("listen"),
+        CommandLine::tr("Listen on ADDRESS:PORT (default 127.0.0.1:8080; port 0 picks a free "
+                        "one)."),
+        CommandLine::tr("ADDRESS:PORT"));
+    const QCommandLineOption workers(
+        QStringLiteral("workers"),
+        CommandLine::tr("Carry out N exchanges at the same time (default 2)."),
+        CommandLine::tr("N"));
+    const QCommandLineOption timeout(
+        QStringLiteral("request-timeout"),
+        CommandLine::tr("Give a request SECONDS to arrive whole (default 30)."),
+        CommandLine::tr("SECONDS"));
+    const QCommandLineOption maxRequest(
+        QStringLiteral("max-request-mib"),
+        CommandLine::tr("Refuse requests larger than MIB mebibytes (default 64)."),
+        CommandLine::tr("MIB"));
+    list.append({{QStringLiteral("serve")},
+                 QString(),
+                 CommandLine::tr("Run the group server (the default when no command is "
+                                 "given). SIGTERM finishes the exchanges under way and stops."),
+                 {listen, workers, timeout, maxRequest},
+                 0,
+                 0,
+                 [=](const QCommandLineParser &parser, const QStringList &,
+                     const ServerDatabase &location) {
+                     return serve(parser, location, listen, workers, timeout, maxRequest);
+                 }});
+
+    list.append({{QStringLiteral("user"), QStringLiteral("add")},
+                 CommandLine::tr("NAME"),
+                 CommandLine::tr("Add a user. The password is read from the terminal, or as one "
+                                 "line from standard input."),
+                 {},
+                 1,
+                 1,
+                 [](const QCommandLineParser &, const QStringList &args,
+                    const ServerDatabase &location) {
+                     QString password;
+                     if (!readPassword(args.at(0), &password))
+                         return 1;
+                     return admin(location, [&](Admin &a) { return a.userAdd(args.at(0), password); });
+                 }});
+    list.append({{QStringLiteral("user"), QStringLiteral("passwd")},
+                 CommandLine::tr("NAME"),
+                 CommandLine::tr("Change a user's password, read as for \"user add\"."),
+                 {},
+                 1,
+                 1,
+                 [](const QCommandLineParser &, const QStringList &args,
+                    const ServerDatabase &location) {
+                     QString password;
+                     if (!readPassword(args.at(0), &password))
+                         return 1;
+                     return admin(location,
+                                  [&](Admin &a) { return a.userPasswd(args.at(0), password); });
+                 }});
+    list.append({{QStringLiteral("user"), QStringLiteral("disable")},
+                 CommandLine::tr("NAME"),
+                 CommandLine::tr("Refuse the user's synchronizations; the data stays."),
+                 {},
+                 1,
+                 1,
+                 [](const QCommandLineParser &, const QStringList &args,
+                    const ServerDatabase &location) {
+                     return admin(location,
+                                  [&](Admin &a) { return a.userDisable(args.at(0), true); });
+                 }});
+    list.append({{QStringLiteral("user"), QStringLiteral("enable")},
+                 CommandLine::tr("NAME"),
+                 CommandLine::tr("Take a disabled user back."),
+                 {},
+                 1,
+                 1,
+                 [](const QCommandLineParser &, const QStringList &args,
+                    const ServerDatabase &location) {
+                     return admin(location,
+                                  [&](Admin &a) { return a.userDisable(args.at(0), false); });
+                 }});
+    list.append({{QStringLiteral("user"), QStringLiteral("list")},
+                 QString(),
+                 CommandLine::tr("List the users."),
+                 {},
+                 0,
+                 0,
+                 [](const QCommandLineParser &, const QStringList &,
+                    const ServerDatabase &location) {
+                     return admin(location, [](Admin &a) { return a.userList(); });
+                 }});
+
+    list.append({{QStringLiteral("category"), QStringLiteral("add")},
+                 CommandLine::tr("NAME"),
+                 CommandLine::tr("Add a category."),
+                 {},
+                 1,
+                 1,
+                 [](const QCommandLineParser &, const QStringList &args,
+                    const ServerDatabase &location) {
+                     return admin(location, [&](Admin &a) { return a.categoryAdd(args.at(0)); });
+                 }});
+    list.append({{QStringLiteral("category"), QStringLiteral("rename")},
+                 CommandLine::tr("NAME NEW-NAME"),
+                 CommandLine::tr("Rename a category."),
+                 {},
+                 2,
+                 2,
+                 [](const QCommandLineParser &, const QStringList &args,
+                    const ServerDatabase &location) {
+                     return admin(location, [&](Admin &a) {
+                         return a.categoryRename(args.at(0), args.at(1));
+                     });
+                 }});
+    list.append({{QStringLiteral("category"), QStringLiteral("retire")},
+                 CommandLine::tr("NAME"),
+                 CommandLine::tr("Withdraw a category and its activities; their tasks stay."),
+                 {},
+                 1,
+                 1,
+                 [](const QCommandLineParser &, const QStringList &args,
+                    const ServerDatabase &location) {
+                     return admin(location,
+                                  [&](Admin &a) { return a.categoryRetire(args.at(0)); });
+                 }});
+    list.append({{QStringLiteral("category"), QStringLiteral("list")},
+                 QString(),
+                 CommandLine::tr("List the categories."),
+                 {},
+                 0,
+                 0,
+                 [](const QCommandLineParser &, const QStringList &,
+                    const ServerDatabase &location) {
+                     return admin(location, [](Admin &a) { return a.categoryList(); });
+                 }});
+
+    const QCommandLineOption category(QStringLiteral("category"),
+                                      CommandLine::tr("The activity's category."),
+                                      CommandLine::tr("CATEGORY"));
+    list.append({{QStringLiteral("activity"), QStringLiteral("add")},
+                 CommandLine::tr("NAME"),
+                 CommandLine::tr("Add an activity to a category (--category is required)."),
+                 {category},
+                 1,
+                 1,
+                 [=](const QCommandLineParser &parser, const QStringList &args,
+                     const ServerDatabase &location) {
+                     if (!parser.isSet(category))
+                         return usage(CommandLine::tr("\"activity add\" needs --category."));
+                     return admin(location, [&](Admin &a) {
+                         return a.activityAdd(args.at(0), parser.value(category));
+                     });
+                 }});
+    list.append({{QStringLiteral("activity"), QStringLiteral("rename")},
+                 CommandLine::tr("NAME NEW-NAME"),
+                 CommandLine::tr("Rename an activity."),
+                 {category},
+                 2,
+                 2,
+                 [=](const QCommandLineParser &parser, const QStringList &args,
+                     const ServerDatabase &location) {
+                     return admin(location, [&](Admin &a) {
+                         return a.activityRename(args.at(0), parser.value(category), args.at(1));
+                     });
+                 }});
+    list.append({{QStringLiteral("activity"), QStringLiteral("retire")},
+                 CommandLine::tr("NAME"),
+                 CommandLine::tr("Withdraw an activity; its tasks stay."),
+                 {category},
+                 1,
+                 1,
+                 [=](const QCommandLineParser &parser, const QStringList &args,
+                     const ServerDatabase &location) {
+                     return admin(location, [&](Admin &a) {
+                         return a.activityRetire(args.at(0), parser.value(category));
+                     });
+                 }});
+    list.append({{QStringLiteral("activity"), QStringLiteral("list")},
+                 QString(),
+                 CommandLine::tr("List the activities with their categories."),
+                 {},
+                 0,
+                 0,
+                 [](const QCommandLineParser &, const QStringList &,
+                    const ServerDatabase &location) {
+                     return admin(location, [](Admin &a) { return a.activityList(); });
+                 }});
+
+    const QCommandLineOption all(QStringLiteral("all"),
+                                 CommandLine::tr("Send to every user that is not disabled."));
+    list.append({{QStringLiteral("message"), QStringLiteral("send")},
+                 CommandLine::tr("USER TEXT | --all TEXT"),
+                 CommandLine::tr("Queue a message (rich text) until the user's next "
+                                 "synchronization."),
+                 {all},
+                 1,
+                 2,
+                 [=](const QCommandLineParser &parser, const QStringList &args,
+                     const ServerDatabase &location) {
+                     const bool everyone = parser.isSet(all);
+                     if (args.size() != (everyone ? 1 : 2))
+                         return usage(CommandLine::tr("\"message send\" takes a user and a text, "
+                                                      "or --all and a text."));
+                     const QStringList users
+                         = everyone ? QStringList() : QStringList{args.at(0)};
+                     return admin(location, [&](Admin &a) {
+                         return a.messageSend(users, args.constLast());
+                     });
+                 }});
+    list.append({{QStringLiteral("import")},
+                 CommandLine::tr("FILE"),
+                 CommandLine::tr("Add the categories and activities of a Quorvel data file "
+                                 "(quorvelqpe.dat) that the server lacks."),
+                 {},
+                 1,
+                 1,
+                 [](const QCommandLineParser &, const QStringList &args,
+                    const ServerDatabase &location) {
+                     return admin(location, [&](Admin &a) { return a.import(args.at(0)); });
+                 }});
+    list.append({{QStringLiteral("backup")},
+                 CommandLine::tr("FILE"),
+                 CommandLine::tr("Copy the SQLite database to a new FILE while the server "
+                                 "runs."),
+                 {},
+                 1,
+                 1,
+                 [](const QCommandLineParser &, const QStringList &args,
+                    const ServerDatabase &location) {
+                     return admin(location, [&](Admin &a) {
+                         return a.backup(args.at(0), location.isPostgres());
+                     });
+                 }});
+
+    const QCommandLineOption from(QStringLiteral("from"),
+                                  CommandLine::tr("First day of the period, YYYY-MM-DD."),
+                                  CommandLine::tr("DATE"));
+    const QCommandLineOption to(QStringLiteral("to"),
+                                CommandLine::tr("Last day of the period, YYYY-MM-DD."),
+                                CommandLine::tr("DATE"));
+    const QCommandLineOption user(QStringLiteral("user"),
+                                  CommandLine::tr("Only this user's tasks (default: the whole "
+                                                  "team)."),
+                                  CommandLine::tr("USER"));
+    const QCommandLineOption format(QStringLiteral("format"),
+                                    CommandLine::tr("html (default) or csv."),
+                                    CommandLine::tr("FORMAT"), QStringLiteral("html"));
+    const QCommandLineOption decimal(QStringLiteral("decimal"),
+                                     CommandLine::tr("Show time in decimal hours."));
+    const QCommandLineOption zero(QStringLiteral("zero"),
+                                  CommandLine::tr("Include activities with zero time."));
+    for (const bool summary : {true, false}) {
+        list.append({{QStringLiteral("report"),
+                      summary ? QStringLiteral("summary") : QStringLiteral("timesheet")},
+                     QString(),
+                     summary ? CommandLine::tr("The period summary, as the program's Report menu "
+                                               "shows it, for a user or the whole team.")
+                             : CommandLine::tr("The period time sheet, as the program's Report "
+                                               "menu shows it, for a user or the whole team."),
+                     {from, to, user, format, decimal, zero},
+                     0,
+                     0,
+                     [=](const QCommandLineParser &parser, const QStringList &,
+                         const ServerDatabase &location) {
+                         if (!parser.isSet(from) || !parser.isSet(to))
+                             return usage(CommandLine::tr("A report needs --from and --to."));
+                         QDate first, last;
+                         if (!parseDate(parser, from, &first) || !parseDate(parser, to, &last))
+                             return 2;
+                         const QString kind = parser.value(format);
+                         if (kind != QLatin1String("html") && kind != QLatin1String("csv"))
+                             return usage(CommandLine::tr("--format takes html or csv."));
+                         return admin(location, [&](Admin &a) {
+                             return a.report(summary ? Admin::ReportKind::Summary
+                                                     : Admin::ReportKind::TimeSheet,
+                                             first, last, parser.value(user),
+                                             kind == QLatin1String("csv")
+                                                 ? Admin::ReportFormat::Csv
+                                                 : Admin::ReportFormat::Html,
+                                             parser.isSet(decimal), parser.isSet(zero));
+                         });
+                     }});
+    }
+    return list;
+}
+
+QString overview(const QList<Command> &list)
+{
+    QString text = CommandLine::tr("Usage: quorvel-server [COMMAND] [OPTIONS]\n\n"
+                                   "The Quorvel group server. Without a command it runs the "
+                                   "server.\n\nCommands:\n");
+    for (const Command &command : list) {
+        QString synopsis = command.words.join(QLatin1Char(' '));
+        if (!command.arguments.isEmpty())
+            synopsis += QLatin1Char(' ') + command.arguments;
+        text += QStringLiteral("  %1\n      %2\n").arg(synopsis, command.description);
+    }
+    text += CommandLine::tr("\nEvery command takes --data FOLDER or --database URL, and --help "
+                            "for its own options.\n");
+    return text;
+}
+
+} // namespace
+
+CommandLine::CommandLine(const QStringList &arguments)
+    : m_arguments(arguments)
+{}
+
+int CommandLine::run()
+{
+    const QList<Command> list = commands();
+
+    // The command's words are the first arguments that are not options or option values.
+    QSet<QString> valueOptions;
+    for (const Command &command : list) {
+        for (const QCommandLineOption &option : command.options) {
+            if (!option.valueName().isEmpty())
+                valueOptions.insert(QStringLiteral("--") + option.names().constFirst());
+        }
+    }
+    valueOptions.insert(QStringLiteral("--data"));
+    valueOptions.insert(QStringLiteral("--database"));
+    QStringList words;
+    for (int i = 1; i < m_arguments.size() && words.size() < 2; ++i) {
+        const QString &arg = m_arguments.at(i);
+        if (arg == QLatin1String("--"))
+            break;
+        if (arg.startsWith(QLatin1Char('-'))) {
+            if (valueOptions.contains(arg))
+                ++i;
+            continue;
+        }
+        words.append(arg);
+    }
+
+    const Command *chosen = nullptr;
+    for (const Command &command : list) {
+        if (words.mid(0, command.words.size()) == command.words
+            && (!chosen || command.words.size() > chosen->words.size()))
+            chosen = &command;
+    }
+    const bool asksHelp = m_arguments.contains(QStringLiteral("--help"))
+                          || m_arguments.contains(QStringLiteral("-h"));
+    if (!chosen && words.isEmpty()) {
+        if (asksHelp) {
+            out() << overview(list);
+            out().flush();
+            return 0;
+        }
+        chosen = &list.first(); // serve
+    }
+    if (!chosen) {
+        return usage(tr("Unknown command: %1").arg(words.join(QLatin1Char(' '))));
+    }
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(chosen->description);
+    const QCommandLineOption data = dataOption();
+    const QCommandLineOption database = databaseOption();
+    parser.addOption(data);
+    parser.addOption(database);
+    parser.addOptions(chosen->options);
+    const QCommandLineOption help = parser.addHelpOption();
+    const QCommandLineOption version = parser.addVersionOption();
+    parser.addPositionalArgument(chosen->words.join(QLatin1Char(' ')), QString(),
+                                 chosen->words.join(QLatin1Char(' '))
+                                     + (chosen->arguments.isEmpty()
+                                            ? QString()
+                                            : QLatin1Char(' ') + chosen->arguments));
+    if (!parser.parse(m_arguments))
+        return usage(parser.errorText());
+    if (parser.isSet(help)) {
+        out() << parser.helpText();
+        out().flush();
+        return 0;
+    }
+    if (parser.isSet(version)) {
+        out() << QCoreApplication::applicationName() << ' '
+              << QCoreApplication::applicationVersion() << '\n';
+        out().flush();
+        return 0;
+    }
+    QStringList args = parser.positionalArguments();
+    // "serve" may be left out.
+    const int skip = args.mid(0, chosen->words.size()) == chosen->words
+                         ? int(chosen->words.size())
+                         : 0;
+    args = args.mid(skip);
+    if (args.size() < chosen->minArguments || args.size() > chosen->maxArguments) {
+        return usage(tr("Usage: quorvel-server %1 %2")
+                         .arg(chosen->words.join(QLatin1Char(' ')), chosen->arguments)
+                         .trimmed());
+    }
+
+    ServerDatabase location;
+    if (parser.isSet(data) && parser.isSet(database))
+        return usage(tr("Give either --data or --database, not both."));
+    if (parser.isSet(database)) {
+        QString error;
+        if (!ServerDatabase::fromUrl(parser.value(database), &location, &error))
+            return usage(error);
+    } else {
+        location = ServerDatabase::sqliteIn(parser.isSet(data)
+                                                ? parser.value(data)
+                                                : ServerDatabase::defaultDataFolder());
+    }
+    return chosen->run(parser, args, location);
+}

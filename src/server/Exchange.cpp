@@ -1,0 +1,1040 @@
+#include "Exchange.h"
+
+#include "Catalogue.h"
+#include "Passwords.h"
+#include "ServerDatabase.h"
+#include "StoredTime.h"
+
+#include "model/DocumentFormat.h"
+#include "platform/Clock.h"
+#include "sync/SyncProtocol.h"
+
+#include <QDateTime>
+#include <QHash>
+#include <QSet>
+
+#include <algorithm>
+#include <vector>
+
+namespace {
+
+// The document part of a refusal: the start and end markers around a version no reader
+// accepts.
+const char UnreadableDocument[] = "--start--\n0\n--end--\n";
+
+// How many tasks a notice names before it says how many more there are.
+constexpr int NamedTasksPerNotice = 10;
+
+// --- The request's document, as plain records ---------------------------------------------
+
+struct RequestTask
+{
+    int id = 0;
+    int activityPosition = -1;
+    qint64 start = 0;
+    qint64 stop = 0;
+    qint64 stamp = 0;
+    bool synchronised = false;
+};
+
+// Reads the device's document without building the program's objects and without dropping
+// anything, so that positions stay those the device counts; refuses lists beyond the limits
+// before they are built.
+class RequestDocument : public DocumentFormat::Sink
+{
+public:
+    explicit RequestDocument(const ExchangeLimits &limits)
+        : m_limits(limits)
+    {}
+
+    int nextIdValue = 0;
+    std::vector<DocumentFormat::CategoryRecord> categories;
+    std::vector<DocumentFormat::ActivityRecord> activities;
+    std::vector<RequestTask> tasks;
+    QList<int> deleted;
+    bool overLimit = false;
+
+    void nextId(int value) override { nextIdValue = value; }
+
+    bool count(List list, int count) override
+    {
+        int limit = 0;
+        switch (list) {
+        case List::Categories:
+            limit = m_limits.maxCategories;
+            break;
+        case List::Activities:
+            limit = m_limits.maxActivities;
+            break;
+        case List::Tasks:
+            limit = m_limits.maxTasks;
+            break;
+        case List::DeletedTaskIds:
+            limit = m_limits.maxDeletedIds;
+            break;
+        }
+        if (count > limit) {
+            overLimit = true;
+            return false;
+        }
+        if (list == List::Tasks && count > 0)
+            tasks.reserve(size_t(count));
+        return true;
+    }
+
+    bool category(const DocumentFormat::CategoryRecord &record) override
+    {
+        categories.push_back(record);
+        return true;
+    }
+
+    bool activity(const DocumentFormat::ActivityRecord &record) override
+    {
+        activities.push_back(record);
+        return true;
+    }
+
+    bool task(const DocumentFormat::TaskRecord &record) override
+    {
+        RequestTask task;
+        task.id = record.id;
+        task.activityPosition = record.activityPosition;
+        task.start = StoredTime::pack(record.start, false);
+        task.stop = StoredTime::pack(record.stop, false);
+        task.stamp = StoredTime::pack(record.stamp, true);
+        task.synchronised = record.synchronised;
+        tasks.push_back(task);
+        return true;
+    }
+
+    void deletedTaskIds(const QList<int> &ids) override { deleted = ids; }
+
+    bool isEmpty() const { return categories.empty() && activities.empty() && tasks.empty(); }
+    int records() const { return int(categories.size() + activities.size() + tasks.size()); }
+
+private:
+    const ExchangeLimits &m_limits;
+};
+
+// A task's meaningful content: what it is booked to and when. The shortcut slot and the
+// change stamp are the device's own business (a slot moving restamps a task).
+qint64 fingerprint(qint64 activityId, qint64 start, qint64 stop)
+{
+    quint64 hash = 14695981039346656037ULL;
+    for (const qint64 value : {activityId, start, stop}) {
+        for (int i = 0; i < 8; ++i) {
+            hash ^= (quint64(value) >> (8 * i)) & 0xff;
+            hash *= 1099511628211ULL;
+        }
+    }
+    return qint64(hash);
+}
+
+QString nowText()
+{
+    return Clock::now().toUTC().toString(Qt::ISODate);
+}
+
+qint64 nowSeconds()
+{
+    return Clock::now().toSecsSinceEpoch();
+}
+
+QString quoted(const QString &name)
+{
+    return QStringLiteral("\u201c%1\u201d").arg(name.toHtmlEscaped());
+}
+
+// --- Failed sign-ins ------------------------------------------------------------------------
+
+// Seconds until the subject may try again; 0 when it may now.
+int blockedSeconds(Sql &sql, const QString &subject)
+{
+    QSqlQuery *query = sql.run(
+        QStringLiteral("SELECT blocked_until FROM sign_in_failures WHERE subject = ?"), {subject});
+    if (!query)
+        return 0;
+    const qint64 until = query->next() ? query->value(0).toLongLong() : 0;
+    Sql::done(query);
+    return int(qMax<qint64>(0, until - nowSeconds()));
+}
+
+void recordFailure(Sql &sql, const QString &subject, int allowed, int windowSeconds)
+{
+    const qint64 now = nowSeconds();
+    Transaction transaction(sql);
+    if (!transaction.isOpen())
+        return;
+    // Forget old windows, so that the table stays small.
+    Sql::done(sql.run(QStringLiteral("DELETE FROM sign_in_failures WHERE window_start < ? AND "
+                                     "blocked_until < ?"),
+                      {now - windowSeconds, now}));
+    QSqlQuery *query = sql.run(
+        QStringLiteral("SELECT failures, window_start FROM sign_in_failures WHERE subject = ?"),
+        {subject});
+    if (!query)
+        return;
+    int failures = 0;
+    qint64 windowStart = now;
+    if (query->next()) {
+        failures = query->value(0).toInt();
+        windowStart = query->value(1).toLongLong();
+    }
+    Sql::done(query);
+    if (windowStart < now - windowSeconds) {
+        failures = 0;
+        windowStart = now;
+    }
+    ++failures;
+    const qint64 blockedUntil = failures >= allowed ? now + windowSeconds : 0;
+    Sql::done(sql.run(QStringLiteral("INSERT INTO sign_in_failures (subject, failures, "
+                                     "window_start, blocked_until) VALUES (?, ?, ?, ?) "
+                                     "ON CONFLICT (subject) DO UPDATE SET failures = "
+                                     "excluded.failures, window_start = excluded.window_start, "
+                                     "blocked_until = excluded.blocked_until"),
+                      {subject, failures, windowStart, blockedUntil}));
+    transaction.commit();
+}
+
+// --- The exchange proper ----------------------------------------------------------------------
+
+struct StoredTask
+{
+    qint64 activityId = 0;
+    qint64 start = 0;
+    qint64 stop = 0;
+    qint64 stamp = 0;
+    qint64 fingerprint = 0;
+    bool retired = false;
+    int version = 0;
+};
+
+struct SeenTask
+{
+    bool own = false;
+    qint64 fingerprint = 0;
+};
+
+// One exchange inside its transaction: the tasks taken in, the reply and the messages.
+class Session
+{
+    Q_DECLARE_TR_FUNCTIONS(Exchange)
+
+public:
+    Session(Sql &sql, qint64 userId, const RequestDocument &request)
+        : m_sql(sql)
+        , m_userId(userId)
+        , m_request(request)
+        , m_now(nowText())
+    {}
+
+    // False with *failure set to the member's message when the exchange cannot go on; false
+    // with an empty *failure when the database failed.
+    bool run(QString *failure);
+
+    qint64 device() const { return m_device; }
+    QByteArray replyDocument() const { return m_reply; }
+    QString messages() const { return m_messages; }
+    int recordsOut() const { return m_recordsOut; }
+
+private:
+    bool resolveDevice(QString *failure);
+    bool loadTasks();
+    qint64 catalogueActivityOf(int activityPosition, bool *ok);
+    bool takeTasks();
+    bool storeVersion(int id, const RequestTask &task, qint64 activityId, qint64 print,
+                      const StoredTask *stored);
+    bool retire(int id, const char *event);
+    bool see(int id, bool own, qint64 print);
+    bool unsee(int id);
+    bool buildReply();
+    void noticeCatalogueChanges();
+    bool takeQueuedMessages();
+    QString taskLine(const StoredTask &task) const;
+    QString summary() const;
+
+    Sql &m_sql;
+    qint64 m_userId;
+    const RequestDocument &m_request;
+    QString m_now;
+    Catalogue m_catalogue;
+    qint64 m_device = 0;
+    int m_replyNextId = 0;
+
+    QHash<int, StoredTask> m_stored;
+    QHash<int, SeenTask> m_seen;
+    // The device's activity positions that resolved to a catalogue activity by name.
+    QHash<int, qint64> m_byName;
+
+    QSet<int> m_listed;
+    int m_received = 0;
+    int m_deletedHere = 0;
+    QStringList m_newActivities;
+    QStringList m_newCategories;
+    QStringList m_notices;
+    QStringList m_deletedElsewhere;
+    QStringList m_changedElsewhere;
+    QString m_queued;
+
+    QByteArray m_reply;
+    QString m_messages;
+    int m_recordsOut = 0;
+    int m_sent = 0;
+};
+
+bool Session::run(QString *failure)
+{
+    failure->clear();
+    if (!m_catalogue.load(m_sql))
+        return false;
+    if (!resolveDevice(failure))
+        return false;
+    if (!loadTasks() || !takeTasks() || !buildReply() || !takeQueuedMessages())
+        return false;
+    noticeCatalogueChanges();
+
+    QString text = QStringLiteral("<p>%1</p>\n").arg(summary());
+    const auto taskNotice = [&](const QStringList &lines, const QString &one,
+                                const QString &many, const QString &advice) {
+        if (lines.isEmpty())
+            return;
+        text += QStringLiteral("<p>%1<br>\n")
+                    .arg(lines.size() == 1 ? one : many.arg(lines.size()));
+        for (int i = 0; i < qMin<int>(int(lines.size()), NamedTasksPerNotice); ++i)
+            text += lines.at(i) + QStringLiteral("<br>\n");
+        if (lines.size() > NamedTasksPerNotice)
+            text += tr("and %1 more").arg(lines.size() - NamedTasksPerNotice)
+                    + QStringLiteral("<br>\n");
+        text += advice + QStringLiteral("</p>\n");
+    };
+    taskNotice(m_deletedElsewhere, tr("A task was deleted on another computer and is still here:"),
+               tr("%1 tasks were deleted on another computer and are still here:"),
+               tr("Delete them here too."));
+    taskNotice(m_changedElsewhere,
+               tr("A task was changed on another computer; here it still shows as before:"),
+               tr("%1 tasks were changed on another computer; here they still show as before:"),
+               tr("The server keeps the newer version."));
+    if (!m_notices.isEmpty()) {
+        text += QStringLiteral("<p>") + m_notices.join(QStringLiteral("<br>\n"))
+                + QStringLiteral("<br>\n")
+                + tr("This computer keeps the names it has. To take over the server's list: "
+                     "synchronise, then choose Personal Mode and then Group Mode again in "
+                     "Settings \u2192 Operating Mode, and synchronise once more; your tasks "
+                     "come back from the server.")
+                + QStringLiteral("</p>\n");
+    }
+    m_messages = m_queued + text;
+    return true;
+}
+
+bool Session::resolveDevice(QString *failure)
+{
+    const qint64 next = m_request.nextIdValue;
+    // The block of the next id to be handed out, or of the last one handed out when the
+    // device has used its block up.
+    qint64 blockFirst = 0, blockLast = 0, blockUser = 0, blockDevice = 0;
+    bool found = false;
+    for (const qint64 probe : {next, next - 1}) {
+        QSqlQuery *query = m_sql.run(QStringLiteral("SELECT first_id, last_id, user_id, device_id "
+                                                    "FROM id_blocks WHERE first_id <= ? AND "
+                                                    "last_id >= ?"),
+                                     {probe, probe});
+        if (!query)
+            return false;
+        if (query->next()) {
+            found = true;
+            blockFirst = query->value(0).toLongLong();
+            blockLast = query->value(1).toLongLong();
+            blockUser = query->value(2).toLongLong();
+            blockDevice = query->value(3).toLongLong();
+        }
+        Sql::done(query);
+        if (found)
+            break;
+    }
+    Q_UNUSED(blockFirst);
+
+    bool newBlock = false;
+    if (found && blockUser == m_userId && blockDevice != 0) {
+        m_device = blockDevice;
+        newBlock = next > blockLast - Catalogue::BlockReserve;
+    } else if (found && !m_request.isEmpty()) {
+        // Another member's device, or a next id from the catalogue's range: its tasks are not
+        // this member's to take.
+        *failure = tr("This computer holds the data of another user ID. To synchronise as "
+                      "this user, choose Personal Mode and then Group Mode again in Settings "
+                      "\u2192 Operating Mode, which empties it, and synchronise again.");
+        return false;
+    } else {
+        QSqlQuery *query = m_sql.run(
+            QStringLiteral("INSERT INTO devices (user_id, created_at) VALUES (?, ?) RETURNING id"),
+            {m_userId, m_now});
+        if (!query || !query->next()) {
+            Sql::done(query);
+            return false;
+        }
+        m_device = query->value(0).toLongLong();
+        Sql::done(query);
+        newBlock = true;
+    }
+
+    m_replyNextId = int(next);
+    if (newBlock) {
+        qint64 first = 0, last = 0;
+        bool exhausted = false;
+        if (!Catalogue::allocateBlock(m_sql, m_userId, m_device, &first, &last, &exhausted)) {
+            if (exhausted)
+                *failure = tr("The server has no ids left to hand out. Please tell your team "
+                              "lead.");
+            return false;
+        }
+        m_replyNextId = int(first);
+    }
+    Sql::done(m_sql.run(QStringLiteral("UPDATE devices SET last_exchange_at = ? WHERE id = ?"),
+                        {m_now, m_device}));
+    return true;
+}
+
+bool Session::loadTasks()
+{
+    QSqlQuery *query = m_sql.run(QStringLiteral("SELECT id, activity_id, start_at, stop_at, "
+                                                "stamp, fingerprint, retired, version FROM tasks "
+                                                "WHERE user_id = ?"),
+                                 {m_userId});
+    if (!query)
+        return false;
+    while (query->next()) {
+        StoredTask task;
+        task.activityId = query->value(1).isNull() ? 0 : query->value(1).toLongLong();
+        task.start = query->value(2).toLongLong();
+        task.stop = query->value(3).toLongLong();
+        task.stamp = query->value(4).toLongLong();
+        task.fingerprint = query->value(5).toLongLong();
+        task.retired = query->value(6).toInt() != 0;
+        task.version = query->value(7).toInt();
+        m_stored.insert(query->value(0).toInt(), task);
+    }
+    Sql::done(query);
+    query = m_sql.run(
+        QStringLiteral("SELECT task_id, own, fingerprint FROM device_tasks WHERE device_id = ?"),
+        {m_device});
+    if (!query)
+        return false;
+    while (query->next())
+        m_seen.insert(query->value(0).toInt(),
+                      {query->value(1).toInt() != 0, query->value(2).toLongLong()});
+    Sql::done(query);
+    return true;
+}
+
+// The catalogue activity a task of the device is booked to: the one with the id of the
+// device's activity; else one of the same name (a withdrawn one is made when there is none,
+// so that the task keeps its booking); 0 for a task without an activity.
+qint64 Session::catalogueActivityOf(int position, bool *ok)
+{
+    *ok = true;
+    if (position < 0 || position >= int(m_request.activities.size()))
+        return 0;
+    const DocumentFormat::ActivityRecord &held = m_request.activities.at(size_t(position));
+    if (m_catalogue.activity(held.id))
+        return held.id;
+    const auto known = m_byName.constFind(position);
+    if (known != m_byName.constEnd())
+        return known.value();
+
+    QString categoryName;
+    const int categoryPosition = held.categoryPosition;
+    if (categoryPosition >= 0 && categoryPosition < int(m_request.categories.size()))
+        categoryName = m_request.categories.at(size_t(categoryPosition)).name;
+
+    qint64 id = 0;
+    for (const Catalogue::Activity &activity : std::as_const(m_catalogue.activities)) {
+        const Catalogue::Category *category = m_catalogue.category(activity.categoryId);
+        if (activity.name == held.name && (category ? category->name : QString()) == categoryName) {
+            id = activity.id;
+            break;
+        }
+    }
+    if (id == 0) {
+        // Made after the catalogue's counter is locked, so that another exchange making the
+        // same one at the same time is seen.
+        bool exhausted = false;
+        qint64 reserved = 0;
+        if (!Catalogue::allocateId(m_sql, &reserved, &exhausted) || !m_catalogue.load(m_sql)) {
+            *ok = false;
+            return 0;
+        }
+        for (const Catalogue::Activity &activity : std::as_const(m_catalogue.activities)) {
+            const Catalogue::Category *category = m_catalogue.category(activity.categoryId);
+            if (activity.name == held.name
+                && (category ? category->name : QString()) == categoryName) {
+                id = activity.id;
+                break;
+            }
+        }
+        if (id == 0) {
+            qint64 categoryId = 0;
+            if (!categoryName.isEmpty()) {
+                const Catalogue::Category *category = m_catalogue.categoryNamed(categoryName, true);
+                categoryId = category ? category->id
+                                      : Catalogue::addCategory(m_sql, categoryName, true, m_now);
+                if (categoryId == 0) {
+                    *ok = false;
+                    return 0;
+                }
+            }
+            id = Catalogue::addActivity(m_sql, held.name, categoryId, true, m_now);
+            if (id == 0 || !m_catalogue.load(m_sql)) {
+                *ok = false;
+                return 0;
+            }
+            m_notices.append(tr("The activity %1 is not on the server's list. Its tasks are kept "
+                                "under a withdrawn activity of that name; ask your team lead to "
+                                "add it.")
+                                 .arg(quoted(held.name)));
+        }
+    }
+    m_byName.insert(position, id);
+    return id;
+}
+
+bool Session::takeTasks()
+{
+    // The last of several tasks with one id stands, as it would on the device's next read.
+    QHash<int, int> lastOf;
+    for (int i = 0; i < int(m_request.tasks.size()); ++i)
+        lastOf.insert(m_request.tasks.at(size_t(i)).id, i);
+
+    for (int i = 0; i < int(m_request.tasks.size()); ++i) {
+        const RequestTask &task = m_request.tasks.at(size_t(i));
+        if (lastOf.value(task.id) != i)
+            continue;
+        m_listed.insert(task.id);
+        bool ok = true;
+        const qint64 activityId = catalogueActivityOf(task.activityPosition, &ok);
+        if (!ok)
+            return false;
+        const qint64 print = fingerprint(activityId, task.start, task.stop);
+        const auto stored = m_stored.constFind(task.id);
+        const StoredTask *storedTask = stored == m_stored.constEnd() ? nullptr : &stored.value();
+        const auto seen = m_seen.constFind(task.id);
+        const bool own = !task.synchronised;
+
+        if (seen != m_seen.constEnd() && seen->fingerprint == print) {
+            // Unchanged here since the device last sent or received it.
+            if (storedTask && storedTask->retired)
+                m_deletedElsewhere.append(taskLine(*storedTask));
+            else if (storedTask && storedTask->fingerprint != print)
+                m_changedElsewhere.append(taskLine(*storedTask));
+            if (seen->own != own && !see(task.id, own, print))
+                return false;
+            continue;
+        }
+        if (!storedTask || storedTask->retired || storedTask->fingerprint != print) {
+            if (!storeVersion(task.id, task, activityId, print, storedTask))
+                return false;
+            ++m_received;
+        }
+        if (!see(task.id, own, print))
+            return false;
+    }
+
+    QSet<int> deleted;
+    for (const int id : m_request.deleted) {
+        if (m_listed.contains(id) || deleted.contains(id))
+            continue;
+        deleted.insert(id);
+        const auto stored = m_stored.constFind(id);
+        if (stored != m_stored.constEnd() && !stored->retired) {
+            if (!retire(id, "deleted"))
+                return false;
+            ++m_deletedHere;
+        }
+        if (m_seen.contains(id) && !unsee(id))
+            return false;
+    }
+
+    // What the device held and no longer lists. A task it made itself was deleted there
+    // (the device records only the removal of tasks it received). A task it received was
+    // lost by going back to the file saved before an exchange, or by emptying the device: it
+    // is sent again. An emptied device deleted nothing.
+    const bool emptied = m_request.isEmpty();
+    const QList<int> seenIds = m_seen.keys();
+    for (const int id : seenIds) {
+        if (m_listed.contains(id) || deleted.contains(id))
+            continue;
+        const SeenTask seen = m_seen.value(id);
+        const auto stored = m_stored.constFind(id);
+        if (!emptied && seen.own && stored != m_stored.constEnd() && !stored->retired) {
+            if (!retire(id, "deleted"))
+                return false;
+            ++m_deletedHere;
+        }
+        if (!unsee(id))
+            return false;
+    }
+    for (const int id : std::as_const(deleted))
+        m_listed.insert(id); // never sent back
+    return true;
+}
+
+bool Session::storeVersion(int id, const RequestTask &task, qint64 activityId, qint64 print,
+                           const StoredTask *stored)
+{
+    const QVariant activity
+        = activityId ? QVariant(activityId) : QVariant(QMetaType::fromType<qint64>());
+    const int version = stored ? stored->version + 1 : 1;
+    const char *event = !stored ? "created" : stored->retired ? "restored" : "changed";
+    QSqlQuery *query = nullptr;
+    if (stored) {
+        query = m_sql.run(QStringLiteral("UPDATE tasks SET activity_id = ?, start_at = ?, "
+                                         "stop_at = ?, stamp = ?, fingerprint = ?, retired = 0, "
+                                         "version = ?, device_id = ?, updated_at = ? WHERE "
+                                         "user_id = ? AND id = ?"),
+                          {activity, task.start, task.stop, task.stamp, print, version, m_device,
+                           m_now, m_userId, id});
+    } else {
+        query = m_sql.run(QStringLiteral("INSERT INTO tasks (user_id, id, activity_id, start_at, "
+                                         "stop_at, stamp, fingerprint, retired, version, "
+                                         "device_id, updated_at) VALUES (?, ?, ?, ?, ?, ?, ?, 0, "
+                                         "?, ?, ?)"),
+                          {m_userId, id, activity, task.start, task.stop, task.stamp, print,
+                           version, m_device, m_now});
+    }
+    Sql::done(query);
+    if (!query)
+        return false;
+    query = m_sql.run(QStringLiteral("INSERT INTO task_history (user_id, task_id, version, event, "
+                                     "activity_id, start_at, stop_at, stamp, device_id, "
+                                     "recorded_at) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
+                      {m_userId, id, version, QString::fromLatin1(event), activity, task.start,
+                       task.stop, task.stamp, m_device, m_now});
+    Sql::done(query);
+    if (!query)
+        return false;
+    StoredTask now;
+    now.activityId = activityId;
+    now.start = task.start;
+    now.stop = task.stop;
+    now.stamp = task.stamp;
+    now.fingerprint = print;
+    now.version = version;
+    m_stored.insert(id, now);
+    return true;
+}
+
+bool Session::retire(int id, const char *event)
+{
+    StoredTask &task = m_stored[id];
+    const int version = task.version + 1;
+    QSqlQuery *query = m_sql.run(QStringLiteral("UPDATE tasks SET retired = 1, version = ?, "
+                                                "device_id = ?, updated_at = ? WHERE user_id = ? "
+                                                "AND id = ?"),
+                                 {version, m_device, m_now, m_userId, id});
+    Sql::done(query);
+    if (!query)
+        return false;
+    const QVariant activity = task.activityId ? QVariant(task.activityId)
+                                              : QVariant(QMetaType::fromType<qint64>());
+    query = m_sql.run(QStringLiteral("INSERT INTO task_history (user_id, task_id, version, event, "
+                                     "activity_id, start_at, stop_at, stamp, device_id, "
+                                     "recorded_at) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
+                      {m_userId, id, version, QString::fromLatin1(event), activity, task.start,
+                       task.stop, task.stamp, m_device, m_now});
+    Sql::done(query);
+    if (!query)
+        return false;
+    task.retired = true;
+    task.version = version;
+    return true;
+}
+
+bool Session::see(int id, bool own, qint64 print)
+{
+    QSqlQuery *query = m_sql.run(
+        QStringLiteral("INSERT INTO device_tasks (device_id, task_id, own, fingerprint) VALUES "
+                       "(?, ?, ?, ?) ON CONFLICT (device_id, task_id) DO UPDATE SET own = "
+                       "excluded.own, fingerprint = excluded.fingerprint"),
+        {m_device, id, own ? 1 : 0, print});
+    Sql::done(query);
+    if (!query)
+        return false;
+    m_seen.insert(id, {own, print});
+    return true;
+}
+
+bool Session::unsee(int id)
+{
+    QSqlQuery *query = m_sql.run(
+        QStringLiteral("DELETE FROM device_tasks WHERE device_id = ? AND task_id = ?"),
+        {m_device, id});
+    Sql::done(query);
+    if (!query)
+        return false;
+    m_seen.remove(id);
+    return true;
+}
+
+bool Session::buildReply()
+{
+    // What the device holds of the catalogue, by id, at the positions it counts.
+    QHash<qint64, int> heldCategories;
+    for (int i = int(m_request.categories.size()) - 1; i >= 0; --i)
+        heldCategories.insert(m_request.categories.at(size_t(i)).id, i);
+    QHash<qint64, int> heldActivities;
+    for (int i = int(m_request.activities.size()) - 1; i >= 0; --i)
+        heldActivities.insert(m_request.activities.at(size_t(i)).id, i);
+
+    // The member's tasks the device does not list, oldest first.
+    std::vector<std::pair<int, StoredTask>> tasks;
+    for (auto it = m_stored.constBegin(); it != m_stored.constEnd(); ++it) {
+        if (!it->retired && it->activityId != 0 && !m_listed.contains(it.key())
+            && m_catalogue.activity(it->activityId))
+            tasks.emplace_back(it.key(), it.value());
+    }
+    std::sort(tasks.begin(), tasks.end(), [](const auto &a, const auto &b) {
+        return a.second.start != b.second.start ? a.second.start < b.second.start
+                                                : a.first < b.first;
+    });
+
+    // The activities the device lacks: the team's active ones, and withdrawn ones that a
+    // task sent needs. Then the categories those and the team's active ones need.
+    QList<const Catalogue::Activity *> activities;
+    QSet<qint64> activitySent;
+    for (const Catalogue::Activity &activity : std::as_const(m_catalogue.activities)) {
+        if (!activity.retired && !heldActivities.contains(activity.id)) {
+            activities.append(&activity);
+            activitySent.insert(activity.id);
+        }
+    }
+    for (const auto &[id, task] : tasks) {
+        if (!heldActivities.contains(task.activityId) && !activitySent.contains(task.activityId)) {
+            activities.append(m_catalogue.activity(task.activityId));
+            activitySent.insert(task.activityId);
+        }
+    }
+    QList<const Catalogue::Category *> categories;
+    QSet<qint64> categorySent;
+    for (const Catalogue::Category &category : std::as_const(m_catalogue.categories)) {
+        if (!category.retired && !heldCategories.contains(category.id)) {
+            categories.append(&category);
+            categorySent.insert(category.id);
+        }
+    }
+    for (const Catalogue::Activity *activity : std::as_const(activities)) {
+        const Catalogue::Category *category = m_catalogue.category(activity->categoryId);
+        if (category && !heldCategories.contains(category->id)
+            && !categorySent.contains(category->id)) {
+            categories.append(category);
+            categorySent.insert(category->id);
+        }
+    }
+
+    const int deviceCategories = int(m_request.categories.size());
+    const int deviceActivities = int(m_request.activities.size());
+    QHash<qint64, int> categoryPosition = heldCategories;
+    QHash<qint64, int> activityPosition = heldActivities;
+
+    DocumentFormat::Writer out(256 + tasks.size() * 80 + activities.size() * 64);
+    out.begin(m_replyNextId);
+    out.count(categories.size());
+    for (int i = 0; i < categories.size(); ++i) {
+        const Catalogue::Category *category = categories.at(i);
+        categoryPosition.insert(category->id, deviceCategories + i);
+        out.category(int(category->id), category->name, category->retired);
+        if (!category->retired)
+            m_newCategories.append(category->name);
+    }
+    out.count(activities.size());
+    for (int i = 0; i < activities.size(); ++i) {
+        const Catalogue::Activity *activity = activities.at(i);
+        activityPosition.insert(activity->id, deviceActivities + i);
+        out.activity(int(activity->id), activity->name, activity->retired,
+                     activity->categoryId ? categoryPosition.value(activity->categoryId, -1) : -1);
+        if (!activity->retired)
+            m_newActivities.append(activity->name);
+    }
+    out.count(qsizetype(tasks.size()));
+    for (const auto &[id, task] : tasks) {
+        DocumentFormat::TaskRecord record;
+        record.id = id;
+        record.activityPosition = activityPosition.value(task.activityId, -1);
+        // No slot: the device's own tasks hold its buttons.
+        record.shortcut = 0;
+        record.start = StoredTime::unpack(task.start, false);
+        record.stop = StoredTime::unpack(task.stop, false);
+        record.stamp = StoredTime::unpack(task.stamp, true);
+        record.synchronised = true;
+        out.task(record);
+        if (!see(id, false, task.fingerprint))
+            return false;
+    }
+    // The server has taken the deleted ids.
+    out.end({});
+    m_reply = out.bytes();
+    m_sent = int(tasks.size());
+    m_recordsOut = int(categories.size() + activities.size()) + m_sent;
+    return true;
+}
+
+void Session::noticeCatalogueChanges()
+{
+    const auto categoryNameAt = [&](int position) -> const DocumentFormat::CategoryRecord * {
+        return position >= 0 && position < int(m_request.categories.size())
+                   ? &m_request.categories.at(size_t(position))
+                   : nullptr;
+    };
+    for (const DocumentFormat::CategoryRecord &held : m_request.categories) {
+        const Catalogue::Category *category = m_catalogue.category(held.id);
+        if (!category)
+            continue;
+        if (category->name != held.name)
+            m_notices.append(tr("The category %1 is now called %2.")
+                                 .arg(quoted(held.name), quoted(category->name)));
+        if (category->retired && !held.obsolete)
+            m_notices.append(tr("The category %1 has been withdrawn.")
+                                 .arg(quoted(category->name)));
+    }
+    for (const DocumentFormat::ActivityRecord &held : m_request.activities) {
+        const Catalogue::Activity *activity = m_catalogue.activity(held.id);
+        if (!activity)
+            continue;
+        if (activity->name != held.name)
+            m_notices.append(tr("The activity %1 is now called %2.")
+                                 .arg(quoted(held.name), quoted(activity->name)));
+        if (activity->retired && !held.obsolete)
+            m_notices.append(tr("The activity %1 has been withdrawn: please start no new tasks "
+                                "of it.")
+                                 .arg(quoted(activity->name)));
+        const DocumentFormat::CategoryRecord *heldCategory = categoryNameAt(held.categoryPosition);
+        const Catalogue::Category *category = m_catalogue.category(activity->categoryId);
+        if (category && (!heldCategory || heldCategory->id != category->id))
+            m_notices.append(tr("The activity %1 now belongs to the category %2.")
+                                 .arg(quoted(activity->name), quoted(category->name)));
+    }
+}
+
+bool Session::takeQueuedMessages()
+{
+    QSqlQuery *query = m_sql.run(QStringLiteral("SELECT id, body FROM messages WHERE user_id = ? "
+                                                "AND delivered_at IS NULL ORDER BY id"),
+                                 {m_userId});
+    if (!query)
+        return false;
+    qint64 last = 0;
+    while (query->next()) {
+        last = query->value(0).toLongLong();
+        QString body = query->value(1).toString();
+        if (!body.endsWith(QLatin1Char('\n')))
+            body += QLatin1Char('\n');
+        m_queued += body;
+    }
+    Sql::done(query);
+    if (last == 0)
+        return true;
+    query = m_sql.run(QStringLiteral("UPDATE messages SET delivered_at = ? WHERE user_id = ? AND "
+                                     "delivered_at IS NULL AND id <= ?"),
+                      {m_now, m_userId, last});
+    Sql::done(query);
+    return query != nullptr;
+}
+
+QString Session::taskLine(const StoredTask &task) const
+{
+    const Catalogue::Activity *activity = m_catalogue.activity(task.activityId);
+    const QString name = activity ? activity->name : QString();
+    const QDateTime start = StoredTime::unpack(task.start, false).toDateTime();
+    const QDateTime stop = StoredTime::unpack(task.stop, false).toDateTime();
+    QString when = start.isValid() ? start.toString(QStringLiteral("yyyy-MM-dd hh:mm")) : QString();
+    if (stop.isValid())
+        when += QStringLiteral("\u2013") + stop.toString(QStringLiteral("hh:mm"));
+    return QStringLiteral("%1 %2").arg(when, name.toHtmlEscaped());
+}
+
+QString Session::summary() const
+{
+    QStringList parts;
+    const auto count = [&](int n, const QString &one, const QString &many) {
+        if (n == 1)
+            parts.append(one);
+        else if (n > 1)
+            parts.append(many.arg(n));
+    };
+    count(m_received, tr("1 task received"), tr("%1 tasks received"));
+    count(m_deletedHere, tr("1 task deleted"), tr("%1 tasks deleted"));
+    count(m_sent, tr("1 task sent"), tr("%1 tasks sent"));
+    const auto names = [](const QStringList &list) {
+        QStringList escaped;
+        for (const QString &name : list)
+            escaped.append(name.toHtmlEscaped());
+        return escaped.join(QStringLiteral(", "));
+    };
+    if (m_newCategories.size() == 1)
+        parts.append(tr("1 new category: %1").arg(names(m_newCategories)));
+    else if (m_newCategories.size() > 1)
+        parts.append(tr("%1 new categories: %2")
+                         .arg(m_newCategories.size())
+                         .arg(names(m_newCategories)));
+    if (m_newActivities.size() == 1)
+        parts.append(tr("1 new activity: %1").arg(names(m_newActivities)));
+    else if (m_newActivities.size() > 1)
+        parts.append(tr("%1 new activities: %2")
+                         .arg(m_newActivities.size())
+                         .arg(names(m_newActivities)));
+    if (parts.isEmpty())
+        return tr("Up to date: nothing has changed since the last synchronization.");
+    return parts.join(QStringLiteral(", "));
+}
+
+} // namespace
+
+Exchange::Exchange(Sql &sql, Passwords &passwords, const ExchangeLimits &limits)
+    : m_sql(sql)
+    , m_passwords(passwords)
+    , m_limits(limits)
+{}
+
+ExchangeOutcome Exchange::refusal(int status, const QString &reason, const QString &message)
+{
+    ExchangeOutcome outcome;
+    outcome.status = status;
+    outcome.result = QStringLiteral("refused:") + reason;
+    outcome.body = SyncProtocol::buildReplyBody(
+        UnreadableDocument,
+        QStringLiteral("<p><b>%1</b></p>\n<p>%2</p>\n")
+            .arg(tr("The server refused this synchronization."), message));
+    return outcome;
+}
+
+ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
+{
+    const QString unreadable
+        = tr("The server could not read what this computer sent. Nothing was changed.");
+    SyncProtocol::RequestBody head;
+    if (!SyncProtocol::parseRequestBody(body, &head))
+        return refusal(400, QStringLiteral("malformed"), unreadable);
+    RequestDocument request(m_limits);
+    if (!DocumentFormat::read(body.data() + head.documentOffset,
+                              int(body.size() - head.documentOffset), request)) {
+        if (request.overLimit)
+            return refusal(413, QStringLiteral("too-large"),
+                           tr("This computer holds more records than the server takes in one "
+                              "synchronization. Nothing was changed."));
+        return refusal(400, QStringLiteral("malformed"), unreadable);
+    }
+    body = QByteArray();
+
+    const QString name = head.userId;
+    const QString unavailable
+        = tr("The server cannot reach its database just now. Nothing was changed; please try "
+             "again later.");
+    const QString userSubject = QStringLiteral("user:") + name;
+    const QString addressSubject = QStringLiteral("address:") + peer;
+
+    // Who is asking.
+    qint64 userId = 0;
+    QString storedHash;
+    bool disabled = false;
+    {
+        QSqlQuery *query = m_sql.run(
+            QStringLiteral("SELECT id, password_hash, disabled FROM users WHERE name = ?"), {name});
+        if (!query)
+            return refusal(503, QStringLiteral("database"), unavailable);
+        if (query->next()) {
+            userId = query->value(0).toLongLong();
+            storedHash = query->value(1).toString();
+            disabled = query->value(2).toInt() != 0;
+        }
+        Sql::done(query);
+    }
+    const int wait = qMax(blockedSeconds(m_sql, addressSubject),
+                          userId ? blockedSeconds(m_sql, userSubject) : 0);
+    if (wait > 0) {
+        const int minutes = (wait + 59) / 60;
+        ExchangeOutcome outcome = refusal(
+            429, QStringLiteral("rate-limited"),
+            minutes == 1 ? tr("Too many failed sign-ins. Please wait a minute and check the "
+                              "user ID and password in Settings \u2192 Operating Mode.")
+                         : tr("Too many failed sign-ins. Please wait %1 minutes and check the "
+                              "user ID and password in Settings \u2192 Operating Mode.")
+                               .arg(minutes));
+        outcome.user = name;
+        return outcome;
+    }
+    bool signedIn = false;
+    if (userId) {
+        signedIn = m_passwords.verify(name, head.password, storedHash);
+    } else {
+        m_passwords.verifyNothing(head.password);
+    }
+    if (!signedIn) {
+        recordFailure(m_sql, addressSubject, m_limits.failuresPerAddress,
+                      m_limits.failureWindowSeconds);
+        if (userId)
+            recordFailure(m_sql, userSubject, m_limits.failuresPerUser,
+                          m_limits.failureWindowSeconds);
+        ExchangeOutcome outcome
+            = refusal(403, QStringLiteral("wrong-credentials"),
+                      tr("The user ID or the password is wrong. Please check them in Settings "
+                         "\u2192 Operating Mode."));
+        outcome.user = name;
+        return outcome;
+    }
+    const QString disabledText = tr("Your user ID has been disabled on this server. Please ask "
+                                    "your team lead.");
+    if (disabled) {
+        ExchangeOutcome outcome = refusal(403, QStringLiteral("disabled"), disabledText);
+        outcome.user = name;
+        return outcome;
+    }
+
+    Transaction transaction(m_sql);
+    if (!transaction.isOpen())
+        return refusal(503, QStringLiteral("database"), unavailable);
+    // Every exchange of one member waits for the one before: two devices of one member, or
+    // two server processes, never interleave.
+    {
+        QSqlQuery *query = m_sql.run(
+            m_sql.isPostgres()
+                ? QStringLiteral("SELECT disabled, password_hash FROM users WHERE id = ? FOR UPDATE")
+                : QStringLiteral("SELECT disabled, password_hash FROM users WHERE id = ?"),
+            {userId});
+        if (!query || !query->next()) {
+            Sql::done(query);
+            return refusal(503, QStringLiteral("database"), unavailable);
+        }
+        const bool disabledNow = query->value(0).toInt() != 0;
+        const bool hashChanged = query->value(1).toString() != storedHash;
+        Sql::done(query);
+        if (disabledNow || hashChanged) {
+            ExchangeOutcome outcome = refusal(403, QStringLiteral("disabled"), disabledText);
+            outcome.user = name;
+            return outcome;
+        }
+    }
+
+    Session session(m_sql, userId, request);
+    QString failure;
+    if (!session.run(&failure)) {
+        ExchangeOutcome outcome = failure.isEmpty()
+                                      ? refusal(503, QStringLiteral("database"), unavailable)
+                                      : refusal(409, QStringLiteral("device"), failure);
+        outcome.user = name;
+        return outcome;
+    }
+    Sql::done(m_sql.run(QStringLiteral("UPDATE users SET last_exchange_at = ? WHERE id = ?"),
+                        {nowText(), userId}));
+    Sql::done(m_sql.run(QStringLiteral("DELETE FROM sign_in_failures WHERE subject = ?"),
+                        {userSubject}));
+    if (!transaction.commit())
+        return refusal(503, QStringLiteral("database"), unavailable);
+
+    ExchangeOutcome outcome;
+    outcome.body = SyncProtocol::buildReplyBody(session.replyDocument(), session.messages());
+    outcome.user = name;
+    outcome.device = session.device();
+    outcome.recordsIn = request.records();
+    outcome.recordsOut = session.recordsOut();
+    outcome.result = QStringLiteral("complete");
+    return outcome;
+}

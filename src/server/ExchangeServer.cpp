@@ -1,0 +1,608 @@
+#include "ExchangeServer.h"
+
+#include "sync/SyncProtocol.h"
+
+#include <QMetaObject>
+#include <QTcpSocket>
+#include <QThread>
+#include <QTimer>
+
+#include <cstdio>
+#include <unistd.h>
+
+namespace {
+
+// Request line and headers together; the program sends about a hundred bytes.
+constexpr qsizetype MaxHeadBytes = 16 * 1024;
+// How long a refused request's remaining body is still read, so that the peer sees the
+// reply rather than a reset connection.
+constexpr int DrainMs = 2000;
+
+QByteArray reasonPhrase(int status)
+{
+    switch (status) {
+    case 200:
+        return "OK";
+    case 400:
+        return "Bad Request";
+    case 403:
+        return "Forbidden";
+    case 404:
+        return "Not Found";
+    case 405:
+        return "Method Not Allowed";
+    case 408:
+        return "Request Timeout";
+    case 409:
+        return "Conflict";
+    case 411:
+        return "Length Required";
+    case 413:
+        return "Payload Too Large";
+    case 429:
+        return "Too Many Requests";
+    case 501:
+        return "Not Implemented";
+    case 503:
+        return "Service Unavailable";
+    default:
+        return "Error";
+    }
+}
+
+// A text for the log: quoted, with quotes, backslashes and control characters escaped, so that
+// a user id from the network cannot forge a log line.
+QString logText(const QString &text)
+{
+    QString out = QStringLiteral("\"");
+    for (const QChar c : text) {
+        if (c == QLatin1Char('"') || c == QLatin1Char('\\'))
+            out += QLatin1Char('\\') + c;
+        else if (c.unicode() < 32 || c.unicode() == 127)
+            out += QStringLiteral("\\x%1").arg(c.unicode(), 2, 16, QLatin1Char('0'));
+        else
+            out += c;
+    }
+    return out + QLatin1Char('"');
+}
+
+} // namespace
+
+// Carries out exchanges on a thread of its own, with a database connection of its own.
+class ExchangeWorker : public QObject
+{
+public:
+    ExchangeWorker(const ServerDatabase &database, Passwords &passwords,
+                   const ExchangeLimits &limits, int number)
+        : m_database(database)
+        , m_passwords(passwords)
+        , m_limits(limits)
+        , m_connectionName(QStringLiteral("quorvel-worker-%1").arg(number))
+    {}
+
+    ~ExchangeWorker() override { closeDatabase(); }
+
+    // On the worker's thread.
+    bool openDatabase(QString *error)
+    {
+        if (!m_database.open(m_connectionName, error))
+            return false;
+        m_sql = std::make_unique<Sql>(QSqlDatabase::database(m_connectionName, false));
+        m_exchange = std::make_unique<Exchange>(*m_sql, m_passwords, m_limits);
+        return true;
+    }
+
+    void closeDatabase()
+    {
+        if (!m_sql)
+            return;
+        m_exchange.reset();
+        m_sql.reset();
+        ServerDatabase::close(m_connectionName);
+    }
+
+    ExchangeOutcome process(QByteArray body, const QString &peer)
+    {
+        if (!m_exchange) {
+            QString error;
+            if (!openDatabase(&error)) {
+                return Exchange::refusal(503, QStringLiteral("database"),
+                                         Exchange::tr("The server cannot reach its database just "
+                                                      "now. Nothing was changed; please try "
+                                                      "again later."));
+            }
+        }
+        return m_exchange->run(std::move(body), peer);
+    }
+
+private:
+    ServerDatabase m_database;
+    Passwords &m_passwords;
+    ExchangeLimits m_limits;
+    QString m_connectionName;
+    std::unique_ptr<Sql> m_sql;
+    std::unique_ptr<Exchange> m_exchange;
+};
+
+// One client connection: reads the request head and body within the bounds, hands the body
+// to the server, writes the reply and closes.
+class ServerConnection : public QObject
+{
+public:
+    ServerConnection(QTcpSocket *socket, ExchangeServer *server)
+        : QObject(server)
+        , m_socket(socket)
+        , m_server(server)
+    {
+        socket->setParent(this);
+        m_peer = socket->peerAddress().toString();
+        m_deadline.setSingleShot(true);
+        connect(&m_deadline, &QTimer::timeout, this, &ServerConnection::timedOut);
+        m_deadline.start(server->m_options.requestTimeoutMs);
+        connect(socket, &QTcpSocket::readyRead, this, &ServerConnection::readMore);
+        connect(socket, &QTcpSocket::disconnected, this, &ServerConnection::peerClosed);
+        connect(socket, &QTcpSocket::bytesWritten, this, &ServerConnection::written);
+        readMore();
+    }
+
+    ~ServerConnection() override { m_server->releaseBuffer(m_reserved); }
+
+    QString peer() const { return m_peer; }
+    bool isIdle() const { return m_state == State::Head && m_head.isEmpty(); }
+
+    // The reply to a request handed over with its bytes.
+    void reply(const ExchangeOutcome &outcome)
+    {
+        if (m_state != State::Processing)
+            return;
+        sendReply(outcome.status, outcome.body);
+    }
+
+    // Closes a connection that has not begun a request, when the server stops.
+    void closeIdle()
+    {
+        if (isIdle())
+            finish();
+    }
+
+private:
+    enum class State { Head, Body, Processing, Writing, Draining, Done };
+
+    void readMore()
+    {
+        while (m_state == State::Head || m_state == State::Body || m_state == State::Draining) {
+            const qint64 available = m_socket->bytesAvailable();
+            if (available <= 0)
+                return;
+            if (m_state == State::Draining) {
+                m_socket->skip(available);
+                m_drained += available;
+                if (m_drained >= m_bodyLength)
+                    finishWriting();
+                return;
+            }
+            if (m_state == State::Head) {
+                const qint64 room = MaxHeadBytes - m_head.size();
+                const QByteArray bytes = m_socket->read(qMin<qint64>(available, room + 1));
+                m_head += bytes;
+                if (!takeHead())
+                    return;
+                continue;
+            }
+            // Body.
+            const qint64 wanted = m_bodyLength - m_body.size();
+            const QByteArray bytes = m_socket->read(qMin(available, wanted));
+            if (!m_server->reserveBuffer(bytes.size())) {
+                refuse(503, QStringLiteral("busy"),
+                       ExchangeServer::tr("The server is too busy just now. Nothing was "
+                                          "changed; please try again in a minute."));
+                return;
+            }
+            m_reserved += bytes.size();
+            m_body += bytes;
+            if (m_body.size() == m_bodyLength) {
+                m_state = State::Processing;
+                const qint64 reserved = m_reserved;
+                m_reserved = 0;
+                m_server->submit(this, std::move(m_body), reserved);
+                m_body = QByteArray();
+                return;
+            }
+        }
+    }
+
+    // Looks for the end of the head in what has come; false when it has not come yet or the
+    // request was refused.
+    bool takeHead()
+    {
+        qsizetype end = m_head.indexOf("\r\n\r\n");
+        qsizetype bodyStart = end + 4;
+        const qsizetype bare = m_head.indexOf("\n\n");
+        if (bare >= 0 && (end < 0 || bare < end)) {
+            end = bare;
+            bodyStart = bare + 2;
+        }
+        if (end < 0) {
+            if (m_head.size() > MaxHeadBytes)
+                refuse(400, QStringLiteral("malformed"),
+                       ExchangeServer::tr("The server could not read what this computer sent. "
+                                          "Nothing was changed."));
+            return false;
+        }
+        const QByteArray rest = m_head.mid(bodyStart);
+        const QList<QByteArray> lines = m_head.left(end).split('\n');
+        m_head.clear();
+
+        const QList<QByteArray> requestLine = lines.value(0).trimmed().split(' ');
+        const QString notUnderstood
+            = ExchangeServer::tr("This is a Quorvel group server; it understands only the "
+                                 "synchronization of the Quorvel program. Nothing was changed.");
+        if (requestLine.size() != 3 || !requestLine.at(2).startsWith("HTTP/1.")) {
+            refuse(400, QStringLiteral("malformed"), notUnderstood);
+            return false;
+        }
+        const QByteArray path = requestLine.at(1).split('?').value(0);
+        if (path != SyncProtocol::RequestPath) {
+            refuse(404, QStringLiteral("not-found"), notUnderstood);
+            return false;
+        }
+        if (requestLine.at(0) != "POST") {
+            refuse(405, QStringLiteral("method"), notUnderstood);
+            return false;
+        }
+        qint64 length = -1;
+        for (int i = 1; i < lines.size(); ++i) {
+            const QByteArray line = lines.at(i).trimmed();
+            const qsizetype colon = line.indexOf(':');
+            if (colon < 0)
+                continue;
+            const QByteArray name = line.left(colon).trimmed().toLower();
+            const QByteArray value = line.mid(colon + 1).trimmed();
+            if (name == "content-length") {
+                bool ok = false;
+                length = value.toLongLong(&ok);
+                if (!ok || length < 0) {
+                    refuse(400, QStringLiteral("malformed"), notUnderstood);
+                    return false;
+                }
+            } else if (name == "transfer-encoding") {
+                refuse(501, QStringLiteral("chunked"), notUnderstood);
+                return false;
+            }
+        }
+        if (length < 0) {
+            refuse(411, QStringLiteral("no-length"), notUnderstood);
+            return false;
+        }
+        m_bodyLength = length;
+        if (length > m_server->m_options.maxRequestBytes) {
+            m_drained = rest.size();
+            refuse(413, QStringLiteral("too-large"),
+                   ExchangeServer::tr("What this computer sent is larger than the server takes "
+                                      "(%1 MiB). Nothing was changed.")
+                       .arg(m_server->m_options.maxRequestBytes / (1024 * 1024)));
+            return false;
+        }
+        m_state = State::Body;
+        m_body.reserve(qMin<qint64>(length, 1024 * 1024));
+        if (!rest.isEmpty()) {
+            const QByteArray first = rest.left(length);
+            if (!m_server->reserveBuffer(first.size())) {
+                refuse(503, QStringLiteral("busy"),
+                       ExchangeServer::tr("The server is too busy just now. Nothing was "
+                                          "changed; please try again in a minute."));
+                return false;
+            }
+            m_reserved += first.size();
+            m_body += first;
+        }
+        if (m_body.size() == m_bodyLength) {
+            m_state = State::Processing;
+            const qint64 reserved = m_reserved;
+            m_reserved = 0;
+            m_server->submit(this, std::move(m_body), reserved);
+            m_body = QByteArray();
+            return false;
+        }
+        return true;
+    }
+
+    void refuse(int status, const QString &reason, const QString &message)
+    {
+        const ExchangeOutcome outcome = Exchange::refusal(status, reason, message);
+        m_server->log(QStringLiteral("request peer=%1 result=%2").arg(m_peer, outcome.result));
+        const bool bodyComing = m_state != State::Processing;
+        sendReply(status, outcome.body);
+        if (bodyComing && m_state == State::Writing) {
+            // Keep reading what the peer still sends, for a short while.
+            m_draining = true;
+        }
+    }
+
+    void sendReply(int status, const QByteArray &body)
+    {
+        m_body = QByteArray();
+        m_server->releaseBuffer(m_reserved);
+        m_reserved = 0;
+        QByteArray reply = "HTTP/1.0 " + QByteArray::number(status) + ' ' + reasonPhrase(status)
+                           + "\r\nContent-Type: text/plain; charset=utf-8\r\nContent-Length: "
+                           + QByteArray::number(body.size()) + "\r\nConnection: close\r\n\r\n";
+        reply += body;
+        m_state = State::Writing;
+        m_toWrite = reply.size();
+        m_deadline.start(m_server->m_options.requestTimeoutMs);
+        m_socket->write(reply);
+    }
+
+    void written(qint64 bytes)
+    {
+        m_toWrite -= bytes;
+        if (m_state == State::Writing && m_toWrite <= 0)
+            finishWriting();
+    }
+
+    void finishWriting()
+    {
+        if (m_draining && m_drained < m_bodyLength && m_state == State::Writing) {
+            // The reply is out; read the rest of the refused body for a moment.
+            m_state = State::Draining;
+            m_deadline.start(DrainMs);
+            readMore();
+            return;
+        }
+        m_socket->disconnectFromHost();
+        if (m_socket->state() == QAbstractSocket::UnconnectedState)
+            finish();
+    }
+
+    void timedOut()
+    {
+        switch (m_state) {
+        case State::Head:
+        case State::Body:
+            if (m_head.isEmpty() && m_body.isEmpty() && m_state == State::Head) {
+                // Sent nothing at all.
+                m_server->log(QStringLiteral("request peer=%1 result=refused:timeout").arg(m_peer));
+                finish();
+                return;
+            }
+            refuse(408, QStringLiteral("timeout"),
+                   ExchangeServer::tr("What this computer sent did not arrive in time. Nothing "
+                                      "was changed."));
+            m_draining = false;
+            return;
+        case State::Processing:
+            return;
+        case State::Writing:
+        case State::Draining:
+        case State::Done:
+            finish();
+            return;
+        }
+    }
+
+    void peerClosed()
+    {
+        // A peer that closes while its exchange is being carried out gets no reply; the
+        // exchange itself still completes.
+        if (m_state == State::Processing) {
+            m_peerGone = true;
+            return;
+        }
+        finish();
+    }
+
+    void finish()
+    {
+        if (m_state == State::Done)
+            return;
+        m_state = State::Done;
+        m_deadline.stop();
+        m_socket->disconnect(this);
+        m_socket->abort();
+        m_server->connectionFinished(this);
+        deleteLater();
+    }
+
+    QTcpSocket *m_socket;
+    ExchangeServer *m_server;
+    QString m_peer;
+    QTimer m_deadline;
+    State m_state = State::Head;
+    QByteArray m_head;
+    QByteArray m_body;
+    qint64 m_bodyLength = 0;
+    qint64 m_reserved = 0;
+    qint64 m_toWrite = 0;
+    qint64 m_drained = 0;
+    bool m_draining = false;
+    bool m_peerGone = false;
+};
+
+ExchangeServer::ExchangeServer(const ServerDatabase &database, const ServerOptions &options,
+                               QObject *parent)
+    : QObject(parent)
+    , m_database(database)
+    , m_options(options)
+{
+    m_listener.setMaxPendingConnections(options.maxConnections);
+    connect(&m_listener, &QTcpServer::newConnection, this, &ExchangeServer::acceptConnections);
+}
+
+ExchangeServer::~ExchangeServer()
+{
+    m_listener.close();
+    // Connections first: they tell the server when they go.
+    const QList<ServerConnection *> connections = findChildren<ServerConnection *>();
+    for (ServerConnection *connection : connections)
+        delete connection;
+    for (const auto &thread : m_threads) {
+        thread->quit();
+        thread->wait();
+    }
+}
+
+bool ExchangeServer::start(QString *error)
+{
+    for (int i = 0; i < qMax(1, m_options.workers); ++i) {
+        auto worker = std::make_unique<ExchangeWorker>(m_database, m_passwords, m_options.limits,
+                                                       i + 1);
+        auto thread = std::make_unique<QThread>();
+        thread->setObjectName(QStringLiteral("exchange worker %1").arg(i + 1));
+        ExchangeWorker *w = worker.get();
+        // Each worker opens its connection on its own thread, and closes it there.
+        bool opened = false;
+        QString openError;
+        connect(thread.get(), &QThread::finished, w, [w] { w->closeDatabase(); },
+                Qt::DirectConnection);
+        worker->moveToThread(thread.get());
+        thread->start();
+        QMetaObject::invokeMethod(
+            w, [w, &opened, &openError] { opened = w->openDatabase(&openError); },
+            Qt::BlockingQueuedConnection);
+        m_threads.push_back(std::move(thread));
+        m_workers.push_back(std::move(worker));
+        if (!opened) {
+            *error = openError;
+            return false;
+        }
+        m_idle.append(w);
+    }
+
+    bool activated = false;
+    // Socket activation: systemd hands the listening socket over as descriptor 3.
+    if (qgetenv("LISTEN_PID").toLongLong() == qint64(::getpid())
+        && qgetenv("LISTEN_FDS").toInt() >= 1) {
+        if (!m_listener.setSocketDescriptor(3)) {
+            *error = tr("The socket handed over by systemd cannot be used: %1")
+                         .arg(m_listener.errorString());
+            return false;
+        }
+        activated = true;
+    }
+    if (!activated && !m_listener.listen(m_options.address, m_options.port)) {
+        *error = tr("Cannot listen on %1:%2: %3")
+                     .arg(m_options.address.toString())
+                     .arg(m_options.port)
+                     .arg(m_listener.errorString());
+        return false;
+    }
+    log(QStringLiteral("listening on %1:%2, data in %3, %4 workers")
+            .arg(m_listener.serverAddress().toString())
+            .arg(m_listener.serverPort())
+            .arg(m_database.describe())
+            .arg(m_workers.size()));
+    return true;
+}
+
+void ExchangeServer::stop()
+{
+    if (m_stopping)
+        return;
+    m_stopping = true;
+    log(QStringLiteral("stopping: finishing %1 connection(s)").arg(m_connections));
+    m_listener.close();
+    const QList<ServerConnection *> connections = findChildren<ServerConnection *>();
+    for (ServerConnection *connection : connections)
+        connection->closeIdle();
+    checkStopped();
+}
+
+void ExchangeServer::acceptConnections()
+{
+    while (QTcpSocket *socket = m_listener.nextPendingConnection()) {
+        if (m_stopping || m_connections >= m_options.maxConnections) {
+            socket->abort();
+            socket->deleteLater();
+            continue;
+        }
+        ++m_connections;
+        new ServerConnection(socket, this);
+    }
+}
+
+void ExchangeServer::connectionFinished(ServerConnection *connection)
+{
+    Q_UNUSED(connection);
+    --m_connections;
+    checkStopped();
+}
+
+bool ExchangeServer::reserveBuffer(qint64 bytes)
+{
+    if (m_buffered + bytes > m_options.maxBufferedBytes)
+        return false;
+    m_buffered += bytes;
+    return true;
+}
+
+void ExchangeServer::submit(ServerConnection *connection, QByteArray body, qint64 reserved)
+{
+    Job job;
+    job.id = m_nextJob++;
+    job.connection = connection;
+    job.bytesIn = body.size();
+    job.body = std::move(body);
+    job.peer = connection->peer();
+    job.reserved = reserved;
+    job.clock.start();
+    m_queue.enqueue(std::move(job));
+    dispatch();
+}
+
+void ExchangeServer::dispatch()
+{
+    while (!m_idle.isEmpty() && !m_queue.isEmpty()) {
+        ExchangeWorker *worker = m_idle.takeFirst();
+        Job job = m_queue.dequeue();
+        const quint64 id = job.id;
+        QByteArray body = std::move(job.body);
+        const QString peer = job.peer;
+        job.body = QByteArray();
+        m_running.insert(id, std::move(job));
+        QMetaObject::invokeMethod(worker, [this, worker, id, body = std::move(body), peer]() mutable {
+            const ExchangeOutcome outcome = worker->process(std::move(body), peer);
+            QMetaObject::invokeMethod(this, [this, worker, id, outcome] {
+                jobDone(worker, id, outcome);
+            });
+        });
+    }
+}
+
+void ExchangeServer::jobDone(ExchangeWorker *worker, quint64 jobId, const ExchangeOutcome &outcome)
+{
+    Job job = m_running.take(jobId);
+    releaseBuffer(job.reserved);
+    m_idle.append(worker);
+    log(QStringLiteral("exchange user=%1 device=%2 records-in=%3 records-out=%4 bytes-in=%5 "
+                       "bytes-out=%6 ms=%7 result=%8 peer=%9")
+            .arg(logText(outcome.user))
+            .arg(outcome.device)
+            .arg(outcome.recordsIn)
+            .arg(outcome.recordsOut)
+            .arg(job.bytesIn)
+            .arg(outcome.body.size())
+            .arg(job.clock.elapsed())
+            .arg(outcome.result, job.peer));
+    if (job.connection)
+        job.connection->reply(outcome);
+    dispatch();
+    checkStopped();
+}
+
+void ExchangeServer::checkStopped()
+{
+    if (!m_stopping || m_stoppedSignalled || m_connections > 0 || !m_running.isEmpty()
+        || !m_queue.isEmpty())
+        return;
+    m_stoppedSignalled = true;
+    log(QStringLiteral("stopped"));
+    QMetaObject::invokeMethod(this, &ExchangeServer::stopped, Qt::QueuedConnection);
+}
+
+void ExchangeServer::log(const QString &line) const
+{
+    const QByteArray bytes = QStringLiteral("quorvel-server: %1\n").arg(line).toUtf8();
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stderr);
+    std::fflush(stderr);
+}
