@@ -184,6 +184,38 @@ int Admin::userList()
     return 0;
 }
 
+int Admin::userHistory(const QString &name)
+{
+    const qint64 id = userId(name);
+    if (id < 0)
+        return databaseFailed();
+    if (id == 0)
+        return fail(tr("There is no user %1.").arg(name));
+    Catalogue catalogue;
+    if (!catalogue.load(m_sql))
+        return databaseFailed();
+    QSqlQuery *query = m_sql.run(QStringLiteral("SELECT task_id, version, event, activity_id, "
+                                                "start_at, stop_at, recorded_at FROM task_history "
+                                                "WHERE user_id = ? ORDER BY task_id, seq"),
+                                 {id});
+    if (!query)
+        return databaseFailed();
+    const auto when = [](qint64 packed) {
+        const QDateTime moment = StoredTime::unpack(packed, false).toDateTime();
+        return moment.isValid() ? moment.toString(QStringLiteral("yyyy-MM-dd hh:mm")) : QString();
+    };
+    while (query->next()) {
+        const Catalogue::Activity *activity = catalogue.activity(query->value(3).toLongLong());
+        m_out << query->value(0).toLongLong() << '\t' << query->value(1).toInt() << '\t'
+              << query->value(2).toString() << '\t' << when(query->value(4).toLongLong()) << '\t'
+              << when(query->value(5).toLongLong()) << '\t'
+              << (activity ? activity->name : QString()) << '\t' << query->value(6).toString()
+              << '\n';
+    }
+    Sql::done(query);
+    return 0;
+}
+
 int Admin::categoryAdd(const QString &typed)
 {
     const QString name = checkedName(typed);

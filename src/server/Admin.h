@@ -23,6 +23,8 @@ public:
     int userPasswd(const QString &name, const QString &password);
     int userDisable(const QString &name, bool disabled);
     int userList();
+    // Every version and removal of the user's tasks the server has kept, oldest first.
+    int userHistory(const QString &name);
 
     int categoryAdd(const QString &name);
     int categoryRename(const QString &name, const QString &newName);

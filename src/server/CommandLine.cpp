@@ -340,6 +340,19 @@ QList<Command> commands()
                      return admin(location, [](Admin &a) { return a.userList(); });
                  }});
 
+    list.append({{QStringLiteral("user"), QStringLiteral("history")},
+                 CommandLine::tr("NAME"),
+                 CommandLine::tr("Every version and removal of the user's tasks, oldest first: "
+                                 "task id, version, event, start, stop, activity, time "
+                                 "recorded (UTC)."),
+                 {},
+                 1,
+                 1,
+                 [](const QCommandLineParser &, const QStringList &args,
+                    const ServerDatabase &location) {
+                     return admin(location, [&](Admin &a) { return a.userHistory(args.at(0)); });
+                 }});
+
     list.append({{QStringLiteral("category"), QStringLiteral("add")},
                  CommandLine::tr("NAME"),
                  CommandLine::tr("Add a category."),

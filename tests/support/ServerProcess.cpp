@@ -1,0 +1,277 @@
+#include "ServerProcess.h"
+
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+#include <QTcpServer>
+#include <QVersionNumber>
+
+#include <pwd.h>
+#include <signal.h>
+#include <unistd.h>
+
+namespace {
+
+quint16 freePort()
+{
+    QTcpServer probe;
+    probe.listen(QHostAddress::LocalHost, 0);
+    return probe.serverPort();
+}
+
+} // namespace
+
+PostgresCluster::PostgresCluster() = default;
+
+PostgresCluster::~PostgresCluster()
+{
+    if (m_running) {
+        int status = 0;
+        run(m_binDir + QStringLiteral("/pg_ctl"),
+            {QStringLiteral("-D"), m_root + QStringLiteral("/data"), QStringLiteral("-m"),
+             QStringLiteral("immediate"), QStringLiteral("-w"), QStringLiteral("stop")},
+            true, &status);
+    }
+    if (!m_root.isEmpty())
+        QDir(m_root).removeRecursively();
+}
+
+QString PostgresCluster::run(const QString &program, const QStringList &arguments, bool asOwner,
+                             int *status)
+{
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    // The tools look for their files relative to the current folder.
+    process.setWorkingDirectory(m_root);
+    if (asOwner && !m_owner.isEmpty()) {
+        process.start(QStringLiteral("runuser"),
+                      QStringList{QStringLiteral("-u"), m_owner, QStringLiteral("--"), program}
+                          + arguments);
+    } else {
+        process.start(program, arguments);
+    }
+    if (!process.waitForFinished(120000)) {
+        process.kill();
+        process.waitForFinished();
+        *status = -1;
+        return QStringLiteral("timed out: ") + QString::fromLocal8Bit(process.readAll());
+    }
+    *status = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    return QString::fromLocal8Bit(process.readAll());
+}
+
+bool PostgresCluster::start(QString *reason)
+{
+    // The newest installed server version.
+    QVersionNumber newest;
+    const QDir versions(QStringLiteral("/usr/lib/postgresql"));
+    for (const QString &entry : versions.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        const QVersionNumber version = QVersionNumber::fromString(entry);
+        if (QFile::exists(versions.filePath(entry + QStringLiteral("/bin/initdb")))
+            && version > newest) {
+            newest = version;
+            m_binDir = versions.filePath(entry + QStringLiteral("/bin"));
+        }
+    }
+    if (m_binDir.isEmpty()) {
+        *reason = QStringLiteral("PostgreSQL is not installed (Debian package postgresql): "
+                                 "no /usr/lib/postgresql/*/bin/initdb");
+        return false;
+    }
+
+    m_root = QDir::tempPath() + QStringLiteral("/quorvel-pg-%1-%2")
+                                    .arg(::getpid())
+                                    .arg(QDateTime::currentMSecsSinceEpoch());
+    QDir().mkpath(m_root);
+    // PostgreSQL refuses to run as root.
+    if (::geteuid() == 0) {
+        const passwd *nobody = ::getpwnam("nobody");
+        if (!nobody) {
+            *reason = QStringLiteral("running as root and there is no user nobody to run "
+                                     "PostgreSQL as");
+            return false;
+        }
+        m_owner = QStringLiteral("nobody");
+        if (::chown(QFile::encodeName(m_root).constData(), nobody->pw_uid, nobody->pw_gid) != 0) {
+            *reason = QStringLiteral("cannot hand %1 to nobody").arg(m_root);
+            return false;
+        }
+    }
+    QFile::setPermissions(m_root, QFileDevice::ReadOwner | QFileDevice::WriteOwner
+                                      | QFileDevice::ExeOwner | QFileDevice::ExeGroup
+                                      | QFileDevice::ExeOther);
+
+    int status = 0;
+    QString output = run(m_binDir + QStringLiteral("/initdb"),
+                         {QStringLiteral("-D"), m_root + QStringLiteral("/data"),
+                          QStringLiteral("-U"), QStringLiteral("quorvel"),
+                          QStringLiteral("--auth=trust"), QStringLiteral("-E"),
+                          QStringLiteral("UTF8"), QStringLiteral("--no-locale")},
+                         true, &status);
+    if (status != 0) {
+        *reason = QStringLiteral("initdb failed: ") + output;
+        return false;
+    }
+    m_port = freePort();
+    const QString options = QStringLiteral("-p %1 -k %2 -c listen_addresses=127.0.0.1 "
+                                           "-c max_connections=200 -c fsync=off")
+                                .arg(m_port)
+                                .arg(m_root);
+    output = run(m_binDir + QStringLiteral("/pg_ctl"),
+                 {QStringLiteral("-D"), m_root + QStringLiteral("/data"), QStringLiteral("-l"),
+                  m_root + QStringLiteral("/log"), QStringLiteral("-o"), options,
+                  QStringLiteral("-w"), QStringLiteral("start")},
+                 true, &status);
+    if (status != 0) {
+        QFile log(m_root + QStringLiteral("/log"));
+        log.open(QIODevice::ReadOnly);
+        *reason = QStringLiteral("pg_ctl start failed: ") + output
+                  + QString::fromLocal8Bit(log.readAll());
+        return false;
+    }
+    m_running = true;
+    return true;
+}
+
+QString PostgresCluster::createDatabase()
+{
+    const QString name = QStringLiteral("quorvel%1").arg(++m_databases);
+    int status = 0;
+    const QString output = run(m_binDir + QStringLiteral("/createdb"),
+                               {QStringLiteral("-h"), QStringLiteral("127.0.0.1"),
+                                QStringLiteral("-p"), QString::number(m_port),
+                                QStringLiteral("-U"), QStringLiteral("quorvel"), name},
+                               false, &status);
+    if (status != 0) {
+        qWarning("createdb failed: %s", qPrintable(output));
+        return QString();
+    }
+    return QStringLiteral("postgresql://quorvel@127.0.0.1:%1/%2").arg(m_port).arg(name);
+}
+
+ServerProcess::ServerProcess(const QStringList &storage)
+    : m_storage(storage)
+{}
+
+ServerProcess::~ServerProcess()
+{
+    if (m_process && m_process->state() != QProcess::NotRunning) {
+        m_process->kill();
+        m_process->waitForFinished();
+    }
+}
+
+QString ServerProcess::binary()
+{
+    return QStringLiteral(QUORVEL_SERVER_BINARY);
+}
+
+bool ServerProcess::start(const QStringList &extra)
+{
+    m_process = std::make_unique<QProcess>();
+    m_process->setProcessChannelMode(QProcess::SeparateChannels);
+    m_process->start(binary(), QStringList{QStringLiteral("serve")} + m_storage
+                                   + QStringList{QStringLiteral("--listen"),
+                                                 QStringLiteral("127.0.0.1:0")}
+                                   + extra);
+    if (!m_process->waitForStarted())
+        return false;
+    static const QRegularExpression listening(QStringLiteral("listening on 127\\.0\\.0\\.1:(\\d+)"));
+    QDeadlineTimer deadline(60000);
+    while (!deadline.hasExpired()) {
+        const QRegularExpressionMatch match = listening.match(log());
+        if (match.hasMatch()) {
+            m_port = quint16(match.captured(1).toUInt());
+            return true;
+        }
+        if (m_process->state() == QProcess::NotRunning)
+            break;
+        m_process->waitForReadyRead(100);
+    }
+    qWarning("quorvel-server did not start: %s", qPrintable(log()));
+    return false;
+}
+
+QString ServerProcess::address() const
+{
+    return QStringLiteral("127.0.0.1:%1").arg(m_port);
+}
+
+qint64 ServerProcess::pid() const
+{
+    return m_process ? m_process->processId() : 0;
+}
+
+qint64 ServerProcess::peakMemoryKiB() const
+{
+    QFile status(QStringLiteral("/proc/%1/status").arg(pid()));
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith("VmHWM:"))
+            return line.mid(6).trimmed().split(' ').value(0).toLongLong();
+    }
+    return -1;
+}
+
+bool ServerProcess::stop(int timeoutMs)
+{
+    if (!m_process || m_process->state() == QProcess::NotRunning)
+        return false;
+    ::kill(pid_t(m_process->processId()), SIGTERM);
+    if (!m_process->waitForFinished(timeoutMs)) {
+        m_process->kill();
+        m_process->waitForFinished();
+        return false;
+    }
+    log();
+    return m_process->exitStatus() == QProcess::NormalExit && m_process->exitCode() == 0;
+}
+
+QString ServerProcess::log()
+{
+    if (m_process)
+        m_log += m_process->readAllStandardError();
+    return QString::fromUtf8(m_log);
+}
+
+QStringList ServerProcess::exchangeLines()
+{
+    QStringList lines;
+    for (const QString &line : log().split(QLatin1Char('\n'))) {
+        if (line.startsWith(QStringLiteral("quorvel-server: exchange ")))
+            lines.append(line);
+    }
+    return lines;
+}
+
+ServerProcess::Result ServerProcess::admin(const QStringList &arguments,
+                                           const QByteArray &input) const
+{
+    QProcess process;
+    process.start(binary(), arguments + m_storage);
+    Result result;
+    if (!process.waitForStarted())
+        return result;
+    process.write(input);
+    process.closeWriteChannel();
+    if (!process.waitForFinished(120000)) {
+        process.kill();
+        process.waitForFinished();
+        return result;
+    }
+    result.status = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    result.out = QString::fromUtf8(process.readAllStandardOutput());
+    result.err = QString::fromUtf8(process.readAllStandardError());
+    return result;
+}
+
+bool ServerProcess::addUser(const QString &name, const QString &password) const
+{
+    const Result result
+        = admin({QStringLiteral("user"), QStringLiteral("add"), name}, password.toUtf8() + '\n');
+    if (result.status != 0)
+        qWarning("user add %s failed: %s", qPrintable(name), qPrintable(result.err));
+    return result.status == 0;
+}
