@@ -92,7 +92,8 @@ SyncOutcome synchronize(QuorvelMainWindow &window)
             return;
         }
         // Closed whatever it shows, so that a failure cannot leave the test waiting.
-        QTest::qWaitFor([&] { return isResult(sync->lblStatus->text()); }, 30000);
+        if (!QTest::qWaitFor([&] { return isResult(sync->lblStatus->text()); }, 30000))
+            qWarning("The exchange showed no result within 30 seconds");
         outcome.status = sync->lblStatus->text();
         outcome.messages = sync->txtMessages->toPlainText();
         outcome.colour = sync->lblStatus->palette().color(QPalette::Active, QPalette::Window);

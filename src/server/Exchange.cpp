@@ -272,6 +272,7 @@ private:
     QStringList m_newActivities;
     QStringList m_newCategories;
     QStringList m_notices;
+    QStringList m_unknownActivities;
     QStringList m_deletedElsewhere;
     QStringList m_changedElsewhere;
     QString m_queued;
@@ -295,25 +296,30 @@ bool Session::run(QString *failure)
 
     QString text = QStringLiteral("<p>%1</p>\n").arg(summary());
     const auto taskNotice = [&](const QStringList &lines, const QString &one,
-                                const QString &many, const QString &advice) {
+                                const QString &many, const QString &adviceOne,
+                                const QString &adviceMany) {
         if (lines.isEmpty())
             return;
-        text += QStringLiteral("<p>%1<br>\n")
-                    .arg(lines.size() == 1 ? one : many.arg(lines.size()));
+        const bool single = lines.size() == 1;
+        text += QStringLiteral("<p>%1<br>\n").arg(single ? one : many.arg(lines.size()));
         for (int i = 0; i < qMin<int>(int(lines.size()), NamedTasksPerNotice); ++i)
             text += lines.at(i) + QStringLiteral("<br>\n");
         if (lines.size() > NamedTasksPerNotice)
             text += tr("and %1 more").arg(lines.size() - NamedTasksPerNotice)
                     + QStringLiteral("<br>\n");
-        text += advice + QStringLiteral("</p>\n");
+        text += (single ? adviceOne : adviceMany) + QStringLiteral("</p>\n");
     };
     taskNotice(m_deletedElsewhere, tr("A task was deleted on another computer and is still here:"),
                tr("%1 tasks were deleted on another computer and are still here:"),
-               tr("Delete them here too."));
+               tr("Delete it here too."), tr("Delete them here too."));
     taskNotice(m_changedElsewhere,
-               tr("A task was changed on another computer; here it still shows as before:"),
-               tr("%1 tasks were changed on another computer; here they still show as before:"),
-               tr("The server keeps the newer version."));
+               tr("A task was changed on another computer and still shows here as it was. The "
+                  "server keeps the newer version:"),
+               tr("%1 tasks were changed on another computer and still show here as they were. "
+                  "The server keeps the newer versions:"),
+               tr("Edit it here to match."), tr("Edit them here to match."));
+    for (const QString &notice : std::as_const(m_unknownActivities))
+        text += QStringLiteral("<p>%1</p>\n").arg(notice);
     if (!m_notices.isEmpty()) {
         text += QStringLiteral("<p>") + m_notices.join(QStringLiteral("<br>\n"))
                 + QStringLiteral("<br>\n")
@@ -488,7 +494,7 @@ qint64 Session::catalogueActivityOf(int position, bool *ok)
                 *ok = false;
                 return 0;
             }
-            m_notices.append(tr("The activity %1 is not on the server's list. Its tasks are kept "
+            m_unknownActivities.append(tr("The activity %1 is not on the server's list. Its tasks are kept "
                                 "under a withdrawn activity of that name; ask your team lead to "
                                 "add it.")
                                  .arg(quoted(held.name)));

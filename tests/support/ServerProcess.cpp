@@ -115,9 +115,9 @@ bool PostgresCluster::start(QString *reason)
     }
     m_port = freePort();
     const QString options = QStringLiteral("-p %1 -k %2 -c listen_addresses=127.0.0.1 "
-                                           "-c max_connections=200 -c fsync=off")
+                                           "-c max_connections=200 -c fsync=%3")
                                 .arg(m_port)
-                                .arg(m_root);
+                                .arg(m_root, m_fsync ? QStringLiteral("on") : QStringLiteral("off"));
     output = run(m_binDir + QStringLiteral("/pg_ctl"),
                  {QStringLiteral("-D"), m_root + QStringLiteral("/data"), QStringLiteral("-l"),
                   m_root + QStringLiteral("/log"), QStringLiteral("-o"), options,
@@ -231,8 +231,12 @@ bool ServerProcess::stop(int timeoutMs)
 
 QString ServerProcess::log()
 {
-    if (m_process)
+    if (m_process) {
+        // Take what the pipe holds even without an event loop running.
+        while (m_process->state() == QProcess::Running && m_process->waitForReadyRead(20)) {
+        }
         m_log += m_process->readAllStandardError();
+    }
     return QString::fromUtf8(m_log);
 }
 

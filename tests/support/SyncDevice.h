@@ -1,0 +1,42 @@
+#pragma once
+
+#include "model/QuorvelDocument.h"
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QString>
+
+// A device talking to a group server at the level of the exchange: the request is built by the
+// program's own request builder and the reply read by its own parser, then taken in as the
+// program takes it in (appended to the document, the lists sorted), or dropped as the program
+// drops it when it goes back to the file saved before the exchange.
+class SyncDevice
+{
+public:
+    SyncDevice(const QString &address, const QString &user, const QString &password);
+
+    QString user;
+    QString password;
+    QuorvelDocument doc;
+
+    struct Reply
+    {
+        int status = 0;          // HTTP status; 0 when no reply came
+        bool finished = false;   // up to "--sync-end--"
+        bool readable = false;   // the document part reads
+        QByteArray document;     // the document part
+        QString messages;        // the personal messages, as sent (rich text)
+    };
+
+    // One exchange. With keep, a readable reply is taken in; otherwise the device stays as it
+    // was, as after the program's revert.
+    Reply exchange(bool keep = true);
+
+    Activity *activity(const QString &name) const;
+    // A stopped task of the named activity (or a running one for a null stop), with the next id.
+    QVTask *addTask(const QString &activity, const QDateTime &start, const QDateTime &stop);
+    QVTask *task(int id) const;
+
+private:
+    QString m_address;
+};

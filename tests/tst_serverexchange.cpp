@@ -1,0 +1,446 @@
+// The group server's side of the exchange, driven by devices that build their requests and
+// read the replies with the program's own code: several devices of one member, going back
+// after a failed exchange, another member's device, activities the server does not know,
+// failed sign-ins, and the blocks of ids the devices number their tasks from. Every case runs
+// with the server's data in SQLite and in PostgreSQL.
+
+#include "ServerProcess.h"
+#include "SyncDevice.h"
+#include "TestEnvironment.h"
+
+#include "platform/Clock.h"
+
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+const QString CatalogueSummary = QStringLiteral(
+    "2 new categories: Private, Work, 3 new activities: Coding, Design review, Garden");
+
+QString paragraph(const QString &text)
+{
+    return QStringLiteral("<p>%1</p>\n").arg(text);
+}
+
+QString upToDate()
+{
+    return paragraph(QStringLiteral("Up to date: nothing has changed since the last "
+                                    "synchronization."));
+}
+
+QString refusal(const QString &text)
+{
+    return QStringLiteral("<p><b>The server refused this synchronization.</b></p>\n<p>%1</p>\n")
+        .arg(text);
+}
+
+QDateTime at(int day, int hour, int minute)
+{
+    return QDateTime(QDate(2026, 11, day), QTime(hour, minute));
+}
+
+QStringList history(const ServerProcess &server, const QString &user)
+{
+    const ServerProcess::Result result
+        = server.admin({QStringLiteral("user"), QStringLiteral("history"), user});
+    QStringList lines;
+    for (const QString &line : result.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts))
+        lines << line.section(QLatin1Char('\t'), 0, 5);
+    return lines;
+}
+
+} // namespace
+
+class TestServerExchange : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase_data();
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void twoDevicesOfOneMember();
+    void changedOnAnotherDevice();
+    void revertedExchangeIsRepeated();
+    void anotherMembersDeviceIsRefused();
+    void unknownActivityKeptUnderWithdrawnOne();
+    void failedSignInsAreLimited();
+    void deviceKeepsItsBlocks();
+    void namesAreEscapedInMessages();
+    void unknownDeletedIdsAreTaken();
+
+private:
+    SyncDevice device(const QString &user = QStringLiteral("alice"))
+    {
+        return SyncDevice(m_server->address(), user, user + QStringLiteral("-secret"));
+    }
+    void admin(const QStringList &args)
+    {
+        const ServerProcess::Result result = m_server->admin(args);
+        QVERIFY2(result.status == 0, qPrintable(result.err));
+    }
+
+    PostgresCluster m_postgres;
+    QString m_postgresProblem;
+    QTemporaryDir m_folder;
+    std::unique_ptr<ServerProcess> m_server;
+    int m_sqliteFolders = 0;
+};
+
+void TestServerExchange::initTestCase_data()
+{
+    QTest::addColumn<QString>("backend");
+    QTest::newRow("sqlite") << "sqlite";
+    QTest::newRow("postgresql") << "postgresql";
+}
+
+void TestServerExchange::initTestCase()
+{
+    QVERIFY(m_folder.isValid());
+    if (!m_postgres.start(&m_postgresProblem)) {
+        qWarning("*** PostgreSQL could not be started, its cases are SKIPPED: %s",
+                 qPrintable(m_postgresProblem));
+        QVERIFY2(qEnvironmentVariableIsEmpty("QUORVEL_REQUIRE_POSTGRES"),
+                 qPrintable(m_postgresProblem));
+    }
+}
+
+void TestServerExchange::init()
+{
+    QFETCH_GLOBAL(QString, backend);
+    QStringList storage;
+    if (backend == QLatin1String("postgresql")) {
+        if (!m_postgres.isRunning())
+            QSKIP(qPrintable(QStringLiteral("PostgreSQL is not available: ") + m_postgresProblem));
+        const QString url = m_postgres.createDatabase();
+        QVERIFY(!url.isEmpty());
+        storage = QStringList{QStringLiteral("--database"), url};
+    } else {
+        storage = QStringList{QStringLiteral("--data"),
+                              m_folder.filePath(QString::number(++m_sqliteFolders))};
+    }
+    m_server = std::make_unique<ServerProcess>(storage);
+    QVERIFY(m_server->addUser(QStringLiteral("alice"), QStringLiteral("alice-secret")));
+    QVERIFY(m_server->addUser(QStringLiteral("bob"), QStringLiteral("bob-secret")));
+    admin({QStringLiteral("category"), QStringLiteral("add"), QStringLiteral("Work")});
+    admin({QStringLiteral("category"), QStringLiteral("add"), QStringLiteral("Private")});
+    admin({QStringLiteral("activity"), QStringLiteral("add"), QStringLiteral("Coding"),
+           QStringLiteral("--category"), QStringLiteral("Work")});
+    admin({QStringLiteral("activity"), QStringLiteral("add"), QStringLiteral("Design review"),
+           QStringLiteral("--category"), QStringLiteral("Work")});
+    admin({QStringLiteral("activity"), QStringLiteral("add"), QStringLiteral("Garden"),
+           QStringLiteral("--category"), QStringLiteral("Private")});
+    QVERIFY(m_server->start());
+}
+
+void TestServerExchange::cleanup()
+{
+    if (m_server) {
+        QVERIFY2(m_server->stop(), qPrintable(m_server->log()));
+        m_server.reset();
+    }
+}
+
+void TestServerExchange::twoDevicesOfOneMember()
+{
+    SyncDevice a = device();
+    SyncDevice::Reply reply = a.exchange();
+    QCOMPARE(reply.status, 200);
+    QVERIFY(reply.readable);
+    QCOMPARE(reply.messages, paragraph(CatalogueSummary));
+    QCOMPARE(a.doc.nextId, 1020000);
+    const int x = a.addTask(QStringLiteral("Coding"), at(20, 9, 0), at(20, 9, 30))->id;
+    QCOMPARE(x, 1020000);
+    QCOMPARE(a.exchange().messages, paragraph(QStringLiteral("1 task received")));
+
+    // The second device gets the first one's task, as a synchronised task without a button,
+    // and a block of ids of its own.
+    SyncDevice b = device();
+    reply = b.exchange();
+    QCOMPARE(reply.messages, paragraph(QStringLiteral("1 task sent, ") + CatalogueSummary));
+    QCOMPARE(b.doc.nextId, 1040000);
+    const QVTask *copy = b.task(x);
+    QVERIFY(copy);
+    QVERIFY(copy->synchronised);
+    QCOMPARE(copy->shortcut, 0);
+    QCOMPARE(copy->activityName(), QStringLiteral("Coding"));
+    QCOMPARE(copy->start(), at(20, 9, 0));
+    QCOMPARE(copy->stop(), at(20, 9, 30));
+    const int y = b.addTask(QStringLiteral("Garden"), at(20, 10, 0), at(20, 11, 0))->id;
+    QCOMPARE(y, 1040000);
+    QCOMPARE(b.exchange().messages, paragraph(QStringLiteral("1 task received")));
+    QCOMPARE(a.exchange().messages, paragraph(QStringLiteral("1 task sent")));
+    QVERIFY(a.task(y));
+
+    // The first device deletes its own task: it records no id for it, and the server sees it
+    // gone from the device that made it.
+    QVTask *own = a.task(x);
+    a.doc.removeTask(own);
+    delete own;
+    QVERIFY(a.doc.deletedTaskIds.isEmpty());
+    QCOMPARE(a.exchange().messages, paragraph(QStringLiteral("1 task deleted")));
+
+    // The other device cannot be told to drop its copy; it is told what to do.
+    QCOMPARE(b.exchange().messages,
+             upToDate()
+                 + QStringLiteral("<p>A task was deleted on another computer and is still "
+                                  "here:<br>\n2026-11-20 09:00\u201309:30 Coding<br>\nDelete it "
+                                  "here too.</p>\n"));
+    QVTask *stale = b.task(x);
+    b.doc.removeTask(stale);
+    delete stale;
+    QCOMPARE(b.doc.deletedTaskIds, QList<int>{x});
+    QCOMPARE(b.exchange().messages, upToDate());
+    QVERIFY(b.doc.deletedTaskIds.isEmpty());
+
+    QCOMPARE(history(*m_server, QStringLiteral("alice")),
+             QStringList({QStringLiteral("1020000\t1\tcreated\t2026-11-20 09:00\t2026-11-20 "
+                                         "09:30\tCoding"),
+                          QStringLiteral("1020000\t2\tdeleted\t2026-11-20 09:00\t2026-11-20 "
+                                         "09:30\tCoding"),
+                          QStringLiteral("1040000\t1\tcreated\t2026-11-20 10:00\t2026-11-20 "
+                                         "11:00\tGarden")}));
+    const QStringList lines = m_server->exchangeLines();
+    QCOMPARE(lines.size(), 8);
+    QVERIFY(lines.at(0).contains(QStringLiteral("device=1 ")));
+    QVERIFY(lines.at(2).contains(QStringLiteral("device=2 ")));
+    QVERIFY(lines.at(7).contains(QStringLiteral("device=2 ")));
+}
+
+void TestServerExchange::changedOnAnotherDevice()
+{
+    SyncDevice a = device();
+    a.exchange();
+    const int x = a.addTask(QStringLiteral("Coding"), at(20, 9, 0), at(20, 9, 30))->id;
+    a.exchange();
+    SyncDevice b = device();
+    b.exchange();
+
+    QVTask *copy = b.task(x);
+    Clock::setFixed(QDateTime(QDate(2026, 11, 21), QTime(12, 0, 5)));
+    copy->modified();
+    copy->setStop(at(20, 9, 45));
+    QCOMPARE(copy->modifiedTime, QDateTime(QDate(2026, 11, 21), QTime(12, 0, 5)));
+    QCOMPARE(b.exchange().messages, paragraph(QStringLiteral("1 task received")));
+
+    QCOMPARE(a.exchange().messages,
+             upToDate()
+                 + QStringLiteral("<p>A task was changed on another computer and still shows "
+                                  "here as it was. The server keeps the newer version:<br>\n"
+                                  "2026-11-20 09:00\u201309:45 Coding<br>\nEdit it here to "
+                                  "match.</p>\n"));
+    // Edited to match: nothing more to say, and no new version.
+    a.task(x)->setStop(at(20, 9, 45));
+    QCOMPARE(a.exchange().messages, upToDate());
+    QCOMPARE(history(*m_server, QStringLiteral("alice")),
+             QStringList({QStringLiteral("1020000\t1\tcreated\t2026-11-20 09:00\t2026-11-20 "
+                                         "09:30\tCoding"),
+                          QStringLiteral("1020000\t2\tchanged\t2026-11-20 09:00\t2026-11-20 "
+                                         "09:45\tCoding")}));
+    // A later change on the first device is again the truth.
+    a.task(x)->setStop(at(20, 10, 0));
+    QCOMPARE(a.exchange().messages, paragraph(QStringLiteral("1 task received")));
+    QCOMPARE(history(*m_server, QStringLiteral("alice")).constLast(),
+             QStringLiteral("1020000\t3\tchanged\t2026-11-20 09:00\t2026-11-20 10:00\tCoding"));
+}
+
+void TestServerExchange::revertedExchangeIsRepeated()
+{
+    // A device that goes back after its first exchange is still empty: it gets everything
+    // again.
+    SyncDevice a = device();
+    SyncDevice::Reply reply = a.exchange(false);
+    QCOMPARE(reply.messages, paragraph(CatalogueSummary));
+    QCOMPARE(a.doc.activities.size(), 0);
+    QCOMPARE(a.exchange().messages, paragraph(CatalogueSummary));
+    QCOMPARE(a.doc.activities.size(), 3);
+
+    SyncDevice b = device();
+    b.exchange();
+    const int y = b.addTask(QStringLiteral("Garden"), at(20, 10, 0), at(20, 11, 0))->id;
+    b.exchange();
+    // The task sent in an exchange the device went back from is sent again.
+    QCOMPARE(a.exchange(false).messages, paragraph(QStringLiteral("1 task sent")));
+    QVERIFY(!a.task(y));
+    QCOMPARE(a.exchange().messages, paragraph(QStringLiteral("1 task sent")));
+    QVERIFY(a.task(y));
+    QCOMPARE(a.exchange().messages, upToDate());
+
+    // A device's own task sent in an exchange it went back from stays its own.
+    const int z = a.addTask(QStringLiteral("Coding"), at(21, 8, 0), at(21, 8, 30))->id;
+    QCOMPARE(a.exchange(false).messages, paragraph(QStringLiteral("1 task received")));
+    QCOMPARE(a.exchange().messages, upToDate());
+    QVERIFY(a.task(z));
+    QCOMPARE(history(*m_server, QStringLiteral("alice")).size(), 2);
+}
+
+void TestServerExchange::anotherMembersDeviceIsRefused()
+{
+    SyncDevice a = device();
+    a.exchange();
+    a.addTask(QStringLiteral("Coding"), at(20, 9, 0), at(20, 9, 30));
+    a.exchange();
+
+    // The user id changed while the device still holds the first member's tasks.
+    a.user = QStringLiteral("bob");
+    a.password = QStringLiteral("bob-secret");
+    const int nextId = a.doc.nextId;
+    const SyncDevice::Reply reply = a.exchange();
+    QCOMPARE(reply.status, 409);
+    QVERIFY(reply.finished);
+    QVERIFY(!reply.readable);
+    QCOMPARE(reply.messages,
+             refusal(QStringLiteral("This computer holds the data of another user ID. To "
+                                    "synchronise as this user, choose Personal Mode and then "
+                                    "Group Mode again in Settings \u2192 Operating Mode, which "
+                                    "empties it, and synchronise again.")));
+    QCOMPARE(a.doc.nextId, nextId);
+    QVERIFY(history(*m_server, QStringLiteral("bob")).isEmpty());
+
+    // Emptied, as the change to group mode leaves it, it starts afresh for the other member.
+    SyncDevice emptied = device(QStringLiteral("bob"));
+    emptied.doc.nextId = nextId;
+    QCOMPARE(emptied.exchange().messages, paragraph(CatalogueSummary));
+    QCOMPARE(emptied.doc.nextId, 1040000);
+    QVERIFY(emptied.doc.tasks.isEmpty());
+}
+
+void TestServerExchange::unknownActivityKeptUnderWithdrawnOne()
+{
+    SyncDevice a = device();
+    a.exchange();
+    // An activity in a category of the device's own, as a data file edited elsewhere could
+    // bring.
+    auto *side = new ActivityCategory(a.doc.allocateId(), QStringLiteral("Side"), false);
+    a.doc.categories.append(side);
+    a.doc.activities.append(new Activity(a.doc.allocateId(), QStringLiteral("Skunkworks"), side,
+                                         false));
+    a.doc.categories.sort();
+    a.doc.activities.sort();
+    a.addTask(QStringLiteral("Skunkworks"), at(20, 14, 0), at(20, 16, 0));
+    QCOMPARE(a.exchange().messages,
+             paragraph(QStringLiteral("1 task received"))
+                 + paragraph(QStringLiteral(
+                     "The activity \u201cSkunkworks\u201d is not on the server's list. Its tasks "
+                     "are kept under a withdrawn activity of that name; ask your team lead to "
+                     "add it.")));
+    QCOMPARE(a.exchange().messages, upToDate());
+    const ServerProcess::Result activities
+        = m_server->admin({QStringLiteral("activity"), QStringLiteral("list")});
+    QCOMPARE(activities.out, QStringLiteral("Coding\tWork\nDesign review\tWork\nGarden\tPrivate\n"
+                                            "Skunkworks\tSide\twithdrawn\n"));
+
+    // Another device of the member gets the task with its withdrawn activity.
+    SyncDevice b = device();
+    QCOMPARE(b.exchange().messages, paragraph(QStringLiteral("1 task sent, ") + CatalogueSummary));
+    const Activity *skunkworks = b.activity(QStringLiteral("Skunkworks"));
+    QVERIFY(skunkworks);
+    QVERIFY(skunkworks->obsolete);
+    QVERIFY(skunkworks->category);
+    QCOMPARE(skunkworks->category->name, QStringLiteral("Side"));
+    QVERIFY(skunkworks->category->obsolete);
+    QCOMPARE(b.doc.tasks.size(), 1);
+
+    const ServerProcess::Result csv = m_server->admin(
+        {QStringLiteral("report"), QStringLiteral("summary"), QStringLiteral("--from"),
+         QStringLiteral("2026-11-20"), QStringLiteral("--to"), QStringLiteral("2026-11-20"),
+         QStringLiteral("--format"), QStringLiteral("csv")});
+    QCOMPARE(csv.out, QStringLiteral("Activity,Category,Minutes,Hours\r\n"
+                                     "Skunkworks,Side,120,2.0000\r\n"));
+}
+
+void TestServerExchange::failedSignInsAreLimited()
+{
+    SyncDevice wrong = device();
+    wrong.password = QStringLiteral("guess");
+    const QString wrongText = refusal(QStringLiteral(
+        "The user ID or the password is wrong. Please check them in Settings \u2192 Operating "
+        "Mode."));
+    for (int i = 0; i < 5; ++i) {
+        const SyncDevice::Reply reply = wrong.exchange();
+        QCOMPARE(reply.status, 403);
+        QCOMPARE(reply.messages, wrongText);
+    }
+    // Now even the right password is refused for a while.
+    SyncDevice a = device();
+    SyncDevice::Reply reply = a.exchange();
+    QCOMPARE(reply.status, 429);
+    QVERIFY(!reply.readable);
+    QCOMPARE(reply.messages,
+             refusal(QStringLiteral("Too many failed sign-ins. Please wait 15 minutes and check "
+                                    "the user ID and password in Settings \u2192 Operating "
+                                    "Mode.")));
+    QVERIFY(a.doc.activities.isEmpty());
+
+    // Another member from the same address is served, until the address has failed too often.
+    SyncDevice b = device(QStringLiteral("bob"));
+    QCOMPARE(b.exchange().status, 200);
+    SyncDevice stranger = device(QStringLiteral("mallory"));
+    for (int i = 0; i < 15; ++i) {
+        reply = stranger.exchange();
+        QCOMPARE(reply.status, 403);
+        QCOMPARE(reply.messages, wrongText);
+    }
+    QCOMPARE(b.exchange().status, 429);
+    QVERIFY(m_server->exchangeLines().constLast().contains(
+        QStringLiteral("user=\"bob\" device=0 records-in=0 records-out=0")));
+    QVERIFY(m_server->exchangeLines().constLast().contains(
+        QStringLiteral("result=refused:rate-limited")));
+}
+
+void TestServerExchange::deviceKeepsItsBlocks()
+{
+    SyncDevice a = device();
+    a.exchange();
+    QCOMPARE(a.doc.nextId, 1020000);
+    // Near the end of its block, the device is given the next free one.
+    a.doc.nextId = 1038500;
+    a.addTask(QStringLiteral("Coding"), at(20, 9, 0), at(20, 9, 30));
+    QCOMPARE(a.exchange().messages, paragraph(QStringLiteral("1 task received")));
+    QCOMPARE(a.doc.nextId, 1040000);
+    // Within it, its next id stays as it is.
+    a.addTask(QStringLiteral("Coding"), at(20, 10, 0), at(20, 10, 30));
+    a.exchange();
+    QCOMPARE(a.doc.nextId, 1040001);
+    // A block used up to its last id still tells which device it is.
+    a.doc.nextId = 1060000;
+    a.exchange();
+    QCOMPARE(a.doc.nextId, 1060000);
+    for (const QString &line : m_server->exchangeLines())
+        QVERIFY2(line.contains(QStringLiteral(" device=1 ")), qPrintable(line));
+    // Another device comes after them.
+    SyncDevice b = device();
+    b.exchange();
+    QCOMPARE(b.doc.nextId, 1080000);
+}
+
+void TestServerExchange::namesAreEscapedInMessages()
+{
+    admin({QStringLiteral("activity"), QStringLiteral("add"), QStringLiteral("<b>R&D</b>"),
+           QStringLiteral("--category"), QStringLiteral("Work")});
+    SyncDevice a = device();
+    QCOMPARE(a.exchange().messages,
+             paragraph(QStringLiteral("2 new categories: Private, Work, 4 new activities: "
+                                      "&lt;b&gt;R&amp;D&lt;/b&gt;, Coding, Design review, "
+                                      "Garden")));
+    QVERIFY(a.activity(QStringLiteral("<b>R&D</b>")));
+}
+
+void TestServerExchange::unknownDeletedIdsAreTaken()
+{
+    SyncDevice a = device();
+    a.exchange();
+    // Ids of tasks the server never had: taken, and the device's list emptied.
+    a.doc.deletedTaskIds = {77, 78};
+    QCOMPARE(a.exchange().messages, upToDate());
+    QVERIFY(a.doc.deletedTaskIds.isEmpty());
+    QVERIFY(history(*m_server, QStringLiteral("alice")).isEmpty());
+}
+
+QUORVEL_TEST_GUILESS_MAIN(TestServerExchange)
+
+#include "tst_serverexchange.moc"
