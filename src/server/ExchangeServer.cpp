@@ -284,7 +284,9 @@ private:
             return false;
         }
         m_state = State::Body;
-        m_body.reserve(qMin<qint64>(length, 1024 * 1024));
+        // Room for the whole body at once: memory is taken as the bytes arrive, and the buffer
+        // never has to grow by copying.
+        m_body.reserve(length);
         if (!rest.isEmpty()) {
             const QByteArray first = rest.left(length);
             if (!m_server->reserveBuffer(first.size())) {
