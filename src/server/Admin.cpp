@@ -87,14 +87,39 @@ qint64 Admin::userId(const QString &name, bool *disabled)
     return id;
 }
 
+int Admin::checkUser(const QString &name, bool exists)
+{
+    if (!exists && !isUserName(name))
+        return refuseUserName(name);
+    const qint64 id = userId(name.trimmed());
+    if (id < 0)
+        return databaseFailed();
+    if (exists && id == 0)
+        return fail(tr("There is no user %1.").arg(name));
+    if (!exists && id > 0)
+        return fail(tr("The user %1 already exists.").arg(name));
+    return 0;
+}
+
+bool Admin::isUserName(const QString &typed)
+{
+    const QString name = typed.trimmed();
+    return !name.isEmpty() && QuorvelDocument::cleanName(name) == name
+           && !QuorvelDocument::isReservedName(name);
+}
+
+int Admin::refuseUserName(const QString &typed)
+{
+    return fail(tr("\"%1\" cannot be a user ID: it must not be empty, hold line breaks or be "
+                   "one of the markers --sync--, --start-- and --end--.")
+                    .arg(typed));
+}
+
 int Admin::userAdd(const QString &typed, const QString &password)
 {
     const QString name = typed.trimmed();
-    if (name.isEmpty() || QuorvelDocument::cleanName(name) != name
-        || QuorvelDocument::isReservedName(name))
-        return fail(tr("\"%1\" cannot be a user ID: it must not be empty, hold line breaks or "
-                       "be one of the markers --sync--, --start-- and --end--.")
-                        .arg(typed));
+    if (!isUserName(typed))
+        return refuseUserName(typed);
     if (password.isEmpty() || password.trimmed() != password
         || QuorvelDocument::isReservedName(password) || password.contains(QLatin1Char('\n')))
         return fail(tr("This password cannot be used: it must not be empty, begin or end with a "

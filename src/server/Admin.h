@@ -19,6 +19,8 @@ class Admin
 public:
     Admin(Sql &sql, QTextStream &out, QTextStream &err);
 
+    // 0 when the user exists (or, with exists false, when it does not); else the refusal.
+    int checkUser(const QString &name, bool exists);
     int userAdd(const QString &name, const QString &password);
     int userPasswd(const QString &name, const QString &password);
     int userDisable(const QString &name, bool disabled);
@@ -59,6 +61,8 @@ public:
     static QString checkedName(const QString &typed);
 
 private:
+    static bool isUserName(const QString &typed);
+    int refuseUserName(const QString &typed);
     int fail(const QString &message);
     int databaseFailed();
     qint64 userId(const QString &name, bool *disabled = nullptr);

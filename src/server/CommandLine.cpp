@@ -288,10 +288,15 @@ QList<Command> commands()
                  1,
                  [](const QCommandLineParser &, const QStringList &args,
                     const ServerDatabase &location) {
-                     QString password;
-                     if (!readPassword(args.at(0), &password))
-                         return 1;
-                     return admin(location, [&](Admin &a) { return a.userAdd(args.at(0), password); });
+                     // Asked for only when it can be used.
+                     return admin(location, [&](Admin &a) {
+                         QString password;
+                         if (const int refused = a.checkUser(args.at(0), false))
+                             return refused;
+                         if (!readPassword(args.at(0), &password))
+                             return 1;
+                         return a.userAdd(args.at(0), password);
+                     });
                  }});
     list.append({{QStringLiteral("user"), QStringLiteral("passwd")},
                  CommandLine::tr("NAME"),
@@ -301,11 +306,14 @@ QList<Command> commands()
                  1,
                  [](const QCommandLineParser &, const QStringList &args,
                     const ServerDatabase &location) {
-                     QString password;
-                     if (!readPassword(args.at(0), &password))
-                         return 1;
-                     return admin(location,
-                                  [&](Admin &a) { return a.userPasswd(args.at(0), password); });
+                     return admin(location, [&](Admin &a) {
+                         QString password;
+                         if (const int refused = a.checkUser(args.at(0), true))
+                             return refused;
+                         if (!readPassword(args.at(0), &password))
+                             return 1;
+                         return a.userPasswd(args.at(0), password);
+                     });
                  }});
     list.append({{QStringLiteral("user"), QStringLiteral("disable")},
                  CommandLine::tr("NAME"),
@@ -630,10 +638,18 @@ int CommandLine::run()
                                      + (chosen->arguments.isEmpty()
                                             ? QString()
                                             : QLatin1Char(' ') + chosen->arguments));
-    if (!parser.parse(m_arguments))
+    // The usage line names the program, not the path it was started by.
+    QStringList arguments = m_arguments;
+    if (!arguments.isEmpty())
+        arguments.first() = QStringLiteral("quorvel-server");
+    if (!parser.parse(arguments))
         return usage(parser.errorText());
     if (parser.isSet(help)) {
-        out() << parser.helpText();
+        QString text = parser.helpText();
+        if (!m_arguments.isEmpty())
+            text.replace(text.indexOf(m_arguments.first()), m_arguments.first().size(),
+                         QStringLiteral("quorvel-server"));
+        out() << text;
         out().flush();
         return 0;
     }

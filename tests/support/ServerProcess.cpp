@@ -254,7 +254,7 @@ ServerProcess::Result ServerProcess::admin(const QStringList &arguments,
                                            const QByteArray &input) const
 {
     QProcess process;
-    process.start(binary(), arguments + m_storage);
+    process.start(binary(), m_storage + arguments);
     Result result;
     if (!process.waitForStarted())
         return result;

@@ -1,0 +1,430 @@
+// The group server's command line: help for every command, the team lead's commands and
+// their refusals, import and backup, a listening socket handed over by systemd, and SIGTERM
+// while an exchange is under way.
+
+#include "ServerProcess.h"
+#include "SyncDevice.h"
+#include "TestEnvironment.h"
+
+#include "model/QuorvelDocument.h"
+
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QtTest>
+
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
+
+namespace {
+
+QStringList words(const char *text)
+{
+    return QString::fromUtf8(text).split(QLatin1Char(' '));
+}
+
+} // namespace
+
+class TestServerAdmin : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+
+    void helpForEveryCommand_data();
+    void helpForEveryCommand();
+    void badUsage_data();
+    void badUsage();
+    void usersAndPasswords();
+    void catalogue();
+    void importSeedsCatalogue();
+    void backupCopiesDatabase();
+    void messagesToEveryone();
+    void reportRefusals();
+    void socketHandedOverBySystemd();
+    void sigtermFinishesExchangeUnderWay();
+
+private:
+    ServerProcess::Result run(const QStringList &args, const QByteArray &input = QByteArray())
+    {
+        return m_server->admin(args, input);
+    }
+    void ok(const char *command, const QString &expected)
+    {
+        const ServerProcess::Result result = run(words(command));
+        QCOMPARE(result.err, QString());
+        QCOMPARE(result.out, expected);
+        QCOMPARE(result.status, 0);
+    }
+    void refused(const QStringList &args, const QString &expected, int status = 1)
+    {
+        const ServerProcess::Result result = run(args);
+        QCOMPARE(result.out, QString());
+        QCOMPARE(result.err, expected);
+        QCOMPARE(result.status, status);
+    }
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+    std::unique_ptr<ServerProcess> m_server;
+};
+
+void TestServerAdmin::init()
+{
+    m_folder = std::make_unique<QTemporaryDir>();
+    m_server = std::make_unique<ServerProcess>(
+        QStringList{QStringLiteral("--data"), m_folder->filePath(QStringLiteral("data"))});
+}
+
+void TestServerAdmin::helpForEveryCommand_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<QString>("arguments");
+    const std::pair<const char *, const char *> commands[] = {
+        {"serve", ""},
+        {"user add", " NAME"},
+        {"user passwd", " NAME"},
+        {"user disable", " NAME"},
+        {"user enable", " NAME"},
+        {"user list", ""},
+        {"user history", " NAME"},
+        {"category add", " NAME"},
+        {"category rename", " NAME NEW-NAME"},
+        {"category retire", " NAME"},
+        {"category list", ""},
+        {"activity add", " NAME"},
+        {"activity rename", " NAME NEW-NAME"},
+        {"activity retire", " NAME"},
+        {"activity list", ""},
+        {"message send", " USER TEXT | --all TEXT"},
+        {"import", " FILE"},
+        {"backup", " FILE"},
+        {"report summary", ""},
+        {"report timesheet", ""},
+    };
+    for (const auto &[command, arguments] : commands)
+        QTest::newRow(command) << QString::fromUtf8(command) << QString::fromUtf8(arguments);
+}
+
+void TestServerAdmin::helpForEveryCommand()
+{
+    QFETCH(QString, command);
+    QFETCH(QString, arguments);
+    const ServerProcess::Result result
+        = run(command.split(QLatin1Char(' ')) + QStringList{QStringLiteral("--help")});
+    QCOMPARE(result.status, 0);
+    QCOMPARE(result.out.section(QLatin1Char('\n'), 0, 0),
+             QStringLiteral("Usage: quorvel-server [options] ") + command + arguments);
+    QVERIFY(result.out.contains(QStringLiteral("--data <FOLDER>")));
+    const ServerProcess::Result overview = run({QStringLiteral("--help")});
+    QCOMPARE(overview.status, 0);
+    QVERIFY(overview.out.contains(QStringLiteral("\n  ") + command + arguments + QLatin1Char('\n')));
+}
+
+void TestServerAdmin::badUsage_data()
+{
+    QTest::addColumn<QStringList>("args");
+    QTest::addColumn<QString>("message");
+    const QString tryHelp = QStringLiteral("Try \"quorvel-server --help\".\n");
+    QTest::newRow("unknown command") << words("frobnicate")
+                                     << QStringLiteral("Unknown command: frobnicate\n") + tryHelp;
+    QTest::newRow("missing name") << words("user add")
+                                  << QStringLiteral("Usage: quorvel-server user add NAME\n")
+                                         + tryHelp;
+    QTest::newRow("activity without category")
+        << words("activity add Coding")
+        << QStringLiteral("\"activity add\" needs --category.\n") + tryHelp;
+    QTest::newRow("bad date")
+        << words("report summary --from 2026-13-01 --to 2026-12-01")
+        << QStringLiteral("--from 2026-13-01 is not a date: write it as YYYY-MM-DD, for instance "
+                          "2026-11-21.\n")
+               + tryHelp;
+    QTest::newRow("no period") << words("report timesheet --to 2026-12-01")
+                               << QStringLiteral("A report needs --from and --to.\n") + tryHelp;
+    QTest::newRow("bad format")
+        << words("report summary --from 2026-11-01 --to 2026-12-01 --format xml")
+        << QStringLiteral("--format takes html or csv.\n") + tryHelp;
+    QTest::newRow("both stores")
+        << words("user list --database postgresql://a@b/c")
+        << QStringLiteral("Give either --data or --database, not both.\n") + tryHelp;
+    QTest::newRow("bad listen") << words("serve --listen nowhere")
+                                << QStringLiteral("--listen nowhere is not an address and port: "
+                                                  "write it as ADDRESS:PORT, for instance "
+                                                  "127.0.0.1:8080 or 0.0.0.0:8080.\n")
+                                       + tryHelp;
+    QTest::newRow("message without text")
+        << words("message send --all")
+        << QStringLiteral("Usage: quorvel-server message send USER TEXT | --all TEXT\n") + tryHelp;
+}
+
+void TestServerAdmin::badUsage()
+{
+    QFETCH(QStringList, args);
+    QFETCH(QString, message);
+    refused(args, message, 2);
+}
+
+void TestServerAdmin::usersAndPasswords()
+{
+    QCOMPARE(run(words("user add alice"), "s3cret word\n").out,
+             QStringLiteral("Added the user alice.\n"));
+    refused(words("user add alice"), QStringLiteral("The user alice already exists.\n"));
+    const QString badPassword = QStringLiteral(
+        "This password cannot be used: it must not be empty, begin or end with a blank (the "
+        "program drops those), or be a marker of the format.\n");
+    for (const QByteArray &password : {QByteArray(" padded\n"), QByteArray("\n"),
+                                       QByteArray("--sync--\n")}) {
+        const ServerProcess::Result result = run(words("user add bob"), password);
+        QCOMPARE(result.err, badPassword);
+        QCOMPARE(result.status, 1);
+    }
+    const ServerProcess::Result none = run(words("user add bob"));
+    QCOMPARE(none.err, QStringLiteral("No password on standard input.\n"));
+    QCOMPARE(none.status, 1);
+    refused(words("user add -- --end--"),
+            QStringLiteral("\"--end--\" cannot be a user ID: it must not be empty, hold line "
+                           "breaks or be one of the markers --sync--, --start-- and --end--.\n"));
+    refused(words("user passwd nobody"), QStringLiteral("There is no user nobody.\n"));
+    refused(words("user disable nobody"), QStringLiteral("There is no user nobody.\n"));
+    ok("user list", QStringLiteral("alice\tenabled\t0 tasks\tnever synchronized\n"));
+    ok("user disable alice", QStringLiteral("Disabled the user alice.\n"));
+    ok("user list", QStringLiteral("alice\tdisabled\t0 tasks\tnever synchronized\n"));
+    ok("user enable alice", QStringLiteral("Enabled the user alice.\n"));
+
+    // Kept as an Argon2id hash, never as typed.
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"),
+                                                    QStringLiteral("check"));
+        db.setDatabaseName(m_folder->filePath(QStringLiteral("data/quorvel-server.sqlite")));
+        QVERIFY(db.open());
+        QSqlQuery query(db);
+        QVERIFY(query.exec(QStringLiteral("SELECT password_hash FROM users")));
+        QVERIFY(query.next());
+        const QString hash = query.value(0).toString();
+        QVERIFY2(hash.startsWith(QStringLiteral("$argon2id$")), qPrintable(hash));
+        QVERIFY(!hash.contains(QStringLiteral("s3cret")));
+        db.close();
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("check"));
+
+    QVERIFY(m_server->start());
+    SyncDevice device(m_server->address(), QStringLiteral("alice"), QStringLiteral("s3cret word"));
+    QCOMPARE(device.exchange().status, 200);
+    QCOMPARE(run(words("user passwd alice"), "new one\n").out,
+             QStringLiteral("Changed the password of alice.\n"));
+    QCOMPARE(device.exchange().status, 403);
+    device.password = QStringLiteral("new one");
+    QCOMPARE(device.exchange().status, 200);
+    QVERIFY(m_server->stop());
+}
+
+void TestServerAdmin::catalogue()
+{
+    ok("category add Work", QStringLiteral("Added the category Work.\n"));
+    refused(words("category add Work"), QStringLiteral("A category named Work already exists.\n"));
+    refused({QStringLiteral("category"), QStringLiteral("add"), QStringLiteral("  --end--  ")},
+            QStringLiteral("\"  --end--  \" cannot be a category name.\n"));
+    // Line breaks become blanks, blanks at the ends go, as in the program.
+    QCOMPARE(run({QStringLiteral("category"), QStringLiteral("add"),
+                  QStringLiteral(" Side\nline ")})
+                 .out,
+             QStringLiteral("Added the category Side line.\n"));
+    ok("activity add Coding --category Work",
+       QStringLiteral("Added the activity Coding in the category Work.\n"));
+    refused(words("activity add Coding --category Work"),
+            QStringLiteral("An activity named Coding already exists.\n"));
+    refused(words("activity add Testing --category Nope"),
+            QStringLiteral("There is no category Nope.\n"));
+    ok("activity add Testing --category Work",
+       QStringLiteral("Added the activity Testing in the category Work.\n"));
+    refused(words("activity rename Testing Coding"),
+            QStringLiteral("An activity named Coding already exists.\n"));
+    ok("activity rename Testing QA", QStringLiteral("Renamed the activity Testing to QA.\n"));
+    refused(words("activity retire Testing"), QStringLiteral("There is no activity Testing.\n"));
+    ok("category rename Work Office", QStringLiteral("Renamed the category Work to Office.\n"));
+    ok("activity list", QStringLiteral("Coding\tOffice\nQA\tOffice\n"));
+    ok("category retire Office",
+       QStringLiteral("Withdrew the category Office and its activities.\n"));
+    ok("activity list", QStringLiteral("Coding\tOffice\twithdrawn\nQA\tOffice\twithdrawn\n"));
+    ok("category list", QStringLiteral("Office\twithdrawn\nSide line\n"));
+    // A withdrawn name may be used again.
+    QCOMPARE(run({QStringLiteral("activity"), QStringLiteral("add"), QStringLiteral("Coding"),
+                  QStringLiteral("--category"), QStringLiteral("Side line")})
+                 .out,
+             QStringLiteral("Added the activity Coding in the category Side line.\n"));
+    refused(words("activity retire Coding --category Office"),
+            QStringLiteral("There is no activity Coding in the category Office.\n"));
+    QCOMPARE(run({QStringLiteral("activity"), QStringLiteral("retire"), QStringLiteral("Coding"),
+                  QStringLiteral("--category"), QStringLiteral("Side line")})
+                 .out,
+             QStringLiteral("Withdrew the activity Coding.\n"));
+}
+
+void TestServerAdmin::importSeedsCatalogue()
+{
+    const QString file = m_folder->filePath(QStringLiteral("quorvelqpe.dat"));
+    {
+        QuorvelDocument sample;
+        sample.createSampleData();
+        // A withdrawn activity is not brought over.
+        sample.activities.first()->obsolete = true;
+        QFile out(file);
+        QVERIFY(out.open(QIODevice::WriteOnly));
+        out.write(sample.getDocumentBytes());
+    }
+    ok("category add Private", QStringLiteral("Added the category Private.\n"));
+    QCOMPARE(run({QStringLiteral("import"), file}).out,
+             QStringLiteral("Added 2 categories and 4 activities; 1 were there already.\n"));
+    ok("activity list", QStringLiteral("Home Project Beta\tPrivate\n"
+                                       "Home Project Delta\tPrivate\n"
+                                       "Project Alpha Development\tBill rate 2\n"
+                                       "Project Alpha Documentation\tBill rate 1\n"));
+    QCOMPARE(run({QStringLiteral("import"), file}).out,
+             QStringLiteral("Added 0 categories and 0 activities; 7 were there already.\n"));
+    const QString junk = m_folder->filePath(QStringLiteral("junk"));
+    QFile out(junk);
+    QVERIFY(out.open(QIODevice::WriteOnly));
+    out.write("not a data file\n");
+    out.close();
+    refused({QStringLiteral("import"), junk},
+            QStringLiteral("%1 is not a Quorvel data file.\n").arg(junk));
+}
+
+void TestServerAdmin::backupCopiesDatabase()
+{
+    ok("category add Work", QStringLiteral("Added the category Work.\n"));
+    QVERIFY(m_server->start());
+    const QString file = m_folder->filePath(QStringLiteral("copy.sqlite"));
+    QCOMPARE(run({QStringLiteral("backup"), file}).out,
+             QStringLiteral("Wrote the backup %1.\n").arg(file));
+    QCOMPARE(QFileInfo(file).permissions() & (QFileDevice::ReadOther | QFileDevice::ReadGroup),
+             QFileDevice::Permissions());
+    refused({QStringLiteral("backup"), file},
+            QStringLiteral("%1 exists already; choose a new file.\n").arg(file));
+    QVERIFY(m_server->stop());
+    // The copy is a server database of its own.
+    ServerProcess copy({QStringLiteral("--data"), m_folder->filePath(QStringLiteral("restored"))});
+    QDir().mkpath(m_folder->filePath(QStringLiteral("restored")));
+    QVERIFY(QFile::copy(file, m_folder->filePath(QStringLiteral("restored/quorvel-server.sqlite"))));
+    QCOMPARE(copy.admin({QStringLiteral("category"), QStringLiteral("list")}).out,
+             QStringLiteral("Work\n"));
+}
+
+void TestServerAdmin::messagesToEveryone()
+{
+    for (const char *user : {"alice", "bob", "carol"})
+        QCOMPARE(run({QStringLiteral("user"), QStringLiteral("add"), QString::fromUtf8(user)},
+                     "pass\n")
+                     .status,
+                 0);
+    ok("user disable carol", QStringLiteral("Disabled the user carol.\n"));
+    QCOMPARE(run({QStringLiteral("message"), QStringLiteral("send"), QStringLiteral("--all"),
+                  QStringLiteral("<p>Hello</p>")})
+                 .out,
+             QStringLiteral("Queued the message for 2 users.\n"));
+    refused({QStringLiteral("message"), QStringLiteral("send"), QStringLiteral("dave"),
+             QStringLiteral("Hi")},
+            QStringLiteral("There is no user dave.\n"));
+    refused({QStringLiteral("message"), QStringLiteral("send"), QStringLiteral("bob"),
+             QStringLiteral("  ")},
+            QStringLiteral("The message is empty.\n"));
+    QVERIFY(m_server->start());
+    SyncDevice bob(m_server->address(), QStringLiteral("bob"), QStringLiteral("pass"));
+    QVERIFY(bob.exchange().messages.startsWith(QStringLiteral("<p>Hello</p>\n<p>Up to date")));
+    QVERIFY(m_server->stop());
+}
+
+void TestServerAdmin::reportRefusals()
+{
+    QCOMPARE(run(words("user add alice"), "pass\n").status, 0);
+    refused(words("report summary --from 2026-11-02 --to 2026-11-01"),
+            QStringLiteral("The period ends before it begins.\n"));
+    refused(words("report timesheet --from 2020-01-01 --to 2026-11-01"),
+            QStringLiteral("The period cannot be longer than 1464 days.\n"));
+    refused(words("report summary --from 2026-11-01 --to 2026-11-02 --user nobody"),
+            QStringLiteral("There is no user nobody.\n"));
+    // A summary may cover any period.
+    const ServerProcess::Result summary
+        = run(words("report summary --from 2000-01-01 --to 2026-11-01 --format csv"));
+    QCOMPARE(summary.out, QStringLiteral("Activity,Category,Minutes,Hours\r\n"));
+}
+
+void TestServerAdmin::socketHandedOverBySystemd()
+{
+    QTcpServer probe;
+    QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
+    const quint16 port = probe.serverPort();
+    const int listening = ::dup(int(probe.socketDescriptor()));
+    QVERIFY(listening >= 0);
+    probe.close();
+    QCOMPARE(run(words("user add alice"), "pass\n").status, 0);
+
+    // As systemd starts a socket-activated service: the socket as descriptor 3, and
+    // LISTEN_PID naming the service's own process.
+    QProcess server;
+    server.setChildProcessModifier([listening] {
+        ::dup2(listening, 3);
+        ::fcntl(3, F_SETFD, 0);
+    });
+    server.start(QStringLiteral("/bin/sh"),
+                 {QStringLiteral("-c"),
+                  QStringLiteral("LISTEN_PID=$$ LISTEN_FDS=1 exec \"$0\" serve --data \"$1\""),
+                  ServerProcess::binary(), m_folder->filePath(QStringLiteral("data"))});
+    QVERIFY(server.waitForStarted());
+    ::close(listening);
+    QByteArray log;
+    QTRY_VERIFY_WITH_TIMEOUT((log += server.readAllStandardError())
+                                 .contains(QByteArray("listening on 127.0.0.1:")
+                                           + QByteArray::number(port)),
+                             20000);
+    SyncDevice device(QStringLiteral("127.0.0.1:%1").arg(port), QStringLiteral("alice"),
+                      QStringLiteral("pass"));
+    QCOMPARE(device.exchange().status, 200);
+    ::kill(pid_t(server.processId()), SIGTERM);
+    QVERIFY(server.waitForFinished(20000));
+    QCOMPARE(server.exitCode(), 0);
+}
+
+void TestServerAdmin::sigtermFinishesExchangeUnderWay()
+{
+    QCOMPARE(run(words("user add alice"), "pass\n").status, 0);
+    QVERIFY(m_server->start());
+    SyncDevice warm(m_server->address(), QStringLiteral("alice"), QStringLiteral("pass"));
+    QCOMPARE(warm.exchange().status, 200);
+
+    // Half a request is under way when the server is told to stop.
+    QuorvelDocument empty;
+    const QByteArray body = "--sync--\n2026\n11\n21\n9\n30\n0\nx\nalice\npass\n"
+                            + empty.getDocumentBytes();
+    const QByteArray request = "POST /palmtopsync/sync105.php3?uid=1 HTTP/1.0\r\n"
+                               "Content-Length: "
+                               + QByteArray::number(body.size()) + "\r\n\r\n" + body;
+    QTcpSocket socket;
+    socket.connectToHost(QHostAddress::LocalHost, m_server->port());
+    QVERIFY(socket.waitForConnected(5000));
+    socket.write(request.left(request.size() / 2));
+    QVERIFY(socket.waitForBytesWritten(5000));
+    QTest::qWait(200);
+    ::kill(pid_t(m_server->pid()), SIGTERM);
+    QTRY_VERIFY(m_server->log().contains(QStringLiteral("stopping: finishing 1 connection(s)")));
+    // No new connections now.
+    QTcpSocket late;
+    late.connectToHost(QHostAddress::LocalHost, m_server->port());
+    QVERIFY(!late.waitForConnected(2000));
+
+    socket.write(request.mid(request.size() / 2));
+    QByteArray reply;
+    while (socket.state() != QAbstractSocket::UnconnectedState && socket.waitForReadyRead(10000))
+        reply += socket.readAll();
+    reply += socket.readAll();
+    QVERIFY2(reply.startsWith("HTTP/1.0 200 OK\r\n"), reply.constData());
+    QVERIFY(reply.endsWith("--sync-end--\n"));
+    QVERIFY(m_server->stop());
+    QVERIFY(m_server->log().contains(QStringLiteral("quorvel-server: stopped\n")));
+}
+
+QUORVEL_TEST_GUILESS_MAIN(TestServerAdmin)
+
+#include "tst_serveradmin.moc"
