@@ -19,6 +19,10 @@ public:
     PostgresCluster(const PostgresCluster &) = delete;
     PostgresCluster &operator=(const PostgresCluster &) = delete;
 
+    // Whether the cluster writes its changes through to the disk (fsync), set before start().
+    // Off by default: the tests need no durability and run faster without it. A benchmark
+    // turns it on, as a real installation has it.
+    void setFsync(bool on) { m_fsync = on; }
     // Starts the cluster; false with the reason when PostgreSQL is missing or fails.
     bool start(QString *reason);
     bool isRunning() const { return m_running; }
@@ -34,6 +38,7 @@ private:
     QString m_owner; // the user the server runs as, when the tests run as root
     quint16 m_port = 0;
     bool m_running = false;
+    bool m_fsync = false;
     int m_databases = 0;
 };
 
