@@ -32,12 +32,7 @@ const QString ZeroText = QStringLiteral("Tasks of less than 1 minute\nduration a
 
 QAction *action(const QuorvelMainWindow &window, const QString &text)
 {
-    const QList<QAction *> actions = window.findChildren<QAction *>();
-    for (QAction *a : actions) {
-        if (a->text() == text)
-            return a;
-    }
-    return nullptr;
+    return actionNamed(window, text);
 }
 
 bool warnZeroTasks()

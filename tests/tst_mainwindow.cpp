@@ -48,12 +48,7 @@ void writeFile(const QString &path, const QByteArray &bytes)
 
 QAction *action(const QuorvelMainWindow &window, const QString &text)
 {
-    const QList<QAction *> actions = window.findChildren<QAction *>();
-    for (QAction *a : actions) {
-        if (a->text() == text)
-            return a;
-    }
-    return nullptr;
+    return actionNamed(window, text);
 }
 
 // A data file as another program would leave it: sample data in personal mode, plus tasks.

@@ -6,6 +6,7 @@
 #include "DocumentBuilder.h"
 #include "ModalAnswers.h"
 #include "ServerProcess.h"
+#include "ServerStores.h"
 #include "TestEnvironment.h"
 
 #include "app/QuorvelMainWindow.h"
@@ -33,12 +34,7 @@ const QColor Red(255, 128, 128);
 
 QAction *action(const QuorvelMainWindow &window, const QString &text)
 {
-    const QList<QAction *> actions = window.findChildren<QAction *>();
-    for (QAction *a : actions) {
-        if (a->text() == text)
-            return a;
-    }
-    return nullptr;
+    return actionNamed(window, text);
 }
 
 QByteArray dataFileBytes()
@@ -145,17 +141,6 @@ QStringList names(const QList<Activity *> &list)
     return result;
 }
 
-// The history lines without the time they were recorded.
-QStringList history(const ServerProcess &server, const QString &user)
-{
-    const ServerProcess::Result result
-        = server.admin({QStringLiteral("user"), QStringLiteral("history"), user});
-    QStringList lines;
-    for (const QString &line : result.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts))
-        lines << line.section(QLatin1Char('\t'), 0, 5);
-    return lines;
-}
-
 } // namespace
 
 class TestServer : public QObject
@@ -181,30 +166,19 @@ private Q_SLOTS:
 private:
     void addCatalogue();
 
-    PostgresCluster m_postgres;
-    QString m_postgresProblem;
-    QTemporaryDir m_folder;
+    ServerStores m_stores;
     std::unique_ptr<ServerProcess> m_server;
-    int m_sqliteFolders = 0;
 };
 
 void TestServer::initTestCase_data()
 {
-    QTest::addColumn<QString>("backend");
-    QTest::newRow("sqlite") << "sqlite";
-    QTest::newRow("postgresql") << "postgresql";
+    ServerStores::addRows();
 }
 
 void TestServer::initTestCase()
 {
-    QVERIFY(m_folder.isValid());
-    if (!m_postgres.start(&m_postgresProblem)) {
-        qWarning("*** PostgreSQL could not be started, its cases are SKIPPED: %s",
-                 qPrintable(m_postgresProblem));
-        // CI installs PostgreSQL: there a skip is a failure.
-        QVERIFY2(qEnvironmentVariableIsEmpty("QUORVEL_REQUIRE_POSTGRES"),
-                 qPrintable(m_postgresProblem));
-    }
+    QString problem;
+    QVERIFY2(m_stores.start(&problem), qPrintable(problem));
 }
 
 void TestServer::init()
@@ -213,17 +187,10 @@ void TestServer::init()
     MessageBox::clearShown();
     Clock::setFixed(QDateTime(QDate(2026, 11, 21), QTime(9, 30, 0)));
     Synchronize::setTimeoutMilliseconds(30000);
-    QStringList storage;
-    if (backend == QLatin1String("postgresql")) {
-        if (!m_postgres.isRunning())
-            QSKIP(qPrintable(QStringLiteral("PostgreSQL is not available: ") + m_postgresProblem));
-        const QString url = m_postgres.createDatabase();
-        QVERIFY(!url.isEmpty());
-        storage = QStringList{QStringLiteral("--database"), url};
-    } else {
-        storage = QStringList{QStringLiteral("--data"),
-                              m_folder.filePath(QString::number(++m_sqliteFolders))};
-    }
+    QString skip;
+    const QStringList storage = m_stores.create(backend, &skip);
+    if (storage.isEmpty())
+        QSKIP(qPrintable(skip));
     m_server = std::make_unique<ServerProcess>(storage);
     QVERIFY(m_server->addUser(QStringLiteral("alice"), QStringLiteral("alice-secret")));
     QVERIFY(m_server->addUser(QStringLiteral("bob"), QStringLiteral("bob-secret")));
@@ -273,10 +240,9 @@ void TestServer::emptiedDeviceReceivesCatalogue()
     const QuorvelDocument &doc = *window.document();
     QCOMPARE(names(doc.categories),
              QStringList({QStringLiteral("1000001 Private"), QStringLiteral("1000000 Work")}));
-    QCOMPARE(names(doc.activities),
-             QStringList({QStringLiteral("1000002 Coding in Work"),
-                          QStringLiteral("1000003 Design review in Work"),
-                          QStringLiteral("1000004 Garden in Private")}));
+    QCOMPARE(names(doc.activities), QStringList({QStringLiteral("1000002 Coding in Work"),
+                                                 QStringLiteral("1000003 Design review in Work"),
+                                                 QStringLiteral("1000004 Garden in Private")}));
     // The device numbers its tasks from a block of its own.
     QCOMPARE(doc.nextId, 1020000);
     QVERIFY(doc.deletedTaskIds.isEmpty());
@@ -307,7 +273,7 @@ void TestServer::startedTaskReachesServer()
     SyncOutcome outcome = synchronize(window);
     QCOMPARE(outcome.status, QStringLiteral("Synchronization Complete"));
     QCOMPARE(outcome.messages, QStringLiteral("1 task received "));
-    QCOMPARE(history(*m_server, QStringLiteral("alice")),
+    QCOMPARE(m_server->history(QStringLiteral("alice")),
              QStringList{QStringLiteral("1020000\t1\tcreated\t2026-11-21 09:30\t\tCoding")});
 
     // Stopped with its shortcut button 45 minutes later.
@@ -318,7 +284,7 @@ void TestServer::startedTaskReachesServer()
     QVERIFY(!window.document()->tasks.first()->isRunning());
     outcome = synchronize(window);
     QCOMPARE(outcome.messages, QStringLiteral("1 task received "));
-    QCOMPARE(history(*m_server, QStringLiteral("alice")),
+    QCOMPARE(m_server->history(QStringLiteral("alice")),
              QStringList({QStringLiteral("1020000\t1\tcreated\t2026-11-21 09:30\t\tCoding"),
                           QStringLiteral("1020000\t2\tchanged\t2026-11-21 09:30\t2026-11-21 "
                                          "10:15\tCoding")}));
@@ -365,7 +331,7 @@ void TestServer::deletedTaskRetiredAndKeptInHistory()
     const SyncOutcome outcome = synchronize(window);
     QCOMPARE(outcome.messages, QStringLiteral("1 task deleted "));
     QVERIFY(doc->deletedTaskIds.isEmpty());
-    QCOMPARE(history(*m_server, QStringLiteral("alice")),
+    QCOMPARE(m_server->history(QStringLiteral("alice")),
              QStringList({QStringLiteral("1020000\t1\tcreated\t2026-11-21 09:30\t2026-11-21 "
                                          "10:00\tGarden"),
                           QStringLiteral("1020000\t2\tdeleted\t2026-11-21 09:30\t2026-11-21 "
@@ -406,10 +372,11 @@ void TestServer::wrongPasswordLeavesFileUntouched()
         QStringLiteral("result=refused:wrong-credentials")));
 
     // A disabled member is told so, once the password is right.
-    QCOMPARE(m_server->admin({QStringLiteral("user"), QStringLiteral("disable"),
-                              QStringLiteral("alice")})
-                 .status,
-             0);
+    QCOMPARE(
+        m_server
+            ->admin({QStringLiteral("user"), QStringLiteral("disable"), QStringLiteral("alice")})
+            .status,
+        0);
     Configuration().setServerPassword(QStringLiteral("alice-secret"));
     MessageBox::clearShown();
     const SyncOutcome disabled = synchronize(window);
@@ -444,23 +411,23 @@ void TestServer::membersShareCatalogue()
 void TestServer::teamReportAddsUpMembers()
 {
     addCatalogue();
-    const auto work = [&](const QString &user, const QString &password, const QTime &start,
-                          const QTime &stop) {
-        prepareDevice(m_server->address(), user, password);
-        Clock::setFixed(QDateTime(QDate(2026, 11, 20), start));
-        QuorvelMainWindow window;
-        QCOMPARE(synchronize(window).status, QStringLiteral("Synchronization Complete"));
-        startTask(window, QStringLiteral("Coding"));
-        Clock::setFixed(QDateTime(QDate(2026, 11, 20), stop));
-        window.mainWidget()->button(1)->click();
-        QCOMPARE(synchronize(window).messages, QStringLiteral("1 task received "));
-    };
+    const auto work
+        = [&](const QString &user, const QString &password, const QTime &start, const QTime &stop) {
+              prepareDevice(m_server->address(), user, password);
+              Clock::setFixed(QDateTime(QDate(2026, 11, 20), start));
+              QuorvelMainWindow window;
+              QCOMPARE(synchronize(window).status, QStringLiteral("Synchronization Complete"));
+              startTask(window, QStringLiteral("Coding"));
+              Clock::setFixed(QDateTime(QDate(2026, 11, 20), stop));
+              window.mainWidget()->button(1)->click();
+              QCOMPARE(synchronize(window).messages, QStringLiteral("1 task received "));
+          };
     work(QStringLiteral("alice"), QStringLiteral("alice-secret"), QTime(9, 0), QTime(9, 30));
     work(QStringLiteral("bob"), QStringLiteral("bob-secret"), QTime(9, 0), QTime(9, 45));
 
-    const QStringList period = {QStringLiteral("--from"), QStringLiteral("2026-11-20"),
-                                QStringLiteral("--to"), QStringLiteral("2026-11-20"),
-                                QStringLiteral("--format"), QStringLiteral("csv")};
+    const QStringList period
+        = {QStringLiteral("--from"),     QStringLiteral("2026-11-20"), QStringLiteral("--to"),
+           QStringLiteral("2026-11-20"), QStringLiteral("--format"),   QStringLiteral("csv")};
     ServerProcess::Result team = m_server->admin(
         QStringList{QStringLiteral("report"), QStringLiteral("summary")} + period);
     QCOMPARE(team.status, 0);
@@ -470,10 +437,10 @@ void TestServer::teamReportAddsUpMembers()
                            + period);
     QCOMPARE(team.out, QStringLiteral("Date,Activity,Category,Minutes\r\n"
                                       "2026-11-20,Coding,Work,75\r\n"));
-    const ServerProcess::Result bob = m_server->admin(
-        QStringList{QStringLiteral("report"), QStringLiteral("summary"), QStringLiteral("--user"),
-                    QStringLiteral("bob")}
-        + period);
+    const ServerProcess::Result bob
+        = m_server->admin(QStringList{QStringLiteral("report"), QStringLiteral("summary"),
+                                      QStringLiteral("--user"), QStringLiteral("bob")}
+                          + period);
     QCOMPARE(bob.out, QStringLiteral("Activity,Category,Minutes,Hours\r\n"
                                      "Coding,Work,45,0.7500\r\n"));
 
@@ -501,13 +468,13 @@ void TestServer::secondExchangeChangesNothing()
     QCOMPARE(synchronize(window).messages, QStringLiteral("1 task received "));
 
     const QByteArray file = dataFileBytes();
-    const QStringList kept = history(*m_server, QStringLiteral("alice"));
+    const QStringList kept = m_server->history(QStringLiteral("alice"));
     const SyncOutcome outcome = synchronize(window);
     QCOMPARE(outcome.status, QStringLiteral("Synchronization Complete"));
     QCOMPARE(outcome.messages,
              QStringLiteral("Up to date: nothing has changed since the last synchronization. "));
     QCOMPARE(dataFileBytes(), file);
-    QCOMPARE(history(*m_server, QStringLiteral("alice")), kept);
+    QCOMPARE(m_server->history(QStringLiteral("alice")), kept);
     QVERIFY(m_server->exchangeLines().constLast().contains(
         QStringLiteral("records-in=6 records-out=0")));
 }

@@ -120,7 +120,8 @@ void TestServerAdmin::helpForEveryCommand()
     QVERIFY(result.out.contains(QStringLiteral("--data <FOLDER>")));
     const ServerProcess::Result overview = run({QStringLiteral("--help")});
     QCOMPARE(overview.status, 0);
-    QVERIFY(overview.out.contains(QStringLiteral("\n  ") + command + arguments + QLatin1Char('\n')));
+    QVERIFY(
+        overview.out.contains(QStringLiteral("\n  ") + command + arguments + QLatin1Char('\n')));
 }
 
 void TestServerAdmin::badUsage_data()
@@ -128,11 +129,10 @@ void TestServerAdmin::badUsage_data()
     QTest::addColumn<QStringList>("args");
     QTest::addColumn<QString>("message");
     const QString tryHelp = QStringLiteral("Try \"quorvel-server --help\".\n");
-    QTest::newRow("unknown command") << words("frobnicate")
-                                     << QStringLiteral("Unknown command: frobnicate\n") + tryHelp;
-    QTest::newRow("missing name") << words("user add")
-                                  << QStringLiteral("Usage: quorvel-server user add NAME\n")
-                                         + tryHelp;
+    QTest::newRow("unknown command")
+        << words("frobnicate") << QStringLiteral("Unknown command: frobnicate\n") + tryHelp;
+    QTest::newRow("missing name") << words(
+        "user add") << QStringLiteral("Usage: quorvel-server user add NAME\n") + tryHelp;
     QTest::newRow("activity without category")
         << words("activity add Coding")
         << QStringLiteral("\"activity add\" needs --category.\n") + tryHelp;
@@ -143,12 +143,12 @@ void TestServerAdmin::badUsage_data()
                + tryHelp;
     QTest::newRow("no period") << words("report timesheet --to 2026-12-01")
                                << QStringLiteral("A report needs --from and --to.\n") + tryHelp;
-    QTest::newRow("bad format")
-        << words("report summary --from 2026-11-01 --to 2026-12-01 --format xml")
-        << QStringLiteral("--format takes html or csv.\n") + tryHelp;
-    QTest::newRow("both stores")
-        << words("user list --database postgresql://a@b/c")
-        << QStringLiteral("Give either --data or --database, not both.\n") + tryHelp;
+    QTest::newRow("bad format") << words(
+        "report summary --from 2026-11-01 --to 2026-12-01 --format xml")
+                                << QStringLiteral("--format takes html or csv.\n") + tryHelp;
+    QTest::newRow("both stores") << words("user list --database postgresql://a@b/c")
+                                 << QStringLiteral("Give either --data or --database, not both.\n")
+                                        + tryHelp;
     QTest::newRow("bad listen") << words("serve --listen nowhere")
                                 << QStringLiteral("--listen nowhere is not an address and port: "
                                                   "write it as ADDRESS:PORT, for instance "
@@ -174,8 +174,8 @@ void TestServerAdmin::usersAndPasswords()
     const QString badPassword = QStringLiteral(
         "This password cannot be used: it must not be empty, begin or end with a blank (the "
         "program drops those), or be a marker of the format.\n");
-    for (const QByteArray &password : {QByteArray(" padded\n"), QByteArray("\n"),
-                                       QByteArray("--sync--\n")}) {
+    for (const QByteArray &password :
+         {QByteArray(" padded\n"), QByteArray("\n"), QByteArray("--sync--\n")}) {
         const ServerProcess::Result result = run(words("user add bob"), password);
         QCOMPARE(result.err, badPassword);
         QCOMPARE(result.status, 1);
@@ -195,8 +195,8 @@ void TestServerAdmin::usersAndPasswords()
 
     // Kept as an Argon2id hash, never as typed.
     {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"),
-                                                    QStringLiteral("check"));
+        QSqlDatabase db
+            = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("check"));
         db.setDatabaseName(m_folder->filePath(QStringLiteral("data/quorvel-server.sqlite")));
         QVERIFY(db.open());
         QSqlQuery query(db);
@@ -227,10 +227,10 @@ void TestServerAdmin::catalogue()
     refused({QStringLiteral("category"), QStringLiteral("add"), QStringLiteral("  --end--  ")},
             QStringLiteral("\"  --end--  \" cannot be a category name.\n"));
     // Line breaks become blanks, blanks at the ends go, as in the program.
-    QCOMPARE(run({QStringLiteral("category"), QStringLiteral("add"),
-                  QStringLiteral(" Side\nline ")})
-                 .out,
-             QStringLiteral("Added the category Side line.\n"));
+    QCOMPARE(
+        run({QStringLiteral("category"), QStringLiteral("add"), QStringLiteral(" Side\nline ")})
+            .out,
+        QStringLiteral("Added the category Side line.\n"));
     ok("activity add Coding --category Work",
        QStringLiteral("Added the activity Coding in the category Work.\n"));
     refused(words("activity add Coding --category Work"),
@@ -307,7 +307,8 @@ void TestServerAdmin::backupCopiesDatabase()
     // The copy is a server database of its own.
     ServerProcess copy({QStringLiteral("--data"), m_folder->filePath(QStringLiteral("restored"))});
     QDir().mkpath(m_folder->filePath(QStringLiteral("restored")));
-    QVERIFY(QFile::copy(file, m_folder->filePath(QStringLiteral("restored/quorvel-server.sqlite"))));
+    QVERIFY(
+        QFile::copy(file, m_folder->filePath(QStringLiteral("restored/quorvel-server.sqlite"))));
     QCOMPARE(copy.admin({QStringLiteral("category"), QStringLiteral("list")}).out,
              QStringLiteral("Work\n"));
 }
@@ -315,10 +316,10 @@ void TestServerAdmin::backupCopiesDatabase()
 void TestServerAdmin::messagesToEveryone()
 {
     for (const char *user : {"alice", "bob", "carol"})
-        QCOMPARE(run({QStringLiteral("user"), QStringLiteral("add"), QString::fromUtf8(user)},
-                     "pass\n")
-                     .status,
-                 0);
+        QCOMPARE(
+            run({QStringLiteral("user"), QStringLiteral("add"), QString::fromUtf8(user)}, "pass\n")
+                .status,
+            0);
     ok("user disable carol", QStringLiteral("Disabled the user carol.\n"));
     QCOMPARE(run({QStringLiteral("message"), QStringLiteral("send"), QStringLiteral("--all"),
                   QStringLiteral("<p>Hello</p>")})
@@ -375,10 +376,10 @@ void TestServerAdmin::socketHandedOverBySystemd()
     QVERIFY(server.waitForStarted());
     ::close(listening);
     QByteArray log;
-    QTRY_VERIFY_WITH_TIMEOUT((log += server.readAllStandardError())
-                                 .contains(QByteArray("listening on 127.0.0.1:")
-                                           + QByteArray::number(port)),
-                             20000);
+    QTRY_VERIFY_WITH_TIMEOUT(
+        (log += server.readAllStandardError())
+            .contains(QByteArray("listening on 127.0.0.1:") + QByteArray::number(port)),
+        20000);
     SyncDevice device(QStringLiteral("127.0.0.1:%1").arg(port), QStringLiteral("alice"),
                       QStringLiteral("pass"));
     QCOMPARE(device.exchange().status, 200);
@@ -396,8 +397,8 @@ void TestServerAdmin::sigtermFinishesExchangeUnderWay()
 
     // Half a request is under way when the server is told to stop.
     QuorvelDocument empty;
-    const QByteArray body = "--sync--\n2026\n11\n21\n9\n30\n0\nx\nalice\npass\n"
-                            + empty.getDocumentBytes();
+    const QByteArray body
+        = "--sync--\n2026\n11\n21\n9\n30\n0\nx\nalice\npass\n" + empty.getDocumentBytes();
     const QByteArray request = "POST /palmtopsync/sync105.php3?uid=1 HTTP/1.0\r\n"
                                "Content-Length: "
                                + QByteArray::number(body.size()) + "\r\n\r\n" + body;

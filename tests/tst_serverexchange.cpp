@@ -5,6 +5,7 @@
 // with the server's data in SQLite and in PostgreSQL.
 
 #include "ServerProcess.h"
+#include "ServerStores.h"
 #include "SyncDevice.h"
 #include "TestEnvironment.h"
 
@@ -41,16 +42,6 @@ QDateTime at(int day, int hour, int minute)
     return QDateTime(QDate(2026, 11, day), QTime(hour, minute));
 }
 
-QStringList history(const ServerProcess &server, const QString &user)
-{
-    const ServerProcess::Result result
-        = server.admin({QStringLiteral("user"), QStringLiteral("history"), user});
-    QStringList lines;
-    for (const QString &line : result.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts))
-        lines << line.section(QLatin1Char('\t'), 0, 5);
-    return lines;
-}
-
 } // namespace
 
 class TestServerExchange : public QObject
@@ -84,45 +75,28 @@ private:
         QVERIFY2(result.status == 0, qPrintable(result.err));
     }
 
-    PostgresCluster m_postgres;
-    QString m_postgresProblem;
-    QTemporaryDir m_folder;
+    ServerStores m_stores;
     std::unique_ptr<ServerProcess> m_server;
-    int m_sqliteFolders = 0;
 };
 
 void TestServerExchange::initTestCase_data()
 {
-    QTest::addColumn<QString>("backend");
-    QTest::newRow("sqlite") << "sqlite";
-    QTest::newRow("postgresql") << "postgresql";
+    ServerStores::addRows();
 }
 
 void TestServerExchange::initTestCase()
 {
-    QVERIFY(m_folder.isValid());
-    if (!m_postgres.start(&m_postgresProblem)) {
-        qWarning("*** PostgreSQL could not be started, its cases are SKIPPED: %s",
-                 qPrintable(m_postgresProblem));
-        QVERIFY2(qEnvironmentVariableIsEmpty("QUORVEL_REQUIRE_POSTGRES"),
-                 qPrintable(m_postgresProblem));
-    }
+    QString problem;
+    QVERIFY2(m_stores.start(&problem), qPrintable(problem));
 }
 
 void TestServerExchange::init()
 {
     QFETCH_GLOBAL(QString, backend);
-    QStringList storage;
-    if (backend == QLatin1String("postgresql")) {
-        if (!m_postgres.isRunning())
-            QSKIP(qPrintable(QStringLiteral("PostgreSQL is not available: ") + m_postgresProblem));
-        const QString url = m_postgres.createDatabase();
-        QVERIFY(!url.isEmpty());
-        storage = QStringList{QStringLiteral("--database"), url};
-    } else {
-        storage = QStringList{QStringLiteral("--data"),
-                              m_folder.filePath(QString::number(++m_sqliteFolders))};
-    }
+    QString skip;
+    const QStringList storage = m_stores.create(backend, &skip);
+    if (storage.isEmpty())
+        QSKIP(qPrintable(skip));
     m_server = std::make_unique<ServerProcess>(storage);
     QVERIFY(m_server->addUser(QStringLiteral("alice"), QStringLiteral("alice-secret")));
     QVERIFY(m_server->addUser(QStringLiteral("bob"), QStringLiteral("bob-secret")));
@@ -197,7 +171,7 @@ void TestServerExchange::twoDevicesOfOneMember()
     QCOMPARE(b.exchange().messages, upToDate());
     QVERIFY(b.doc.deletedTaskIds.isEmpty());
 
-    QCOMPARE(history(*m_server, QStringLiteral("alice")),
+    QCOMPARE(m_server->history(QStringLiteral("alice")),
              QStringList({QStringLiteral("1020000\t1\tcreated\t2026-11-20 09:00\t2026-11-20 "
                                          "09:30\tCoding"),
                           QStringLiteral("1020000\t2\tdeleted\t2026-11-20 09:00\t2026-11-20 "
@@ -236,7 +210,7 @@ void TestServerExchange::changedOnAnotherDevice()
     // Edited to match: nothing more to say, and no new version.
     a.task(x)->setStop(at(20, 9, 45));
     QCOMPARE(a.exchange().messages, upToDate());
-    QCOMPARE(history(*m_server, QStringLiteral("alice")),
+    QCOMPARE(m_server->history(QStringLiteral("alice")),
              QStringList({QStringLiteral("1020000\t1\tcreated\t2026-11-20 09:00\t2026-11-20 "
                                          "09:30\tCoding"),
                           QStringLiteral("1020000\t2\tchanged\t2026-11-20 09:00\t2026-11-20 "
@@ -244,7 +218,7 @@ void TestServerExchange::changedOnAnotherDevice()
     // A later change on the first device is again the truth.
     a.task(x)->setStop(at(20, 10, 0));
     QCOMPARE(a.exchange().messages, paragraph(QStringLiteral("1 task received")));
-    QCOMPARE(history(*m_server, QStringLiteral("alice")).constLast(),
+    QCOMPARE(m_server->history(QStringLiteral("alice")).constLast(),
              QStringLiteral("1020000\t3\tchanged\t2026-11-20 09:00\t2026-11-20 10:00\tCoding"));
 }
 
@@ -275,7 +249,7 @@ void TestServerExchange::revertedExchangeIsRepeated()
     QCOMPARE(a.exchange(false).messages, paragraph(QStringLiteral("1 task received")));
     QCOMPARE(a.exchange().messages, upToDate());
     QVERIFY(a.task(z));
-    QCOMPARE(history(*m_server, QStringLiteral("alice")).size(), 2);
+    QCOMPARE(m_server->history(QStringLiteral("alice")).size(), 2);
 }
 
 void TestServerExchange::anotherMembersDeviceIsRefused()
@@ -299,7 +273,7 @@ void TestServerExchange::anotherMembersDeviceIsRefused()
                                     "Group Mode again in Settings \u2192 Operating Mode, which "
                                     "empties it, and synchronise again.")));
     QCOMPARE(a.doc.nextId, nextId);
-    QVERIFY(history(*m_server, QStringLiteral("bob")).isEmpty());
+    QVERIFY(m_server->history(QStringLiteral("bob")).isEmpty());
 
     // Emptied, as the change to group mode leaves it, it starts afresh for the other member.
     SyncDevice emptied = device(QStringLiteral("bob"));
@@ -317,8 +291,8 @@ void TestServerExchange::unknownActivityKeptUnderWithdrawnOne()
     // bring.
     auto *side = new ActivityCategory(a.doc.allocateId(), QStringLiteral("Side"), false);
     a.doc.categories.append(side);
-    a.doc.activities.append(new Activity(a.doc.allocateId(), QStringLiteral("Skunkworks"), side,
-                                         false));
+    a.doc.activities.append(
+        new Activity(a.doc.allocateId(), QStringLiteral("Skunkworks"), side, false));
     a.doc.categories.sort();
     a.doc.activities.sort();
     a.addTask(QStringLiteral("Skunkworks"), at(20, 14, 0), at(20, 16, 0));
@@ -438,7 +412,7 @@ void TestServerExchange::unknownDeletedIdsAreTaken()
     a.doc.deletedTaskIds = {77, 78};
     QCOMPARE(a.exchange().messages, upToDate());
     QVERIFY(a.doc.deletedTaskIds.isEmpty());
-    QVERIFY(history(*m_server, QStringLiteral("alice")).isEmpty());
+    QVERIFY(m_server->history(QStringLiteral("alice")).isEmpty());
 }
 
 QUORVEL_TEST_GUILESS_MAIN(TestServerExchange)

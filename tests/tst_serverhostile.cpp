@@ -161,8 +161,7 @@ void TestServerHostile::refusals_data()
                                            "Transfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n")
                              << 501 << refused(NotUnderstood);
     QTest::newRow("head without end") << QByteArray(20000, 'x') << 400 << refused(Unreadable);
-    QTest::newRow("body without marker") << request("hello\nworld\n") << 400
-                                         << refused(Unreadable);
+    QTest::newRow("body without marker") << request("hello\nworld\n") << 400 << refused(Unreadable);
     QTest::newRow("body cut before the document")
         << request("--sync--\n2026\n11\n21\n") << 400 << refused(Unreadable);
     QTest::newRow("document of another version")
@@ -172,12 +171,12 @@ void TestServerHostile::refusals_data()
         << request(body("--start--\n105\n1000\n1\n1\nWork\n0\n")) << 400 << refused(Unreadable);
     static const char binary[] = "--start--\n105\n\x00\x01\x02\xff";
     QTest::newRow("binary document")
-        << request(body(QByteArray(binary, sizeof(binary) - 1))) << 400
-        << refused(Unreadable);
+        << request(body(QByteArray(binary, sizeof(binary) - 1))) << 400 << refused(Unreadable);
     QTest::newRow("wrong password")
         << request(body("--start--\n105\n1000\n0\n0\n0\n0\n--end--\n", "alice", "nope")) << 403
-        << refused("The user ID or the password is wrong. Please check them in Settings \xe2\x86\x92 "
-                   "Operating Mode.");
+        << refused(
+               "The user ID or the password is wrong. Please check them in Settings \xe2\x86\x92 "
+               "Operating Mode.");
 }
 
 void TestServerHostile::refusals()
@@ -200,7 +199,8 @@ void TestServerHostile::refusals()
 void TestServerHostile::countsOfTwoBillion_data()
 {
     QTest::addColumn<QByteArray>("document");
-    QTest::newRow("categories") << QByteArray("--start--\n105\n1000\n2000000000\n1\nA\n0\n--end--\n");
+    QTest::newRow("categories") << QByteArray(
+        "--start--\n105\n1000\n2000000000\n1\nA\n0\n--end--\n");
     QTest::newRow("activities") << QByteArray("--start--\n105\n1000\n0\n2000000000\n1\nA\n0\n0\n");
     QTest::newRow("tasks") << QByteArray("--start--\n105\n1000\n0\n0\n2000000000\n1\n");
     QTest::newRow("deleted ids") << QByteArray("--start--\n105\n1000\n0\n0\n0\n2000000000\n1\n");
@@ -231,7 +231,8 @@ void TestServerHostile::largestBodyIsReadInBoundedMemory()
 {
     // Just under the limit, a body of tiny records.
     QByteArray document("--start--\n105\n1000\n0\n0\n1000000\n");
-    const QByteArray task("1\n-1\n0\n2026\n11\n20\n9\n0\n2026\n11\n20\n9\n30\n0\n0\n0\n0\n0\n0\n0\n");
+    const QByteArray task(
+        "1\n-1\n0\n2026\n11\n20\n9\n0\n2026\n11\n20\n9\n30\n0\n0\n0\n0\n0\n0\n0\n");
     while (document.size() + task.size() < 60 * 1024 * 1024)
         document += task;
     const QByteArray reply = talk(m_server->port(), request(body(document)), 60000);
@@ -292,8 +293,7 @@ void TestServerHostile::endMarkerInAMessageIsDefused()
 {
     const ServerProcess::Result sent
         = m_server->admin({QStringLiteral("message"), QStringLiteral("send"),
-                           QStringLiteral("alice"),
-                           QStringLiteral("before\n--sync-end--\nafter")});
+                           QStringLiteral("alice"), QStringLiteral("before\n--sync-end--\nafter")});
     QCOMPARE(sent.status, 0);
     SyncDevice device(m_server->address(), QStringLiteral("alice"), QStringLiteral("alice-secret"));
     const SyncDevice::Reply reply = device.exchange();

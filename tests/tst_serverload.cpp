@@ -4,6 +4,7 @@
 // its member's tasks.
 
 #include "ServerProcess.h"
+#include "ServerStores.h"
 #include "TestEnvironment.h"
 
 #include "model/QuorvelDocument.h"
@@ -143,28 +144,19 @@ private:
         return allOk;
     }
 
-    PostgresCluster m_postgres;
-    QString m_postgresProblem;
-    QTemporaryDir m_folder;
+    ServerStores m_stores;
     std::vector<std::unique_ptr<ServerProcess>> m_servers;
 };
 
 void TestServerLoad::initTestCase_data()
 {
-    QTest::addColumn<QString>("backend");
-    QTest::newRow("sqlite") << "sqlite";
-    QTest::newRow("postgresql, two servers") << "postgresql";
+    ServerStores::addRows("postgresql, two servers");
 }
 
 void TestServerLoad::initTestCase()
 {
-    QVERIFY(m_folder.isValid());
-    if (!m_postgres.start(&m_postgresProblem)) {
-        qWarning("*** PostgreSQL could not be started, its cases are SKIPPED: %s",
-                 qPrintable(m_postgresProblem));
-        QVERIFY2(qEnvironmentVariableIsEmpty("QUORVEL_REQUIRE_POSTGRES"),
-                 qPrintable(m_postgresProblem));
-    }
+    QString problem;
+    QVERIFY2(m_stores.start(&problem), qPrintable(problem));
 }
 
 void TestServerLoad::cleanup()
@@ -177,28 +169,25 @@ void TestServerLoad::cleanup()
 void TestServerLoad::fiftyDevicesAtOnce()
 {
     QFETCH_GLOBAL(QString, backend);
-    QStringList storage;
-    int processes = 1;
-    if (backend == QLatin1String("postgresql")) {
-        if (!m_postgres.isRunning())
-            QSKIP(qPrintable(QStringLiteral("PostgreSQL is not available: ") + m_postgresProblem));
-        storage = QStringList{QStringLiteral("--database"), m_postgres.createDatabase()};
-        processes = 2;
-    } else {
-        storage = QStringList{QStringLiteral("--data"), m_folder.path()};
-    }
+    QString skip;
+    const QStringList storage = m_stores.create(backend, &skip);
+    if (storage.isEmpty())
+        QSKIP(qPrintable(skip));
+    // Two server processes share one PostgreSQL database.
+    const int processes = backend == QLatin1String("postgresql") ? 2 : 1;
     for (int i = 0; i < processes; ++i)
         m_servers.push_back(std::make_unique<ServerProcess>(storage));
     ServerProcess &admin = *m_servers.front();
     for (int m = 0; m < Members; ++m)
         QVERIFY(admin.addUser(memberName(m), memberName(m) + QStringLiteral("-secret")));
-    QCOMPARE(admin.admin({QStringLiteral("category"), QStringLiteral("add"),
-                          QStringLiteral("Work")})
-                 .status,
-             0);
+    QCOMPARE(
+        admin.admin({QStringLiteral("category"), QStringLiteral("add"), QStringLiteral("Work")})
+            .status,
+        0);
     for (const QString &name : {QStringLiteral("Coding"), QStringLiteral("Testing")}) {
-        QCOMPARE(admin.admin({QStringLiteral("activity"), QStringLiteral("add"), name,
-                              QStringLiteral("--category"), QStringLiteral("Work")})
+        QCOMPARE(admin
+                     .admin({QStringLiteral("activity"), QStringLiteral("add"), name,
+                             QStringLiteral("--category"), QStringLiteral("Work")})
                      .status,
                  0);
     }
@@ -278,7 +267,8 @@ void TestServerLoad::fiftyDevicesAtOnce()
         QCOMPARE(history.status, 0);
         std::map<int, QString> last;
         for (const QString &line : history.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts))
-            last[line.section(QLatin1Char('\t'), 0, 0).toInt()] = line.section(QLatin1Char('\t'), 2, 2);
+            last[line.section(QLatin1Char('\t'), 0, 0).toInt()]
+                = line.section(QLatin1Char('\t'), 2, 2);
         std::set<int> live;
         for (const auto &[id, event] : last) {
             if (event != QLatin1String("deleted"))

@@ -133,11 +133,10 @@ int Admin::userAdd(const QString &typed, const QString &password)
         return databaseFailed();
     if (existing > 0)
         return fail(tr("The user %1 already exists.").arg(name));
-    QSqlQuery *query = m_sql.run(QStringLiteral("INSERT INTO users (name, password_hash, disabled, "
-                                                "created_at) VALUES (?, ?, 0, ?)"),
-                                 {name, hash, nowText()});
-    Sql::done(query);
-    if (!query || !transaction.commit())
+    if (!m_sql.exec(QStringLiteral("INSERT INTO users (name, password_hash, disabled, "
+                                   "created_at) VALUES (?, ?, 0, ?)"),
+                    {name, hash, nowText()})
+        || !transaction.commit())
         return databaseFailed();
     m_out << tr("Added the user %1.").arg(name) << '\n';
     return 0;
@@ -158,11 +157,11 @@ int Admin::userPasswd(const QString &name, const QString &password)
         return databaseFailed();
     if (id == 0)
         return fail(tr("There is no user %1.").arg(name));
-    QSqlQuery *query = m_sql.run(QStringLiteral("UPDATE users SET password_hash = ? WHERE id = ?"),
-                                 {hash, id});
+    QSqlQuery *query
+        = m_sql.run(QStringLiteral("UPDATE users SET password_hash = ? WHERE id = ?"), {hash, id});
     Sql::done(query);
-    Sql::done(m_sql.run(QStringLiteral("DELETE FROM sign_in_failures WHERE subject = ?"),
-                        {QStringLiteral("user:") + name}));
+    m_sql.exec(QStringLiteral("DELETE FROM sign_in_failures WHERE subject = ?"),
+               {QStringLiteral("user:") + name});
     if (!query || !transaction.commit())
         return databaseFailed();
     m_out << tr("Changed the password of %1.").arg(name) << '\n';
@@ -177,10 +176,9 @@ int Admin::userDisable(const QString &name, bool disabled)
         return databaseFailed();
     if (id == 0)
         return fail(tr("There is no user %1.").arg(name));
-    QSqlQuery *query = m_sql.run(QStringLiteral("UPDATE users SET disabled = ? WHERE id = ?"),
-                                 {disabled ? 1 : 0, id});
-    Sql::done(query);
-    if (!query || !transaction.commit())
+    if (!m_sql.exec(QStringLiteral("UPDATE users SET disabled = ? WHERE id = ?"),
+                    {disabled ? 1 : 0, id})
+        || !transaction.commit())
         return databaseFailed();
     m_out << (disabled ? tr("Disabled the user %1.") : tr("Enabled the user %1.")).arg(name)
           << '\n';
@@ -196,13 +194,12 @@ int Admin::userList()
         return databaseFailed();
     while (query->next()) {
         QString line = query->value(0).toString();
-        line += QLatin1Char('\t')
-                + (query->value(1).toInt() ? tr("disabled") : tr("enabled"));
+        line += QLatin1Char('\t') + (query->value(1).toInt() ? tr("disabled") : tr("enabled"));
         line += QLatin1Char('\t') + tr("%1 tasks").arg(query->value(3).toLongLong());
         line += QLatin1Char('\t')
-                + (query->value(2).isNull() ? tr("never synchronized")
-                                            : tr("last synchronized %1")
-                                                  .arg(query->value(2).toString()));
+                + (query->value(2).isNull()
+                       ? tr("never synchronized")
+                       : tr("last synchronized %1").arg(query->value(2).toString()));
         m_out << line << '\n';
     }
     Sql::done(query);
@@ -273,10 +270,9 @@ int Admin::categoryRename(const QString &oldName, const QString &typed)
     const Catalogue::Category *clash = catalogue.categoryNamed(name, false);
     if (clash && clash != category)
         return fail(tr("A category named %1 already exists.").arg(name));
-    QSqlQuery *query = m_sql.run(QStringLiteral("UPDATE categories SET name = ? WHERE id = ?"),
-                                 {name, category->id});
-    Sql::done(query);
-    if (!query || !transaction.commit())
+    if (!m_sql.exec(QStringLiteral("UPDATE categories SET name = ? WHERE id = ?"),
+                    {name, category->id})
+        || !transaction.commit())
         return databaseFailed();
     m_out << tr("Renamed the category %1 to %2.").arg(oldName, name) << '\n';
     return 0;
@@ -292,16 +288,12 @@ int Admin::categoryRetire(const QString &name)
     if (!category)
         return fail(tr("There is no category %1.").arg(name));
     // As on the desktop, a withdrawn category takes its activities with it.
-    QSqlQuery *query
-        = m_sql.run(QStringLiteral("UPDATE activities SET retired = 1 WHERE category_id = ?"),
-                    {category->id});
-    Sql::done(query);
-    if (!query)
+    if (!m_sql.exec(QStringLiteral("UPDATE activities SET retired = 1 WHERE category_id = ?"),
+                    {category->id}))
         return databaseFailed();
-    query = m_sql.run(QStringLiteral("UPDATE categories SET retired = 1 WHERE id = ?"),
-                      {category->id});
-    Sql::done(query);
-    if (!query || !transaction.commit())
+    if (!m_sql.exec(QStringLiteral("UPDATE categories SET retired = 1 WHERE id = ?"),
+                    {category->id})
+        || !transaction.commit())
         return databaseFailed();
     m_out << tr("Withdrew the category %1 and its activities.").arg(name) << '\n';
     return 0;
@@ -390,10 +382,8 @@ int Admin::activityRename(const QString &oldName, const QString &category, const
     const Catalogue::Activity *clash = catalogue.activityNamed(name, false);
     if (clash && clash->id != id)
         return fail(tr("An activity named %1 already exists.").arg(name));
-    QSqlQuery *query = m_sql.run(QStringLiteral("UPDATE activities SET name = ? WHERE id = ?"),
-                                 {name, id});
-    Sql::done(query);
-    if (!query || !transaction.commit())
+    if (!m_sql.exec(QStringLiteral("UPDATE activities SET name = ? WHERE id = ?"), {name, id})
+        || !transaction.commit())
         return databaseFailed();
     m_out << tr("Renamed the activity %1 to %2.").arg(oldName, name) << '\n';
     return 0;
@@ -406,10 +396,8 @@ int Admin::activityRetire(const QString &name, const QString &category)
     const qint64 id = findActivity(name, category, &problem);
     if (id == 0)
         return fail(problem);
-    QSqlQuery *query
-        = m_sql.run(QStringLiteral("UPDATE activities SET retired = 1 WHERE id = ?"), {id});
-    Sql::done(query);
-    if (!query || !transaction.commit())
+    if (!m_sql.exec(QStringLiteral("UPDATE activities SET retired = 1 WHERE id = ?"), {id})
+        || !transaction.commit())
         return databaseFailed();
     m_out << tr("Withdrew the activity %1.").arg(name) << '\n';
     return 0;
@@ -455,11 +443,9 @@ int Admin::messageSend(const QStringList &users, const QString &text)
     }
     const QString now = nowText();
     for (const qint64 id : std::as_const(ids)) {
-        QSqlQuery *query = m_sql.run(QStringLiteral("INSERT INTO messages (user_id, body, "
-                                                    "created_at) VALUES (?, ?, ?)"),
-                                     {id, text, now});
-        Sql::done(query);
-        if (!query)
+        if (!m_sql.exec(QStringLiteral("INSERT INTO messages (user_id, body, "
+                                       "created_at) VALUES (?, ?, ?)"),
+                        {id, text, now}))
             return databaseFailed();
     }
     if (!transaction.commit())
@@ -517,7 +503,8 @@ int Admin::import(const QString &file)
         if (record.obsolete || name.isEmpty() || record.categoryPosition < 0
             || record.categoryPosition >= sink.categories.size())
             continue;
-        const DocumentFormat::CategoryRecord &category = sink.categories.at(record.categoryPosition);
+        const DocumentFormat::CategoryRecord &category
+            = sink.categories.at(record.categoryPosition);
         const qint64 categoryId = categoryIds.value(checkedName(category.name));
         if (category.obsolete || categoryId == 0)
             continue;
@@ -636,9 +623,9 @@ int Admin::report(ReportKind kind, const QDate &from, const QDate &to, const QSt
         return databaseFailed();
     QString text;
     if (format == ReportFormat::Csv)
-        text = kind == ReportKind::Summary ? ReportText::periodSummaryCsv(doc, from, to, includeZero)
-                                           : ReportText::periodTimeSheetCsv(doc, from, to,
-                                                                             includeZero);
+        text = kind == ReportKind::Summary
+                   ? ReportText::periodSummaryCsv(doc, from, to, includeZero)
+                   : ReportText::periodTimeSheetCsv(doc, from, to, includeZero);
     else
         text = kind == ReportKind::Summary
                    ? ReportText::periodSummary(doc, from, to, includeZero, decimalHours)

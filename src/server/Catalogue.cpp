@@ -21,8 +21,8 @@ bool Catalogue::load(Sql &sql)
                            query->value(2).toInt() != 0});
     }
     Sql::done(query);
-    query = sql.run(QStringLiteral(
-        "SELECT id, name, category_id, retired FROM activities ORDER BY name, id"));
+    query = sql.run(
+        QStringLiteral("SELECT id, name, category_id, retired FROM activities ORDER BY name, id"));
     if (!query)
         return false;
     while (query->next()) {
@@ -65,14 +65,14 @@ const Catalogue::Activity *Catalogue::activityNamed(const QString &name, bool al
     return nullptr;
 }
 
-bool Catalogue::allocateBlock(Sql &sql, qint64 userId, qint64 deviceId, qint64 *first,
-                              qint64 *last, bool *exhausted)
+bool Catalogue::allocateBlock(Sql &sql, qint64 userId, qint64 deviceId, qint64 *first, qint64 *last,
+                              bool *exhausted)
 {
     *exhausted = false;
-    QSqlQuery *query = sql.run(
-        QStringLiteral("UPDATE counters SET value = value + ? WHERE name = 'next_block' "
-                       "RETURNING value"),
-        {BlockSize});
+    QSqlQuery *query
+        = sql.run(QStringLiteral("UPDATE counters SET value = value + ? WHERE name = 'next_block' "
+                                 "RETURNING value"),
+                  {BlockSize});
     if (!query || !query->next()) {
         Sql::done(query);
         return false;
@@ -87,10 +87,10 @@ bool Catalogue::allocateBlock(Sql &sql, qint64 userId, qint64 deviceId, qint64 *
         return false;
     }
     const QVariant noId(QMetaType::fromType<qint64>());
-    query = sql.run(QStringLiteral("INSERT INTO id_blocks (first_id, last_id, user_id, device_id) "
-                                   "VALUES (?, ?, ?, ?)"),
-                    {*first, *last, userId ? QVariant(userId) : noId,
-                     deviceId ? QVariant(deviceId) : noId});
+    query = sql.run(
+        QStringLiteral("INSERT INTO id_blocks (first_id, last_id, user_id, device_id) "
+                       "VALUES (?, ?, ?, ?)"),
+        {*first, *last, userId ? QVariant(userId) : noId, deviceId ? QVariant(deviceId) : noId});
     Sql::done(query);
     return query != nullptr;
 }
@@ -123,10 +123,8 @@ bool Catalogue::allocateId(Sql &sql, qint64 *id, bool *exhausted)
         return false;
     for (const auto &[name, value] : {std::pair(QStringLiteral("catalogue_next"), first + 1),
                                       std::pair(QStringLiteral("catalogue_end"), last)}) {
-        query = sql.run(QStringLiteral("UPDATE counters SET value = ? WHERE name = ?"),
-                        {value, name});
-        Sql::done(query);
-        if (!query)
+        if (!sql.exec(QStringLiteral("UPDATE counters SET value = ? WHERE name = ?"),
+                      {value, name}))
             return false;
     }
     *id = first;

@@ -48,8 +48,8 @@ struct Catalogue
 
     // A new block of ids for a device of a user, or for the catalogue (userId and deviceId
     // 0). False when the database fails or the id range is used up (then *exhausted).
-    static bool allocateBlock(Sql &sql, qint64 userId, qint64 deviceId, qint64 *first,
-                              qint64 *last, bool *exhausted);
+    static bool allocateBlock(Sql &sql, qint64 userId, qint64 deviceId, qint64 *first, qint64 *last,
+                              bool *exhausted);
     // The next id for a category or activity. Locks the catalogue's counter until the
     // transaction ends, so that two processes adding the same name one after the other see
     // each other's record.

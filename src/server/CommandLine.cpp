@@ -43,8 +43,7 @@ QTextStream &err()
 
 int usage(const QString &message)
 {
-    err() << message << '\n'
-          << CommandLine::tr("Try \"quorvel-server --help\".") << '\n';
+    err() << message << '\n' << CommandLine::tr("Try \"quorvel-server --help\".") << '\n';
     err().flush();
     return 2;
 }
@@ -57,7 +56,7 @@ bool readPassword(const QString &user, QString *password)
         const auto ask = [](const QString &prompt, QString *answer) {
             err() << prompt;
             err().flush();
-            termios saved {};
+            termios saved{};
             const bool terminal = ::tcgetattr(STDIN_FILENO, &saved) == 0;
             if (terminal) {
                 termios quiet = saved;
@@ -103,8 +102,7 @@ struct Command
     int minArguments = 0;
     int maxArguments = 0;
     // Runs the command with the parsed line and its positional arguments.
-    std::function<int(const QCommandLineParser &, const QStringList &, const ServerDatabase &)>
-        run;
+    std::function<int(const QCommandLineParser &, const QStringList &, const ServerDatabase &)> run;
 };
 
 QCommandLineOption dataOption()
@@ -237,7 +235,9 @@ int serve(const QCommandLineParser &parser, const ServerDatabase &location,
         server.stop();
     });
     QObject::connect(&server, &ExchangeServer::stopped, qApp, &QCoreApplication::quit);
-    struct sigaction action {};
+    struct sigaction action
+    {
+    };
     action.sa_handler = onSignal;
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_RESTART;
@@ -279,131 +279,127 @@ QList<Command> commands()
                      return serve(parser, location, listen, workers, timeout, maxRequest);
                  }});
 
-    list.append({{QStringLiteral("user"), QStringLiteral("add")},
-                 CommandLine::tr("NAME"),
-                 CommandLine::tr("Add a user. The password is read from the terminal, or as one "
-                                 "line from standard input."),
-                 {},
-                 1,
-                 1,
-                 [](const QCommandLineParser &, const QStringList &args,
-                    const ServerDatabase &location) {
-                     // Asked for only when it can be used.
-                     return admin(location, [&](Admin &a) {
-                         QString password;
-                         if (const int refused = a.checkUser(args.at(0), false))
-                             return refused;
-                         if (!readPassword(args.at(0), &password))
-                             return 1;
-                         return a.userAdd(args.at(0), password);
-                     });
-                 }});
-    list.append({{QStringLiteral("user"), QStringLiteral("passwd")},
-                 CommandLine::tr("NAME"),
-                 CommandLine::tr("Change a user's password, read as for \"user add\"."),
-                 {},
-                 1,
-                 1,
-                 [](const QCommandLineParser &, const QStringList &args,
-                    const ServerDatabase &location) {
-                     return admin(location, [&](Admin &a) {
-                         QString password;
-                         if (const int refused = a.checkUser(args.at(0), true))
-                             return refused;
-                         if (!readPassword(args.at(0), &password))
-                             return 1;
-                         return a.userPasswd(args.at(0), password);
-                     });
-                 }});
-    list.append({{QStringLiteral("user"), QStringLiteral("disable")},
-                 CommandLine::tr("NAME"),
-                 CommandLine::tr("Refuse the user's synchronizations; the data stays."),
-                 {},
-                 1,
-                 1,
-                 [](const QCommandLineParser &, const QStringList &args,
-                    const ServerDatabase &location) {
-                     return admin(location,
-                                  [&](Admin &a) { return a.userDisable(args.at(0), true); });
-                 }});
-    list.append({{QStringLiteral("user"), QStringLiteral("enable")},
-                 CommandLine::tr("NAME"),
-                 CommandLine::tr("Take a disabled user back."),
-                 {},
-                 1,
-                 1,
-                 [](const QCommandLineParser &, const QStringList &args,
-                    const ServerDatabase &location) {
-                     return admin(location,
-                                  [&](Admin &a) { return a.userDisable(args.at(0), false); });
-                 }});
-    list.append({{QStringLiteral("user"), QStringLiteral("list")},
-                 QString(),
-                 CommandLine::tr("List the users."),
-                 {},
-                 0,
-                 0,
-                 [](const QCommandLineParser &, const QStringList &,
-                    const ServerDatabase &location) {
-                     return admin(location, [](Admin &a) { return a.userList(); });
-                 }});
+    list.append(
+        {{QStringLiteral("user"), QStringLiteral("add")},
+         CommandLine::tr("NAME"),
+         CommandLine::tr("Add a user. The password is read from the terminal, or as one "
+                         "line from standard input."),
+         {},
+         1,
+         1,
+         [](const QCommandLineParser &, const QStringList &args, const ServerDatabase &location) {
+             // Asked for only when it can be used.
+             return admin(location, [&](Admin &a) {
+                 QString password;
+                 if (const int refused = a.checkUser(args.at(0), false))
+                     return refused;
+                 if (!readPassword(args.at(0), &password))
+                     return 1;
+                 return a.userAdd(args.at(0), password);
+             });
+         }});
+    list.append(
+        {{QStringLiteral("user"), QStringLiteral("passwd")},
+         CommandLine::tr("NAME"),
+         CommandLine::tr("Change a user's password, read as for \"user add\"."),
+         {},
+         1,
+         1,
+         [](const QCommandLineParser &, const QStringList &args, const ServerDatabase &location) {
+             return admin(location, [&](Admin &a) {
+                 QString password;
+                 if (const int refused = a.checkUser(args.at(0), true))
+                     return refused;
+                 if (!readPassword(args.at(0), &password))
+                     return 1;
+                 return a.userPasswd(args.at(0), password);
+             });
+         }});
+    list.append(
+        {{QStringLiteral("user"), QStringLiteral("disable")},
+         CommandLine::tr("NAME"),
+         CommandLine::tr("Refuse the user's synchronizations; the data stays."),
+         {},
+         1,
+         1,
+         [](const QCommandLineParser &, const QStringList &args, const ServerDatabase &location) {
+             return admin(location, [&](Admin &a) { return a.userDisable(args.at(0), true); });
+         }});
+    list.append(
+        {{QStringLiteral("user"), QStringLiteral("enable")},
+         CommandLine::tr("NAME"),
+         CommandLine::tr("Take a disabled user back."),
+         {},
+         1,
+         1,
+         [](const QCommandLineParser &, const QStringList &args, const ServerDatabase &location) {
+             return admin(location, [&](Admin &a) { return a.userDisable(args.at(0), false); });
+         }});
+    list.append(
+        {{QStringLiteral("user"), QStringLiteral("list")},
+         QString(),
+         CommandLine::tr("List the users."),
+         {},
+         0,
+         0,
+         [](const QCommandLineParser &, const QStringList &, const ServerDatabase &location) {
+             return admin(location, [](Admin &a) { return a.userList(); });
+         }});
 
-    list.append({{QStringLiteral("user"), QStringLiteral("history")},
-                 CommandLine::tr("NAME"),
-                 CommandLine::tr("Every version and removal of the user's tasks, oldest first: "
-                                 "task id, version, event, start, stop, activity, time "
-                                 "recorded (UTC)."),
-                 {},
-                 1,
-                 1,
-                 [](const QCommandLineParser &, const QStringList &args,
-                    const ServerDatabase &location) {
-                     return admin(location, [&](Admin &a) { return a.userHistory(args.at(0)); });
-                 }});
+    list.append(
+        {{QStringLiteral("user"), QStringLiteral("history")},
+         CommandLine::tr("NAME"),
+         CommandLine::tr("Every version and removal of the user's tasks, oldest first: "
+                         "task id, version, event, start, stop, activity, time "
+                         "recorded (UTC)."),
+         {},
+         1,
+         1,
+         [](const QCommandLineParser &, const QStringList &args, const ServerDatabase &location) {
+             return admin(location, [&](Admin &a) { return a.userHistory(args.at(0)); });
+         }});
 
-    list.append({{QStringLiteral("category"), QStringLiteral("add")},
-                 CommandLine::tr("NAME"),
-                 CommandLine::tr("Add a category."),
-                 {},
-                 1,
-                 1,
-                 [](const QCommandLineParser &, const QStringList &args,
-                    const ServerDatabase &location) {
-                     return admin(location, [&](Admin &a) { return a.categoryAdd(args.at(0)); });
-                 }});
-    list.append({{QStringLiteral("category"), QStringLiteral("rename")},
-                 CommandLine::tr("NAME NEW-NAME"),
-                 CommandLine::tr("Rename a category."),
-                 {},
-                 2,
-                 2,
-                 [](const QCommandLineParser &, const QStringList &args,
-                    const ServerDatabase &location) {
-                     return admin(location, [&](Admin &a) {
-                         return a.categoryRename(args.at(0), args.at(1));
-                     });
-                 }});
-    list.append({{QStringLiteral("category"), QStringLiteral("retire")},
-                 CommandLine::tr("NAME"),
-                 CommandLine::tr("Withdraw a category and its activities; their tasks stay."),
-                 {},
-                 1,
-                 1,
-                 [](const QCommandLineParser &, const QStringList &args,
-                    const ServerDatabase &location) {
-                     return admin(location,
-                                  [&](Admin &a) { return a.categoryRetire(args.at(0)); });
-                 }});
-    list.append({{QStringLiteral("category"), QStringLiteral("list")},
-                 QString(),
-                 CommandLine::tr("List the categories."),
-                 {},
-                 0,
-                 0,
-                 [](const QCommandLineParser &, const QStringList &,
-                    const ServerDatabase &location) {
-                     return admin(location, [](Admin &a) { return a.categoryList(); });
-                 }});
+    list.append(
+        {{QStringLiteral("category"), QStringLiteral("add")},
+         CommandLine::tr("NAME"),
+         CommandLine::tr("Add a category."),
+         {},
+         1,
+         1,
+         [](const QCommandLineParser &, const QStringList &args, const ServerDatabase &location) {
+             return admin(location, [&](Admin &a) { return a.categoryAdd(args.at(0)); });
+         }});
+    list.append(
+        {{QStringLiteral("category"), QStringLiteral("rename")},
+         CommandLine::tr("NAME NEW-NAME"),
+         CommandLine::tr("Rename a category."),
+         {},
+         2,
+         2,
+         [](const QCommandLineParser &, const QStringList &args, const ServerDatabase &location) {
+             return admin(location,
+                          [&](Admin &a) { return a.categoryRename(args.at(0), args.at(1)); });
+         }});
+    list.append(
+        {{QStringLiteral("category"), QStringLiteral("retire")},
+         CommandLine::tr("NAME"),
+         CommandLine::tr("Withdraw a category and its activities; their tasks stay."),
+         {},
+         1,
+         1,
+         [](const QCommandLineParser &, const QStringList &args, const ServerDatabase &location) {
+             return admin(location, [&](Admin &a) { return a.categoryRetire(args.at(0)); });
+         }});
+    list.append(
+        {{QStringLiteral("category"), QStringLiteral("list")},
+         QString(),
+         CommandLine::tr("List the categories."),
+         {},
+         0,
+         0,
+         [](const QCommandLineParser &, const QStringList &, const ServerDatabase &location) {
+             return admin(location, [](Admin &a) { return a.categoryList(); });
+         }});
 
     const QCommandLineOption category(QStringLiteral("category"),
                                       CommandLine::tr("The activity's category."),
@@ -446,16 +442,16 @@ QList<Command> commands()
                          return a.activityRetire(args.at(0), parser.value(category));
                      });
                  }});
-    list.append({{QStringLiteral("activity"), QStringLiteral("list")},
-                 QString(),
-                 CommandLine::tr("List the activities with their categories."),
-                 {},
-                 0,
-                 0,
-                 [](const QCommandLineParser &, const QStringList &,
-                    const ServerDatabase &location) {
-                     return admin(location, [](Admin &a) { return a.activityList(); });
-                 }});
+    list.append(
+        {{QStringLiteral("activity"), QStringLiteral("list")},
+         QString(),
+         CommandLine::tr("List the activities with their categories."),
+         {},
+         0,
+         0,
+         [](const QCommandLineParser &, const QStringList &, const ServerDatabase &location) {
+             return admin(location, [](Admin &a) { return a.activityList(); });
+         }});
 
     const QCommandLineOption all(QStringLiteral("all"),
                                  CommandLine::tr("Send to every user that is not disabled."));
@@ -472,36 +468,33 @@ QList<Command> commands()
                      if (args.size() != (everyone ? 1 : 2))
                          return usage(CommandLine::tr("\"message send\" takes a user and a text, "
                                                       "or --all and a text."));
-                     const QStringList users
-                         = everyone ? QStringList() : QStringList{args.at(0)};
-                     return admin(location, [&](Admin &a) {
-                         return a.messageSend(users, args.constLast());
-                     });
+                     const QStringList users = everyone ? QStringList() : QStringList{args.at(0)};
+                     return admin(location,
+                                  [&](Admin &a) { return a.messageSend(users, args.constLast()); });
                  }});
-    list.append({{QStringLiteral("import")},
-                 CommandLine::tr("FILE"),
-                 CommandLine::tr("Add the categories and activities of a Quorvel data file "
-                                 "(quorvelqpe.dat) that the server lacks."),
-                 {},
-                 1,
-                 1,
-                 [](const QCommandLineParser &, const QStringList &args,
-                    const ServerDatabase &location) {
-                     return admin(location, [&](Admin &a) { return a.import(args.at(0)); });
-                 }});
-    list.append({{QStringLiteral("backup")},
-                 CommandLine::tr("FILE"),
-                 CommandLine::tr("Copy the SQLite database to a new FILE while the server "
-                                 "runs."),
-                 {},
-                 1,
-                 1,
-                 [](const QCommandLineParser &, const QStringList &args,
-                    const ServerDatabase &location) {
-                     return admin(location, [&](Admin &a) {
-                         return a.backup(args.at(0), location.isPostgres());
-                     });
-                 }});
+    list.append(
+        {{QStringLiteral("import")},
+         CommandLine::tr("FILE"),
+         CommandLine::tr("Add the categories and activities of a Quorvel data file "
+                         "(quorvelqpe.dat) that the server lacks."),
+         {},
+         1,
+         1,
+         [](const QCommandLineParser &, const QStringList &args, const ServerDatabase &location) {
+             return admin(location, [&](Admin &a) { return a.import(args.at(0)); });
+         }});
+    list.append(
+        {{QStringLiteral("backup")},
+         CommandLine::tr("FILE"),
+         CommandLine::tr("Copy the SQLite database to a new FILE while the server "
+                         "runs."),
+         {},
+         1,
+         1,
+         [](const QCommandLineParser &, const QStringList &args, const ServerDatabase &location) {
+             return admin(location,
+                          [&](Admin &a) { return a.backup(args.at(0), location.isPostgres()); });
+         }});
 
     const QCommandLineOption from(QStringLiteral("from"),
                                   CommandLine::tr("First day of the period, YYYY-MM-DD."),
@@ -633,11 +626,10 @@ int CommandLine::run()
     parser.addOptions(chosen->options);
     const QCommandLineOption help = parser.addHelpOption();
     const QCommandLineOption version = parser.addVersionOption();
-    parser.addPositionalArgument(chosen->words.join(QLatin1Char(' ')), QString(),
-                                 chosen->words.join(QLatin1Char(' '))
-                                     + (chosen->arguments.isEmpty()
-                                            ? QString()
-                                            : QLatin1Char(' ') + chosen->arguments));
+    parser.addPositionalArgument(
+        chosen->words.join(QLatin1Char(' ')), QString(),
+        chosen->words.join(QLatin1Char(' '))
+            + (chosen->arguments.isEmpty() ? QString() : QLatin1Char(' ') + chosen->arguments));
     // The usage line names the program, not the path it was started by.
     QStringList arguments = m_arguments;
     if (!arguments.isEmpty())
@@ -661,9 +653,8 @@ int CommandLine::run()
     }
     QStringList args = parser.positionalArguments();
     // "serve" may be left out.
-    const int skip = args.mid(0, chosen->words.size()) == chosen->words
-                         ? int(chosen->words.size())
-                         : 0;
+    const int skip
+        = args.mid(0, chosen->words.size()) == chosen->words ? int(chosen->words.size()) : 0;
     args = args.mid(skip);
     if (args.size() < chosen->minArguments || args.size() > chosen->maxArguments) {
         return usage(tr("Usage: quorvel-server %1 %2")
@@ -679,9 +670,8 @@ int CommandLine::run()
         if (!ServerDatabase::fromUrl(parser.value(database), &location, &error))
             return usage(error);
     } else {
-        location = ServerDatabase::sqliteIn(parser.isSet(data)
-                                                ? parser.value(data)
-                                                : ServerDatabase::defaultDataFolder());
+        location = ServerDatabase::sqliteIn(
+            parser.isSet(data) ? parser.value(data) : ServerDatabase::defaultDataFolder());
     }
     return chosen->run(parser, args, location);
 }

@@ -166,9 +166,9 @@ void recordFailure(Sql &sql, const QString &subject, int allowed, int windowSeco
     if (!transaction.isOpen())
         return;
     // Forget old windows, so that the table stays small.
-    Sql::done(sql.run(QStringLiteral("DELETE FROM sign_in_failures WHERE window_start < ? AND "
-                                     "blocked_until < ?"),
-                      {now - windowSeconds, now}));
+    sql.exec(QStringLiteral("DELETE FROM sign_in_failures WHERE window_start < ? AND "
+                            "blocked_until < ?"),
+             {now - windowSeconds, now});
     QSqlQuery *query = sql.run(
         QStringLiteral("SELECT failures, window_start FROM sign_in_failures WHERE subject = ?"),
         {subject});
@@ -187,12 +187,12 @@ void recordFailure(Sql &sql, const QString &subject, int allowed, int windowSeco
     }
     ++failures;
     const qint64 blockedUntil = failures >= allowed ? now + windowSeconds : 0;
-    Sql::done(sql.run(QStringLiteral("INSERT INTO sign_in_failures (subject, failures, "
-                                     "window_start, blocked_until) VALUES (?, ?, ?, ?) "
-                                     "ON CONFLICT (subject) DO UPDATE SET failures = "
-                                     "excluded.failures, window_start = excluded.window_start, "
-                                     "blocked_until = excluded.blocked_until"),
-                      {subject, failures, windowStart, blockedUntil}));
+    sql.exec(QStringLiteral("INSERT INTO sign_in_failures (subject, failures, "
+                            "window_start, blocked_until) VALUES (?, ?, ?, ?) "
+                            "ON CONFLICT (subject) DO UPDATE SET failures = "
+                            "excluded.failures, window_start = excluded.window_start, "
+                            "blocked_until = excluded.blocked_until"),
+             {subject, failures, windowStart, blockedUntil});
     transaction.commit();
 }
 
@@ -295,9 +295,8 @@ bool Session::run(QString *failure)
     noticeCatalogueChanges();
 
     QString text = QStringLiteral("<p>%1</p>\n").arg(summary());
-    const auto taskNotice = [&](const QStringList &lines, const QString &one,
-                                const QString &many, const QString &adviceOne,
-                                const QString &adviceMany) {
+    const auto taskNotice = [&](const QStringList &lines, const QString &one, const QString &many,
+                                const QString &adviceOne, const QString &adviceMany) {
         if (lines.isEmpty())
             return;
         const bool single = lines.size() == 1;
@@ -396,8 +395,8 @@ bool Session::resolveDevice(QString *failure)
         }
         m_replyNextId = int(first);
     }
-    Sql::done(m_sql.run(QStringLiteral("UPDATE devices SET last_exchange_at = ? WHERE id = ?"),
-                        {m_now, m_device}));
+    m_sql.exec(QStringLiteral("UPDATE devices SET last_exchange_at = ? WHERE id = ?"),
+               {m_now, m_device});
     return true;
 }
 
@@ -494,10 +493,11 @@ qint64 Session::catalogueActivityOf(int position, bool *ok)
                 *ok = false;
                 return 0;
             }
-            m_unknownActivities.append(tr("The activity %1 is not on the server's list. Its tasks are kept "
-                                "under a withdrawn activity of that name; ask your team lead to "
-                                "add it.")
-                                 .arg(quoted(held.name)));
+            m_unknownActivities.append(
+                tr("The activity %1 is not on the server's list. Its tasks are kept "
+                   "under a withdrawn activity of that name; ask your team lead to "
+                   "add it.")
+                    .arg(quoted(held.name)));
         }
     }
     m_byName.insert(position, id);
@@ -610,13 +610,11 @@ bool Session::storeVersion(int id, const RequestTask &task, qint64 activityId, q
     Sql::done(query);
     if (!query)
         return false;
-    query = m_sql.run(QStringLiteral("INSERT INTO task_history (user_id, task_id, version, event, "
-                                     "activity_id, start_at, stop_at, stamp, device_id, "
-                                     "recorded_at) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
-                      {m_userId, id, version, QString::fromLatin1(event), activity, task.start,
-                       task.stop, task.stamp, m_device, m_now});
-    Sql::done(query);
-    if (!query)
+    if (!m_sql.exec(QStringLiteral("INSERT INTO task_history (user_id, task_id, version, event, "
+                                   "activity_id, start_at, stop_at, stamp, device_id, "
+                                   "recorded_at) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
+                    {m_userId, id, version, QString::fromLatin1(event), activity, task.start,
+                     task.stop, task.stamp, m_device, m_now}))
         return false;
     StoredTask now;
     now.activityId = activityId;
@@ -633,22 +631,18 @@ bool Session::retire(int id, const char *event)
 {
     StoredTask &task = m_stored[id];
     const int version = task.version + 1;
-    QSqlQuery *query = m_sql.run(QStringLiteral("UPDATE tasks SET retired = 1, version = ?, "
-                                                "device_id = ?, updated_at = ? WHERE user_id = ? "
-                                                "AND id = ?"),
-                                 {version, m_device, m_now, m_userId, id});
-    Sql::done(query);
-    if (!query)
+    if (!m_sql.exec(QStringLiteral("UPDATE tasks SET retired = 1, version = ?, "
+                                   "device_id = ?, updated_at = ? WHERE user_id = ? "
+                                   "AND id = ?"),
+                    {version, m_device, m_now, m_userId, id}))
         return false;
-    const QVariant activity = task.activityId ? QVariant(task.activityId)
-                                              : QVariant(QMetaType::fromType<qint64>());
-    query = m_sql.run(QStringLiteral("INSERT INTO task_history (user_id, task_id, version, event, "
-                                     "activity_id, start_at, stop_at, stamp, device_id, "
-                                     "recorded_at) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
-                      {m_userId, id, version, QString::fromLatin1(event), activity, task.start,
-                       task.stop, task.stamp, m_device, m_now});
-    Sql::done(query);
-    if (!query)
+    const QVariant activity
+        = task.activityId ? QVariant(task.activityId) : QVariant(QMetaType::fromType<qint64>());
+    if (!m_sql.exec(QStringLiteral("INSERT INTO task_history (user_id, task_id, version, event, "
+                                   "activity_id, start_at, stop_at, stamp, device_id, "
+                                   "recorded_at) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
+                    {m_userId, id, version, QString::fromLatin1(event), activity, task.start,
+                     task.stop, task.stamp, m_device, m_now}))
         return false;
     task.retired = true;
     task.version = version;
@@ -657,13 +651,11 @@ bool Session::retire(int id, const char *event)
 
 bool Session::see(int id, bool own, qint64 print)
 {
-    QSqlQuery *query = m_sql.run(
-        QStringLiteral("INSERT INTO device_tasks (device_id, task_id, own, fingerprint) VALUES "
-                       "(?, ?, ?, ?) ON CONFLICT (device_id, task_id) DO UPDATE SET own = "
-                       "excluded.own, fingerprint = excluded.fingerprint"),
-        {m_device, id, own ? 1 : 0, print});
-    Sql::done(query);
-    if (!query)
+    if (!m_sql.exec(
+            QStringLiteral("INSERT INTO device_tasks (device_id, task_id, own, fingerprint) VALUES "
+                           "(?, ?, ?, ?) ON CONFLICT (device_id, task_id) DO UPDATE SET own = "
+                           "excluded.own, fingerprint = excluded.fingerprint"),
+            {m_device, id, own ? 1 : 0, print}))
         return false;
     m_seen.insert(id, {own, print});
     return true;
@@ -671,11 +663,8 @@ bool Session::see(int id, bool own, qint64 print)
 
 bool Session::unsee(int id)
 {
-    QSqlQuery *query = m_sql.run(
-        QStringLiteral("DELETE FROM device_tasks WHERE device_id = ? AND task_id = ?"),
-        {m_device, id});
-    Sql::done(query);
-    if (!query)
+    if (!m_sql.exec(QStringLiteral("DELETE FROM device_tasks WHERE device_id = ? AND task_id = ?"),
+                    {m_device, id}))
         return false;
     m_seen.remove(id);
     return true;
@@ -798,8 +787,7 @@ void Session::noticeCatalogueChanges()
             m_notices.append(tr("The category %1 is now called %2.")
                                  .arg(quoted(held.name), quoted(category->name)));
         if (category->retired && !held.obsolete)
-            m_notices.append(tr("The category %1 has been withdrawn.")
-                                 .arg(quoted(category->name)));
+            m_notices.append(tr("The category %1 has been withdrawn.").arg(quoted(category->name)));
     }
     for (const DocumentFormat::ActivityRecord &held : m_request.activities) {
         const Catalogue::Activity *activity = m_catalogue.activity(held.id);
@@ -878,15 +866,13 @@ QString Session::summary() const
     if (m_newCategories.size() == 1)
         parts.append(tr("1 new category: %1").arg(names(m_newCategories)));
     else if (m_newCategories.size() > 1)
-        parts.append(tr("%1 new categories: %2")
-                         .arg(m_newCategories.size())
-                         .arg(names(m_newCategories)));
+        parts.append(
+            tr("%1 new categories: %2").arg(m_newCategories.size()).arg(names(m_newCategories)));
     if (m_newActivities.size() == 1)
         parts.append(tr("1 new activity: %1").arg(names(m_newActivities)));
     else if (m_newActivities.size() > 1)
-        parts.append(tr("%1 new activities: %2")
-                         .arg(m_newActivities.size())
-                         .arg(names(m_newActivities)));
+        parts.append(
+            tr("%1 new activities: %2").arg(m_newActivities.size()).arg(names(m_newActivities)));
     if (parts.isEmpty())
         return tr("Up to date: nothing has changed since the last synchronization.");
     return parts.join(QStringLiteral(", "));
@@ -906,9 +892,8 @@ ExchangeOutcome Exchange::refusal(int status, const QString &reason, const QStri
     outcome.status = status;
     outcome.result = QStringLiteral("refused:") + reason;
     outcome.body = SyncProtocol::buildReplyBody(
-        UnreadableDocument,
-        QStringLiteral("<p><b>%1</b></p>\n<p>%2</p>\n")
-            .arg(tr("The server refused this synchronization."), message));
+        UnreadableDocument, QStringLiteral("<p><b>%1</b></p>\n<p>%2</p>\n")
+                                .arg(tr("The server refused this synchronization."), message));
     return outcome;
 }
 
@@ -935,6 +920,12 @@ ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
         = tr("The server cannot reach its database just now. Nothing was changed; please try "
              "again later.");
     const QString userSubject = QStringLiteral("user:") + name;
+    // Every refusal from here on names the user it was for, in the log.
+    const auto refuse = [&](int status, const char *reason, const QString &text) {
+        ExchangeOutcome outcome = refusal(status, QString::fromLatin1(reason), text);
+        outcome.user = name;
+        return outcome;
+    };
     const QString addressSubject = QStringLiteral("address:") + peer;
 
     // Who is asking.
@@ -945,7 +936,7 @@ ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
         QSqlQuery *query = m_sql.run(
             QStringLiteral("SELECT id, password_hash, disabled FROM users WHERE name = ?"), {name});
         if (!query)
-            return refusal(503, QStringLiteral("database"), unavailable);
+            return refuse(503, "database", unavailable);
         if (query->next()) {
             userId = query->value(0).toLongLong();
             storedHash = query->value(1).toString();
@@ -957,15 +948,13 @@ ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
                           userId ? blockedSeconds(m_sql, userSubject) : 0);
     if (wait > 0) {
         const int minutes = (wait + 59) / 60;
-        ExchangeOutcome outcome = refusal(
-            429, QStringLiteral("rate-limited"),
-            minutes == 1 ? tr("Too many failed sign-ins. Please wait a minute and check the "
-                              "user ID and password in Settings \u2192 Operating Mode.")
-                         : tr("Too many failed sign-ins. Please wait %1 minutes and check the "
-                              "user ID and password in Settings \u2192 Operating Mode.")
-                               .arg(minutes));
-        outcome.user = name;
-        return outcome;
+        return refuse(429, "rate-limited",
+                      minutes == 1
+                          ? tr("Too many failed sign-ins. Please wait a minute and check the "
+                               "user ID and password in Settings \u2192 Operating Mode.")
+                          : tr("Too many failed sign-ins. Please wait %1 minutes and check the "
+                               "user ID and password in Settings \u2192 Operating Mode.")
+                                .arg(minutes));
     }
     bool signedIn = false;
     if (userId) {
@@ -979,61 +968,51 @@ ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
         if (userId)
             recordFailure(m_sql, userSubject, m_limits.failuresPerUser,
                           m_limits.failureWindowSeconds);
-        ExchangeOutcome outcome
-            = refusal(403, QStringLiteral("wrong-credentials"),
+        return refuse(403, "wrong-credentials",
                       tr("The user ID or the password is wrong. Please check them in Settings "
                          "\u2192 Operating Mode."));
-        outcome.user = name;
-        return outcome;
     }
     const QString disabledText = tr("Your user ID has been disabled on this server. Please ask "
                                     "your team lead.");
     if (disabled) {
-        ExchangeOutcome outcome = refusal(403, QStringLiteral("disabled"), disabledText);
-        outcome.user = name;
-        return outcome;
+        return refuse(403, "disabled", disabledText);
     }
 
     Transaction transaction(m_sql);
     if (!transaction.isOpen())
-        return refusal(503, QStringLiteral("database"), unavailable);
+        return refuse(503, "database", unavailable);
     // Every exchange of one member waits for the one before: two devices of one member, or
     // two server processes, never interleave.
     {
         QSqlQuery *query = m_sql.run(
             m_sql.isPostgres()
-                ? QStringLiteral("SELECT disabled, password_hash FROM users WHERE id = ? FOR UPDATE")
+                ? QStringLiteral(
+                    "SELECT disabled, password_hash FROM users WHERE id = ? FOR UPDATE")
                 : QStringLiteral("SELECT disabled, password_hash FROM users WHERE id = ?"),
             {userId});
         if (!query || !query->next()) {
             Sql::done(query);
-            return refusal(503, QStringLiteral("database"), unavailable);
+            return refuse(503, "database", unavailable);
         }
         const bool disabledNow = query->value(0).toInt() != 0;
         const bool hashChanged = query->value(1).toString() != storedHash;
         Sql::done(query);
         if (disabledNow || hashChanged) {
-            ExchangeOutcome outcome = refusal(403, QStringLiteral("disabled"), disabledText);
-            outcome.user = name;
-            return outcome;
+            return refuse(403, "disabled", disabledText);
         }
     }
 
     Session session(m_sql, userId, request);
     QString failure;
     if (!session.run(&failure)) {
-        ExchangeOutcome outcome = failure.isEmpty()
-                                      ? refusal(503, QStringLiteral("database"), unavailable)
-                                      : refusal(409, QStringLiteral("device"), failure);
-        outcome.user = name;
-        return outcome;
+        return failure.isEmpty() ? refuse(503, "database", unavailable)
+                                 : refuse(409, "device", failure);
     }
-    Sql::done(m_sql.run(QStringLiteral("UPDATE users SET last_exchange_at = ? WHERE id = ?"),
-                        {nowText(), userId}));
-    Sql::done(m_sql.run(QStringLiteral("DELETE FROM sign_in_failures WHERE subject = ?"),
-                        {userSubject}));
+    m_sql.exec(QStringLiteral("UPDATE users SET last_exchange_at = ? WHERE id = ?"),
+               {nowText(), userId});
+    m_sql.exec(QStringLiteral("DELETE FROM sign_in_failures WHERE subject = ?"), {userSubject});
     if (!transaction.commit())
-        return refusal(503, QStringLiteral("database"), unavailable);
+        return refuse(503, "database", unavailable);
 
     ExchangeOutcome outcome;
     outcome.body = SyncProtocol::buildReplyBody(session.replyDocument(), session.messages());

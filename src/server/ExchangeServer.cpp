@@ -112,7 +112,12 @@ public:
                                                       "again later."));
             }
         }
-        return m_exchange->run(std::move(body), peer);
+        ExchangeOutcome outcome = m_exchange->run(std::move(body), peer);
+        // A connection that failed (the database restarted, say) is opened afresh for the
+        // next exchange.
+        if (outcome.result == QLatin1String("refused:database"))
+            closeDatabase();
+        return outcome;
     }
 
 private:
@@ -191,23 +196,8 @@ private:
             }
             // Body.
             const qint64 wanted = m_bodyLength - m_body.size();
-            const QByteArray bytes = m_socket->read(qMin(available, wanted));
-            if (!m_server->reserveBuffer(bytes.size())) {
-                refuse(503, QStringLiteral("busy"),
-                       ExchangeServer::tr("The server is too busy just now. Nothing was "
-                                          "changed; please try again in a minute."));
+            if (!takeBody(m_socket->read(qMin(available, wanted))))
                 return;
-            }
-            m_reserved += bytes.size();
-            m_body += bytes;
-            if (m_body.size() == m_bodyLength) {
-                m_state = State::Processing;
-                const qint64 reserved = m_reserved;
-                m_reserved = 0;
-                m_server->submit(this, std::move(m_body), reserved);
-                m_body = QByteArray();
-                return;
-            }
         }
     }
 
@@ -287,26 +277,29 @@ private:
         // Room for the whole body at once: memory is taken as the bytes arrive, and the buffer
         // never has to grow by copying.
         m_body.reserve(length);
-        if (!rest.isEmpty()) {
-            const QByteArray first = rest.left(length);
-            if (!m_server->reserveBuffer(first.size())) {
-                refuse(503, QStringLiteral("busy"),
-                       ExchangeServer::tr("The server is too busy just now. Nothing was "
-                                          "changed; please try again in a minute."));
-                return false;
-            }
-            m_reserved += first.size();
-            m_body += first;
-        }
-        if (m_body.size() == m_bodyLength) {
-            m_state = State::Processing;
-            const qint64 reserved = m_reserved;
-            m_reserved = 0;
-            m_server->submit(this, std::move(m_body), reserved);
-            m_body = QByteArray();
+        return takeBody(rest.left(length));
+    }
+
+    // Adds bytes of the body, within the server's bound on what all connections hold, and
+    // hands the body over once it is whole. False when no more is to be read.
+    bool takeBody(const QByteArray &bytes)
+    {
+        if (!m_server->reserveBuffer(bytes.size())) {
+            refuse(503, QStringLiteral("busy"),
+                   ExchangeServer::tr("The server is too busy just now. Nothing was changed; "
+                                      "please try again in a minute."));
             return false;
         }
-        return true;
+        m_reserved += bytes.size();
+        m_body += bytes;
+        if (m_body.size() < m_bodyLength)
+            return true;
+        m_state = State::Processing;
+        const qint64 reserved = m_reserved;
+        m_reserved = 0;
+        m_server->submit(this, std::move(m_body), reserved);
+        m_body = QByteArray();
+        return false;
     }
 
     void refuse(int status, const QString &reason, const QString &message)
@@ -447,16 +440,16 @@ ExchangeServer::~ExchangeServer()
 bool ExchangeServer::start(QString *error)
 {
     for (int i = 0; i < qMax(1, m_options.workers); ++i) {
-        auto worker = std::make_unique<ExchangeWorker>(m_database, m_passwords, m_options.limits,
-                                                       i + 1);
+        auto worker
+            = std::make_unique<ExchangeWorker>(m_database, m_passwords, m_options.limits, i + 1);
         auto thread = std::make_unique<QThread>();
         thread->setObjectName(QStringLiteral("exchange worker %1").arg(i + 1));
         ExchangeWorker *w = worker.get();
         // Each worker opens its connection on its own thread, and closes it there.
         bool opened = false;
         QString openError;
-        connect(thread.get(), &QThread::finished, w, [w] { w->closeDatabase(); },
-                Qt::DirectConnection);
+        connect(
+            thread.get(), &QThread::finished, w, [w] { w->closeDatabase(); }, Qt::DirectConnection);
         worker->moveToThread(thread.get());
         thread->start();
         QMetaObject::invokeMethod(
@@ -562,12 +555,12 @@ void ExchangeServer::dispatch()
         const QString peer = job.peer;
         job.body = QByteArray();
         m_running.insert(id, std::move(job));
-        QMetaObject::invokeMethod(worker, [this, worker, id, body = std::move(body), peer]() mutable {
-            const ExchangeOutcome outcome = worker->process(std::move(body), peer);
-            QMetaObject::invokeMethod(this, [this, worker, id, outcome] {
-                jobDone(worker, id, outcome);
+        QMetaObject::invokeMethod(
+            worker, [this, worker, id, body = std::move(body), peer]() mutable {
+                const ExchangeOutcome outcome = worker->process(std::move(body), peer);
+                QMetaObject::invokeMethod(
+                    this, [this, worker, id, outcome] { jobDone(worker, id, outcome); });
             });
-        });
     }
 }
 

@@ -45,9 +45,9 @@ bool Passwords::fullCheck(const QString &password, const QString &storedHash)
     if (stored.isEmpty() || stored.size() >= crypto_pwhash_STRBYTES)
         return false;
     m_fullChecks.acquire();
-    const bool ok = crypto_pwhash_str_verify(stored.constData(), bytes.constData(),
-                                             quint64(bytes.size()))
-                    == 0;
+    const bool ok
+        = crypto_pwhash_str_verify(stored.constData(), bytes.constData(), quint64(bytes.size()))
+          == 0;
     m_fullChecks.release();
     return ok;
 }

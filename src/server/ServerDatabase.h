@@ -71,6 +71,8 @@ public:
     // rows from the returned query and call done() before the next statement of a
     // transaction ends it.
     QSqlQuery *run(const QString &statement, const QVariantList &values = {});
+    // Runs a statement that returns no rows (it is prepared once, like run()); false on failure.
+    bool exec(const QString &statement, const QVariantList &values = {});
     // Runs a statement that is not kept prepared (schema changes, one-off statements).
     bool once(const QString &statement);
     // Releases a query's rows.

@@ -1,5 +1,6 @@
 #include "ModalAnswers.h"
 
+#include <QAction>
 #include <QApplication>
 
 ModalAnswers::ModalAnswers()
@@ -24,4 +25,14 @@ void ModalAnswers::poll()
     }
     const Handler handler = m_handlers.takeFirst();
     handler(modal);
+}
+
+QAction *actionNamed(const QWidget &window, const QString &text)
+{
+    const QList<QAction *> actions = window.findChildren<QAction *>();
+    for (QAction *a : actions) {
+        if (a->text() == text)
+            return a;
+    }
+    return nullptr;
 }

@@ -7,6 +7,11 @@
 
 #include <functional>
 
+class QAction;
+
+// The action of the window (menu entry or tool) with that text, or null.
+QAction *actionNamed(const QWidget &window, const QString &text);
+
 // Answers the modal dialogs that the code under test opens with exec(), in order: each new
 // modal widget gets the next handler, which may inspect it and must close it (accept(),
 // reject(), …). Handlers run from the event loop of the dialog itself.

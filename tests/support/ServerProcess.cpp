@@ -80,9 +80,10 @@ bool PostgresCluster::start(QString *reason)
         return false;
     }
 
-    m_root = QDir::tempPath() + QStringLiteral("/quorvel-pg-%1-%2")
-                                    .arg(::getpid())
-                                    .arg(QDateTime::currentMSecsSinceEpoch());
+    m_root = QDir::tempPath()
+             + QStringLiteral("/quorvel-pg-%1-%2")
+                   .arg(::getpid())
+                   .arg(QDateTime::currentMSecsSinceEpoch());
     QDir().mkpath(m_root);
     // PostgreSQL refuses to run as root.
     if (::geteuid() == 0) {
@@ -103,21 +104,22 @@ bool PostgresCluster::start(QString *reason)
                                       | QFileDevice::ExeOther);
 
     int status = 0;
-    QString output = run(m_binDir + QStringLiteral("/initdb"),
-                         {QStringLiteral("-D"), m_root + QStringLiteral("/data"),
-                          QStringLiteral("-U"), QStringLiteral("quorvel"),
-                          QStringLiteral("--auth=trust"), QStringLiteral("-E"),
-                          QStringLiteral("UTF8"), QStringLiteral("--no-locale")},
-                         true, &status);
+    QString output
+        = run(m_binDir + QStringLiteral("/initdb"),
+              {QStringLiteral("-D"), m_root + QStringLiteral("/data"), QStringLiteral("-U"),
+               QStringLiteral("quorvel"), QStringLiteral("--auth=trust"), QStringLiteral("-E"),
+               QStringLiteral("UTF8"), QStringLiteral("--no-locale")},
+              true, &status);
     if (status != 0) {
         *reason = QStringLiteral("initdb failed: ") + output;
         return false;
     }
     m_port = freePort();
-    const QString options = QStringLiteral("-p %1 -k %2 -c listen_addresses=127.0.0.1 "
-                                           "-c max_connections=200 -c fsync=%3")
-                                .arg(m_port)
-                                .arg(m_root, m_fsync ? QStringLiteral("on") : QStringLiteral("off"));
+    const QString options
+        = QStringLiteral("-p %1 -k %2 -c listen_addresses=127.0.0.1 "
+                         "-c max_connections=200 -c fsync=%3")
+              .arg(m_port)
+              .arg(m_root, m_fsync ? QStringLiteral("on") : QStringLiteral("off"));
     output = run(m_binDir + QStringLiteral("/pg_ctl"),
                  {QStringLiteral("-D"), m_root + QStringLiteral("/data"), QStringLiteral("-l"),
                   m_root + QStringLiteral("/log"), QStringLiteral("-o"), options,
@@ -138,11 +140,11 @@ QString PostgresCluster::createDatabase()
 {
     const QString name = QStringLiteral("quorvel%1").arg(++m_databases);
     int status = 0;
-    const QString output = run(m_binDir + QStringLiteral("/createdb"),
-                               {QStringLiteral("-h"), QStringLiteral("127.0.0.1"),
-                                QStringLiteral("-p"), QString::number(m_port),
-                                QStringLiteral("-U"), QStringLiteral("quorvel"), name},
-                               false, &status);
+    const QString output
+        = run(m_binDir + QStringLiteral("/createdb"),
+              {QStringLiteral("-h"), QStringLiteral("127.0.0.1"), QStringLiteral("-p"),
+               QString::number(m_port), QStringLiteral("-U"), QStringLiteral("quorvel"), name},
+              false, &status);
     if (status != 0) {
         qWarning("createdb failed: %s", qPrintable(output));
         return QString();
@@ -171,13 +173,14 @@ bool ServerProcess::start(const QStringList &extra)
 {
     m_process = std::make_unique<QProcess>();
     m_process->setProcessChannelMode(QProcess::SeparateChannels);
-    m_process->start(binary(), QStringList{QStringLiteral("serve")} + m_storage
-                                   + QStringList{QStringLiteral("--listen"),
-                                                 QStringLiteral("127.0.0.1:0")}
-                                   + extra);
+    m_process->start(binary(),
+                     QStringList{QStringLiteral("serve")} + m_storage
+                         + QStringList{QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")}
+                         + extra);
     if (!m_process->waitForStarted())
         return false;
-    static const QRegularExpression listening(QStringLiteral("listening on 127\\.0\\.0\\.1:(\\d+)"));
+    static const QRegularExpression listening(
+        QStringLiteral("listening on 127\\.0\\.0\\.1:(\\d+)"));
     QDeadlineTimer deadline(60000);
     while (!deadline.hasExpired()) {
         const QRegularExpressionMatch match = listening.match(log());
@@ -278,4 +281,13 @@ bool ServerProcess::addUser(const QString &name, const QString &password) const
     if (result.status != 0)
         qWarning("user add %s failed: %s", qPrintable(name), qPrintable(result.err));
     return result.status == 0;
+}
+
+QStringList ServerProcess::history(const QString &user) const
+{
+    const Result result = admin({QStringLiteral("user"), QStringLiteral("history"), user});
+    QStringList lines;
+    for (const QString &line : result.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts))
+        lines << line.section(QLatin1Char('\t'), 0, 5);
+    return lines;
 }

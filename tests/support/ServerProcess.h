@@ -80,6 +80,9 @@ public:
     Result admin(const QStringList &arguments, const QByteArray &input = QByteArray()) const;
     // Adds a user with a password.
     bool addUser(const QString &name, const QString &password) const;
+    // The user's task history as "user history" lists it, without the time each entry was
+    // recorded: task id, version, event, start, stop, activity.
+    QStringList history(const QString &user) const;
 
 private:
     QStringList m_storage;

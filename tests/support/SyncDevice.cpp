@@ -19,8 +19,8 @@ SyncDevice::Reply SyncDevice::exchange(bool keep)
     if (!socket.waitForConnected(10000))
         return reply;
     socket.write(SyncProtocol::buildRequest(doc.getDocumentString(),
-                                            QDateTime(QDate(2026, 11, 21), QTime(9, 30)),
-                                            m_address, user, password, 4711));
+                                            QDateTime(QDate(2026, 11, 21), QTime(9, 30)), m_address,
+                                            user, password, 4711));
     QByteArray received;
     SyncProtocol::ReplyParser parser;
     while (parser.state() != SyncProtocol::ReplyParser::Finished) {
@@ -63,8 +63,8 @@ Activity *SyncDevice::activity(const QString &name) const
 QVTask *SyncDevice::addTask(const QString &activityName, const QDateTime &start,
                             const QDateTime &stop)
 {
-    auto *t = new QVTask(doc.allocateId(), start, stop, 0, activity(activityName), QDateTime(),
-                         false);
+    auto *t
+        = new QVTask(doc.allocateId(), start, stop, 0, activity(activityName), QDateTime(), false);
     doc.tasks.append(t);
     doc.tasks.sort();
     return t;

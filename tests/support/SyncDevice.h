@@ -21,11 +21,11 @@ public:
 
     struct Reply
     {
-        int status = 0;          // HTTP status; 0 when no reply came
-        bool finished = false;   // up to "--sync-end--"
-        bool readable = false;   // the document part reads
-        QByteArray document;     // the document part
-        QString messages;        // the personal messages, as sent (rich text)
+        int status = 0;        // HTTP status; 0 when no reply came
+        bool finished = false; // up to "--sync-end--"
+        bool readable = false; // the document part reads
+        QByteArray document;   // the document part
+        QString messages;      // the personal messages, as sent (rich text)
     };
 
     // One exchange. With keep, a readable reply is taken in; otherwise the device stays as it

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "ServerProcess.h"
+
+#include <QStringList>
+#include <QTemporaryDir>
+
+// Where the server of a test keeps its data: a new SQLite folder, or a new database in a
+// private PostgreSQL cluster started once per test program. Tests run every case on both
+// through QtTest's global data.
+class ServerStores
+{
+public:
+    // The global data rows: column "backend", "sqlite" and "postgresql".
+    static void addRows(const char *postgresRow = "postgresql");
+
+    // Starts PostgreSQL. When it cannot, says so loudly; false only when the environment asks
+    // for PostgreSQL to be there (QUORVEL_REQUIRE_POSTGRES, as in CI), with the reason.
+    bool start(QString *problem);
+    // The storage arguments of a new store for the backend, or empty with the reason to skip.
+    QStringList create(const QString &backend, QString *skip);
+    // Where every SQLite store of this run lies.
+    QString sqliteFolder() const { return m_folder.path(); }
+
+private:
+    PostgresCluster m_postgres;
+    QString m_postgresProblem;
+    QTemporaryDir m_folder;
+    int m_sqliteFolders = 0;
+};
