@@ -683,7 +683,9 @@ bool Session::buildReply()
     // The member's tasks the device does not list, oldest first.
     std::vector<std::pair<int, StoredTask>> tasks;
     for (auto it = m_stored.constBegin(); it != m_stored.constEnd(); ++it) {
-        if (!it->retired && it->activityId != 0 && !m_listed.contains(it.key())
+        // A task without an activity or a start (from a damaged file) would only confuse
+        // another device; it stays on the server.
+        if (!it->retired && it->activityId != 0 && it->start != 0 && !m_listed.contains(it.key())
             && m_catalogue.activity(it->activityId))
             tasks.emplace_back(it.key(), it.value());
     }

@@ -160,6 +160,10 @@ public:
     {
         if (m_state != State::Processing)
             return;
+        if (m_peerGone) {
+            finish();
+            return;
+        }
         sendReply(outcome.status, outcome.body);
     }
 
@@ -428,9 +432,10 @@ ExchangeServer::~ExchangeServer()
 {
     m_listener.close();
     // Connections first: they tell the server when they go.
-    const QList<ServerConnection *> connections = findChildren<ServerConnection *>();
+    const QSet<ServerConnection *> connections = m_connections;
     for (ServerConnection *connection : connections)
         delete connection;
+    m_connections.clear();
     for (const auto &thread : m_threads) {
         thread->quit();
         thread->wait();
@@ -495,9 +500,9 @@ void ExchangeServer::stop()
     if (m_stopping)
         return;
     m_stopping = true;
-    log(QStringLiteral("stopping: finishing %1 connection(s)").arg(m_connections));
+    log(QStringLiteral("stopping: finishing %1 connection(s)").arg(m_connections.size()));
     m_listener.close();
-    const QList<ServerConnection *> connections = findChildren<ServerConnection *>();
+    const QSet<ServerConnection *> connections = m_connections;
     for (ServerConnection *connection : connections)
         connection->closeIdle();
     checkStopped();
@@ -506,20 +511,18 @@ void ExchangeServer::stop()
 void ExchangeServer::acceptConnections()
 {
     while (QTcpSocket *socket = m_listener.nextPendingConnection()) {
-        if (m_stopping || m_connections >= m_options.maxConnections) {
+        if (m_stopping || m_connections.size() >= m_options.maxConnections) {
             socket->abort();
             socket->deleteLater();
             continue;
         }
-        ++m_connections;
-        new ServerConnection(socket, this);
+        m_connections.insert(new ServerConnection(socket, this));
     }
 }
 
 void ExchangeServer::connectionFinished(ServerConnection *connection)
 {
-    Q_UNUSED(connection);
-    --m_connections;
+    m_connections.remove(connection);
     checkStopped();
 }
 
@@ -587,7 +590,7 @@ void ExchangeServer::jobDone(ExchangeWorker *worker, quint64 jobId, const Exchan
 
 void ExchangeServer::checkStopped()
 {
-    if (!m_stopping || m_stoppedSignalled || m_connections > 0 || !m_running.isEmpty()
+    if (!m_stopping || m_stoppedSignalled || !m_connections.isEmpty() || !m_running.isEmpty()
         || !m_queue.isEmpty())
         return;
     m_stoppedSignalled = true;

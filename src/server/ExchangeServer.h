@@ -10,6 +10,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QQueue>
+#include <QSet>
 #include <QTcpServer>
 
 #include <memory>
@@ -95,7 +96,9 @@ private:
     QQueue<Job> m_queue;
     QHash<quint64, Job> m_running;
     quint64 m_nextJob = 1;
-    int m_connections = 0;
+    // The connections open now. Kept here rather than found among the children: a class
+    // without its own meta-object cannot be told apart from other children.
+    QSet<ServerConnection *> m_connections;
     qint64 m_buffered = 0;
     bool m_stopping = false;
     bool m_stoppedSignalled = false;

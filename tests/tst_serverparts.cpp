@@ -1,0 +1,201 @@
+// The group server's small parts on their own: database addresses, the request body's lines,
+// the reply body, and task times as the server stores them.
+
+#include "TestEnvironment.h"
+
+#include "ServerDatabase.h"
+#include "StoredTime.h"
+#include "sync/SyncProtocol.h"
+
+#include <QtTest>
+
+class TestServerParts : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void databaseAddress_data();
+    void databaseAddress();
+    void sqliteFolder();
+    void requestBody();
+    void requestBodyRefused_data();
+    void requestBodyRefused();
+    void replyBody_data();
+    void replyBody();
+    void storedTime_data();
+    void storedTime();
+};
+
+void TestServerParts::databaseAddress_data()
+{
+    QTest::addColumn<QString>("url");
+    QTest::addColumn<QString>("described");
+    QTest::addColumn<QString>("error");
+    QTest::newRow("host and port") << "postgresql://quorvel@127.0.0.1:5432/team"
+                                   << "PostgreSQL quorvel@127.0.0.1:5432/team"
+                                   << "";
+    QTest::newRow("short scheme") << "postgres://quorvel@db.example.org/team"
+                                  << "PostgreSQL quorvel@db.example.org/team"
+                                  << "";
+    // The password never shows.
+    QTest::newRow("password and socket folder")
+        << "postgresql://quorvel:p%40ss@%2Frun%2Fpostgresql/team?sslmode=disable"
+        << "PostgreSQL quorvel@/run/postgresql/team"
+        << "";
+    QTest::newRow("no user") << "postgresql://localhost/team"
+                             << "PostgreSQL localhost/team"
+                             << "";
+    QTest::newRow("other scheme")
+        << "mysql://quorvel@localhost/team"
+        << ""
+        << "The database address must look like postgresql://USER@HOST/DATABASE: "
+           "mysql://quorvel@localhost/team";
+    QTest::newRow("no database")
+        << "postgresql://quorvel@localhost/"
+        << ""
+        << "The database address must look like postgresql://USER@HOST/DATABASE: "
+           "postgresql://quorvel@localhost/";
+    QTest::newRow("bad port") << "postgresql://quorvel@localhost:http/team"
+                              << ""
+                              << "The database address has a port that is not valid: "
+                                 "postgresql://quorvel@localhost:http/team";
+}
+
+void TestServerParts::databaseAddress()
+{
+    QFETCH(QString, url);
+    QFETCH(QString, described);
+    QFETCH(QString, error);
+    ServerDatabase location;
+    QString problem;
+    const bool ok = ServerDatabase::fromUrl(url, &location, &problem);
+    QCOMPARE(ok, error.isEmpty());
+    QCOMPARE(problem, error);
+    if (ok) {
+        QVERIFY(location.isPostgres());
+        QCOMPARE(location.describe(), described);
+    }
+}
+
+void TestServerParts::sqliteFolder()
+{
+    const ServerDatabase location = ServerDatabase::sqliteIn(QStringLiteral("/srv/team"));
+    QVERIFY(!location.isPostgres());
+    QCOMPARE(location.filePath(), QStringLiteral("/srv/team/quorvel-server.sqlite"));
+    QCOMPARE(location.describe(), QStringLiteral("SQLite /srv/team/quorvel-server.sqlite"));
+    QCOMPARE(ServerDatabase::defaultDataFolder(),
+             TestEnvironment::instance()->dataHome() + QStringLiteral("/quorvel-server"));
+}
+
+void TestServerParts::requestBody()
+{
+    // The program's own request, with an empty user id: the lines are taken as they stand.
+    const QByteArray request = SyncProtocol::buildRequest(
+        QStringLiteral("--start--\n105\n1000\n0\n0\n0\n0\n--end--\n"),
+        QDateTime(QDate(2026, 11, 21), QTime(9, 30, 5)), QStringLiteral("team.example:8080"),
+        QString(), QStringLiteral("p\u00e4ss"), 7);
+    const QByteArray body = request.mid(request.indexOf("\r\n\r\n") + 4);
+    SyncProtocol::RequestBody parsed;
+    QVERIFY(SyncProtocol::parseRequestBody(body, &parsed));
+    QCOMPARE(QList<int>(parsed.exchangeTime, parsed.exchangeTime + 6),
+             QList<int>({2026, 11, 21, 9, 30, 5}));
+    QCOMPARE(parsed.serverAddress, QStringLiteral("team.example:8080"));
+    QCOMPARE(parsed.userId, QString());
+    QCOMPARE(parsed.password, QStringLiteral("p\u00e4ss"));
+    QCOMPARE(body.mid(parsed.documentOffset),
+             QByteArray("--start--\n105\n1000\n0\n0\n0\n0\n--end--\n"));
+}
+
+void TestServerParts::requestBodyRefused_data()
+{
+    QTest::addColumn<QByteArray>("body");
+    QTest::newRow("empty") << QByteArray();
+    QTest::newRow("another marker") << QByteArray("--start--\n1\n2\n3\n4\n5\n6\na\nb\nc\n");
+    QTest::newRow("marker with a carriage return")
+        << QByteArray("--sync--\r\n1\n2\n3\n4\n5\n6\na\nb\nc\n");
+    QTest::newRow("nine lines") << QByteArray("--sync--\n1\n2\n3\n4\n5\n6\na\nb\nc");
+}
+
+void TestServerParts::requestBodyRefused()
+{
+    QFETCH(QByteArray, body);
+    SyncProtocol::RequestBody parsed;
+    QVERIFY(!SyncProtocol::parseRequestBody(body, &parsed));
+}
+
+void TestServerParts::replyBody_data()
+{
+    QTest::addColumn<QString>("messages");
+    QTest::addColumn<QByteArray>("expected");
+    const QByteArray document("--start--\n105\n1000\n0\n0\n0\n0\n--end--\n");
+    QTest::newRow("no messages") << QString() << document + "--sync-end--\n";
+    QTest::newRow("line feed added")
+        << QStringLiteral("<p>Hi</p>") << document + "<p>Hi</p>\n--sync-end--\n";
+    QTest::newRow("end marker defused") << QStringLiteral("a\n--sync-end--\nb\n")
+                                        << document + "a\n--sync-end-- \nb\n--sync-end--\n";
+    QTest::newRow("marker within a line kept")
+        << QStringLiteral("x --sync-end--\n") << document + "x --sync-end--\n--sync-end--\n";
+    QTest::newRow("non-ASCII") << QStringLiteral("\u201cCaf\u00e9\u201d")
+                               << document
+                                      + "\xe2\x80\x9c"
+                                        "Caf\xc3\xa9\xe2\x80\x9d\n--sync-end--\n";
+}
+
+void TestServerParts::replyBody()
+{
+    QFETCH(QString, messages);
+    QFETCH(QByteArray, expected);
+    const QByteArray document("--start--\n105\n1000\n0\n0\n0\n0\n--end--\n");
+    const QByteArray body = SyncProtocol::buildReplyBody(document, messages);
+    QCOMPARE(body, expected);
+    // The program's parser reads it whole.
+    SyncProtocol::ReplyParser parser;
+    parser.feed(body);
+    QCOMPARE(parser.state(), SyncProtocol::ReplyParser::Finished);
+    QCOMPARE(parser.documentText(), document);
+}
+
+void TestServerParts::storedTime_data()
+{
+    QTest::addColumn<QList<int>>("fields");
+    QTest::addColumn<bool>("withSeconds");
+    QTest::addColumn<qint64>("packed");
+    QTest::newRow("minute") << QList<int>{2026, 11, 21, 9, 30, 0} << false << qint64(202611210930);
+    QTest::newRow("second") << QList<int>{2026, 11, 21, 9, 30, 42} << true
+                            << qint64(20261121093042);
+    QTest::newRow("seconds dropped")
+        << QList<int>{2026, 1, 2, 3, 4, 59} << false << qint64(202601020304);
+    QTest::newRow("not set") << QList<int>{0, 11, 21, 9, 30, 0} << false << qint64(0);
+    QTest::newRow("month 13") << QList<int>{2026, 13, 1, 9, 30, 0} << false << qint64(0);
+    QTest::newRow("hour 24") << QList<int>{2026, 11, 21, 24, 0, 0} << false << qint64(0);
+    QTest::newRow("year 10000") << QList<int>{10000, 1, 1, 0, 0, 0} << false << qint64(0);
+    QTest::newRow("year before 1") << QList<int>{-44, 3, 15, 12, 0, 0} << false << qint64(0);
+    QTest::newRow("first moment") << QList<int>{1, 1, 1, 0, 0, 0} << true << qint64(10101000000);
+}
+
+void TestServerParts::storedTime()
+{
+    QFETCH(QList<int>, fields);
+    QFETCH(bool, withSeconds);
+    QFETCH(qint64, packed);
+    DocumentFormat::WallClock when;
+    when.year = fields.at(0);
+    when.month = fields.at(1);
+    when.day = fields.at(2);
+    when.hour = fields.at(3);
+    when.minute = fields.at(4);
+    when.second = fields.at(5);
+    QCOMPARE(StoredTime::pack(when, withSeconds), packed);
+    const DocumentFormat::WallClock back = StoredTime::unpack(packed, withSeconds);
+    if (packed == 0) {
+        QVERIFY(back.isNull());
+        return;
+    }
+    QCOMPARE(QList<int>({back.year, back.month, back.day, back.hour, back.minute, back.second}),
+             QList<int>({when.year, when.month, when.day, when.hour, when.minute,
+                         withSeconds ? when.second : 0}));
+}
+
+QUORVEL_TEST_GUILESS_MAIN(TestServerParts)
+
+#include "tst_serverparts.moc"
