@@ -11,9 +11,12 @@
 
 #include <QDateTime>
 #include <QHash>
+#include <QMutex>
 #include <QSet>
 
 #include <algorithm>
+#include <charconv>
+#include <optional>
 #include <vector>
 
 namespace {
@@ -21,6 +24,8 @@ namespace {
 // The document part of a refusal: the start and end markers around a version no reader
 // accepts.
 const char UnreadableDocument[] = "--start--\n0\n--end--\n";
+
+QMutex s_sqliteWriter;
 
 // How many tasks a notice names before it says how many more there are.
 constexpr int NamedTasksPerNotice = 10;
@@ -147,14 +152,20 @@ QString quoted(const QString &name)
 
 // --- Failed sign-ins ------------------------------------------------------------------------
 
-// Seconds until the subject may try again; 0 when it may now.
-int blockedSeconds(Sql &sql, const QString &subject)
+// Seconds until the subjects may try again (0 when they may now), and which of them have
+// failures on record.
+int blockedSeconds(Sql &sql, const QStringList &subjects, QSet<QString> *recorded)
 {
-    QSqlQuery *query = sql.run(
-        QStringLiteral("SELECT blocked_until FROM sign_in_failures WHERE subject = ?"), {subject});
+    QSqlQuery *query = sql.run(QStringLiteral("SELECT subject, blocked_until FROM "
+                                              "sign_in_failures WHERE subject IN (?, ?)"),
+                               {subjects.value(0), subjects.value(1)});
     if (!query)
         return 0;
-    const qint64 until = query->next() ? query->value(0).toLongLong() : 0;
+    qint64 until = 0;
+    while (query->next()) {
+        recorded->insert(query->value(0).toString());
+        until = qMax(until, query->value(1).toLongLong());
+    }
     Sql::done(query);
     return int(qMax<qint64>(0, until - nowSeconds()));
 }
@@ -162,6 +173,9 @@ int blockedSeconds(Sql &sql, const QString &subject)
 void recordFailure(Sql &sql, const QString &subject, int allowed, int windowSeconds)
 {
     const qint64 now = nowSeconds();
+    std::optional<QMutexLocker<QMutex>> oneWriter;
+    if (!sql.isPostgres())
+        oneWriter.emplace(&s_sqliteWriter);
     Transaction transaction(sql);
     if (!transaction.isOpen())
         return;
@@ -242,11 +256,13 @@ private:
     bool loadTasks();
     qint64 catalogueActivityOf(int activityPosition, bool *ok);
     bool takeTasks();
-    bool storeVersion(int id, const RequestTask &task, qint64 activityId, qint64 print,
+    // The changes are gathered in memory and written at the end, a statement for many rows.
+    void storeVersion(int id, const RequestTask &task, qint64 activityId, qint64 print,
                       const StoredTask *stored);
-    bool retire(int id, const char *event);
-    bool see(int id, bool own, qint64 print);
-    bool unsee(int id);
+    void retire(int id, const char *event);
+    void see(int id, bool own, qint64 print);
+    void unsee(int id);
+    bool writeChanges();
     bool buildReply();
     void noticeCatalogueChanges();
     bool takeQueuedMessages();
@@ -261,8 +277,18 @@ private:
     qint64 m_device = 0;
     int m_replyNextId = 0;
 
+    struct HistoryEntry
+    {
+        int id;
+        const char *event;
+        StoredTask task;
+    };
+
     QHash<int, StoredTask> m_stored;
     QHash<int, SeenTask> m_seen;
+    QSet<int> m_storedChanges;
+    QSet<int> m_seenChanges;
+    QList<HistoryEntry> m_history;
     // The device's activity positions that resolved to a catalogue activity by name.
     QHash<int, qint64> m_byName;
 
@@ -290,7 +316,7 @@ bool Session::run(QString *failure)
         return false;
     if (!resolveDevice(failure))
         return false;
-    if (!loadTasks() || !takeTasks() || !buildReply() || !takeQueuedMessages())
+    if (!loadTasks() || !takeTasks() || !buildReply() || !writeChanges() || !takeQueuedMessages())
         return false;
     noticeCatalogueChanges();
 
@@ -395,40 +421,81 @@ bool Session::resolveDevice(QString *failure)
         }
         m_replyNextId = int(first);
     }
-    m_sql.exec(QStringLiteral("UPDATE devices SET last_exchange_at = ? WHERE id = ?"),
-               {m_now, m_device});
     return true;
 }
 
 bool Session::loadTasks()
 {
-    QSqlQuery *query = m_sql.run(QStringLiteral("SELECT id, activity_id, start_at, stop_at, "
-                                                "stamp, fingerprint, retired, version FROM tasks "
-                                                "WHERE user_id = ?"),
-                                 {m_userId});
-    if (!query)
-        return false;
-    while (query->next()) {
+    // The member's tasks with what this device last sent or received of each.
+    const QString columns = QStringLiteral(
+        "t.id, COALESCE(t.activity_id, 0), t.start_at, t.stop_at, t.stamp, t.fingerprint, "
+        "t.retired, t.version, COALESCE(d.own, -1), COALESCE(d.fingerprint, 0)");
+    const QString from = QStringLiteral(" FROM tasks t LEFT JOIN device_tasks d ON d.device_id "
+                                        "= ? AND d.task_id = t.id WHERE t.user_id = ?");
+    qint64 values[10];
+    const auto take = [&] {
         StoredTask task;
-        task.activityId = query->value(1).isNull() ? 0 : query->value(1).toLongLong();
-        task.start = query->value(2).toLongLong();
-        task.stop = query->value(3).toLongLong();
-        task.stamp = query->value(4).toLongLong();
-        task.fingerprint = query->value(5).toLongLong();
-        task.retired = query->value(6).toInt() != 0;
-        task.version = query->value(7).toInt();
-        m_stored.insert(query->value(0).toInt(), task);
+        task.activityId = values[1];
+        task.start = values[2];
+        task.stop = values[3];
+        task.stamp = values[4];
+        task.fingerprint = values[5];
+        task.retired = values[6] != 0;
+        task.version = int(values[7]);
+        const int id = int(values[0]);
+        m_stored.insert(id, task);
+        if (values[8] >= 0)
+            m_seen.insert(id, {values[8] != 0, values[9]});
+    };
+
+    if (!m_sql.isPostgres()) {
+        // Two scans along the primary keys beat a join that looks up every task.
+        QSqlQuery *query = m_sql.run(QStringLiteral("SELECT id, COALESCE(activity_id, 0), "
+                                                    "start_at, stop_at, stamp, fingerprint, "
+                                                    "retired, version FROM tasks WHERE "
+                                                    "user_id = ?"),
+                                     {m_userId});
+        if (!query)
+            return false;
+        while (query->next()) {
+            for (int i = 0; i < 8; ++i)
+                values[i] = query->value(i).toLongLong();
+            values[8] = -1;
+            take();
+        }
+        Sql::done(query);
+        query = m_sql.run(QStringLiteral("SELECT task_id, own, fingerprint FROM device_tasks "
+                                         "WHERE device_id = ?"),
+                          {m_device});
+        if (!query)
+            return false;
+        while (query->next())
+            m_seen.insert(query->value(0).toInt(),
+                          {query->value(1).toInt() != 0, query->value(2).toLongLong()});
+        Sql::done(query);
+        return true;
     }
-    Sql::done(query);
-    query = m_sql.run(
-        QStringLiteral("SELECT task_id, own, fingerprint FROM device_tasks WHERE device_id = ?"),
-        {m_device});
+
+    // PostgreSQL sends every value as text through the connection: a thousand rows of ten,
+    // each made a QVariant, cost more than the rest of an exchange. They come as one text.
+    QSqlQuery *query = m_sql.run(
+        QStringLiteral("SELECT string_agg(concat_ws(',', %1), ';')").arg(columns) + from,
+        {m_device, m_userId});
     if (!query)
         return false;
-    while (query->next())
-        m_seen.insert(query->value(0).toInt(),
-                      {query->value(1).toInt() != 0, query->value(2).toLongLong()});
+    const QByteArray rows = query->next() ? query->value(0).toString().toLatin1() : QByteArray();
     Sql::done(query);
+    const char *p = rows.constData();
+    const char *end = p + rows.size();
+    while (p < end) {
+        for (qint64 &value : values) {
+            const auto [next, error] = std::from_chars(p, end, value);
+            if (error != std::errc())
+                return false;
+            p = next < end ? next + 1 : next; // past the ',' or ';'
+        }
+        take();
+    }
     return true;
 }
 
@@ -532,17 +599,15 @@ bool Session::takeTasks()
                 m_deletedElsewhere.append(taskLine(*storedTask));
             else if (storedTask && storedTask->fingerprint != print)
                 m_changedElsewhere.append(taskLine(*storedTask));
-            if (seen->own != own && !see(task.id, own, print))
-                return false;
+            if (seen->own != own)
+                see(task.id, own, print);
             continue;
         }
         if (!storedTask || storedTask->retired || storedTask->fingerprint != print) {
-            if (!storeVersion(task.id, task, activityId, print, storedTask))
-                return false;
+            storeVersion(task.id, task, activityId, print, storedTask);
             ++m_received;
         }
-        if (!see(task.id, own, print))
-            return false;
+        see(task.id, own, print);
     }
 
     QSet<int> deleted;
@@ -552,12 +617,11 @@ bool Session::takeTasks()
         deleted.insert(id);
         const auto stored = m_stored.constFind(id);
         if (stored != m_stored.constEnd() && !stored->retired) {
-            if (!retire(id, "deleted"))
-                return false;
+            retire(id, "deleted");
             ++m_deletedHere;
         }
-        if (m_seen.contains(id) && !unsee(id))
-            return false;
+        if (m_seen.contains(id))
+            unsee(id);
     }
 
     // What the device held and no longer lists. A task it made itself was deleted there
@@ -572,102 +636,108 @@ bool Session::takeTasks()
         const SeenTask seen = m_seen.value(id);
         const auto stored = m_stored.constFind(id);
         if (!emptied && seen.own && stored != m_stored.constEnd() && !stored->retired) {
-            if (!retire(id, "deleted"))
-                return false;
+            retire(id, "deleted");
             ++m_deletedHere;
         }
-        if (!unsee(id))
-            return false;
+        unsee(id);
     }
     for (const int id : std::as_const(deleted))
         m_listed.insert(id); // never sent back
     return true;
 }
 
-bool Session::storeVersion(int id, const RequestTask &task, qint64 activityId, qint64 print,
+void Session::storeVersion(int id, const RequestTask &task, qint64 activityId, qint64 print,
                            const StoredTask *stored)
 {
-    const QVariant activity
-        = activityId ? QVariant(activityId) : QVariant(QMetaType::fromType<qint64>());
-    const int version = stored ? stored->version + 1 : 1;
-    const char *event = !stored ? "created" : stored->retired ? "restored" : "changed";
-    QSqlQuery *query = nullptr;
-    if (stored) {
-        query = m_sql.run(QStringLiteral("UPDATE tasks SET activity_id = ?, start_at = ?, "
-                                         "stop_at = ?, stamp = ?, fingerprint = ?, retired = 0, "
-                                         "version = ?, device_id = ?, updated_at = ? WHERE "
-                                         "user_id = ? AND id = ?"),
-                          {activity, task.start, task.stop, task.stamp, print, version, m_device,
-                           m_now, m_userId, id});
-    } else {
-        query = m_sql.run(QStringLiteral("INSERT INTO tasks (user_id, id, activity_id, start_at, "
-                                         "stop_at, stamp, fingerprint, retired, version, "
-                                         "device_id, updated_at) VALUES (?, ?, ?, ?, ?, ?, ?, 0, "
-                                         "?, ?, ?)"),
-                          {m_userId, id, activity, task.start, task.stop, task.stamp, print,
-                           version, m_device, m_now});
-    }
-    Sql::done(query);
-    if (!query)
-        return false;
-    if (!m_sql.exec(QStringLiteral("INSERT INTO task_history (user_id, task_id, version, event, "
-                                   "activity_id, start_at, stop_at, stamp, device_id, "
-                                   "recorded_at) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
-                    {m_userId, id, version, QString::fromLatin1(event), activity, task.start,
-                     task.stop, task.stamp, m_device, m_now}))
-        return false;
     StoredTask now;
     now.activityId = activityId;
     now.start = task.start;
     now.stop = task.stop;
     now.stamp = task.stamp;
     now.fingerprint = print;
-    now.version = version;
+    now.version = stored ? stored->version + 1 : 1;
+    const char *event = !stored ? "created" : stored->retired ? "restored" : "changed";
     m_stored.insert(id, now);
-    return true;
+    m_history.append({id, event, now});
+    m_storedChanges.insert(id);
 }
 
-bool Session::retire(int id, const char *event)
+void Session::retire(int id, const char *event)
 {
     StoredTask &task = m_stored[id];
-    const int version = task.version + 1;
-    if (!m_sql.exec(QStringLiteral("UPDATE tasks SET retired = 1, version = ?, "
-                                   "device_id = ?, updated_at = ? WHERE user_id = ? "
-                                   "AND id = ?"),
-                    {version, m_device, m_now, m_userId, id}))
-        return false;
-    const QVariant activity
-        = task.activityId ? QVariant(task.activityId) : QVariant(QMetaType::fromType<qint64>());
-    if (!m_sql.exec(QStringLiteral("INSERT INTO task_history (user_id, task_id, version, event, "
-                                   "activity_id, start_at, stop_at, stamp, device_id, "
-                                   "recorded_at) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
-                    {m_userId, id, version, QString::fromLatin1(event), activity, task.start,
-                     task.stop, task.stamp, m_device, m_now}))
-        return false;
     task.retired = true;
-    task.version = version;
-    return true;
+    ++task.version;
+    m_history.append({id, event, task});
+    m_storedChanges.insert(id);
 }
 
-bool Session::see(int id, bool own, qint64 print)
+void Session::see(int id, bool own, qint64 print)
 {
-    if (!m_sql.exec(
-            QStringLiteral("INSERT INTO device_tasks (device_id, task_id, own, fingerprint) VALUES "
-                           "(?, ?, ?, ?) ON CONFLICT (device_id, task_id) DO UPDATE SET own = "
-                           "excluded.own, fingerprint = excluded.fingerprint"),
-            {m_device, id, own ? 1 : 0, print}))
-        return false;
     m_seen.insert(id, {own, print});
-    return true;
+    m_seenChanges.insert(id);
 }
 
-bool Session::unsee(int id)
+void Session::unsee(int id)
 {
-    if (!m_sql.exec(QStringLiteral("DELETE FROM device_tasks WHERE device_id = ? AND task_id = ?"),
-                    {m_device, id}))
-        return false;
     m_seen.remove(id);
-    return true;
+    m_seenChanges.insert(id);
+}
+
+bool Session::writeChanges()
+{
+    const QVariant noActivity(QMetaType::fromType<qint64>());
+    const auto activity = [&](qint64 id) {
+        return id ? QVariant(id) : noActivity;
+    };
+
+    QVariantList tasks;
+    for (const int id : std::as_const(m_storedChanges)) {
+        const StoredTask &task = m_stored[id];
+        tasks << m_userId << id << activity(task.activityId) << task.start << task.stop
+              << task.stamp << task.fingerprint << (task.retired ? 1 : 0) << task.version
+              << m_device << m_now;
+    }
+    if (!m_sql.execRows(QStringLiteral("INSERT INTO tasks (user_id, id, activity_id, start_at, "
+                                       "stop_at, stamp, fingerprint, retired, version, device_id, "
+                                       "updated_at)"),
+                        11, tasks,
+                        QStringLiteral("ON CONFLICT (user_id, id) DO UPDATE SET activity_id = "
+                                       "excluded.activity_id, start_at = excluded.start_at, "
+                                       "stop_at = excluded.stop_at, stamp = excluded.stamp, "
+                                       "fingerprint = excluded.fingerprint, retired = "
+                                       "excluded.retired, version = excluded.version, device_id "
+                                       "= excluded.device_id, updated_at = excluded.updated_at")))
+        return false;
+
+    QVariantList history;
+    for (const HistoryEntry &entry : std::as_const(m_history)) {
+        history << m_userId << entry.id << entry.task.version << QString::fromLatin1(entry.event)
+                << activity(entry.task.activityId) << entry.task.start << entry.task.stop
+                << entry.task.stamp << m_device << m_now;
+    }
+    if (!m_sql.execRows(QStringLiteral("INSERT INTO task_history (user_id, task_id, version, "
+                                       "event, activity_id, start_at, stop_at, stamp, device_id, "
+                                       "recorded_at)"),
+                        10, history))
+        return false;
+
+    QVariantList gone;
+    QVariantList seen;
+    for (const int id : std::as_const(m_seenChanges)) {
+        const auto found = m_seen.constFind(id);
+        if (found == m_seen.constEnd())
+            gone << id;
+        else
+            seen << m_device << id << (found->own ? 1 : 0) << found->fingerprint;
+    }
+    return m_sql.execIn(QStringLiteral("DELETE FROM device_tasks WHERE device_id = ? AND "
+                                       "task_id IN"),
+                        {m_device}, gone)
+           && m_sql.execRows(QStringLiteral("INSERT INTO device_tasks (device_id, task_id, own, "
+                                            "fingerprint)"),
+                             4, seen,
+                             QStringLiteral("ON CONFLICT (device_id, task_id) DO UPDATE SET own = "
+                                            "excluded.own, fingerprint = excluded.fingerprint"));
 }
 
 bool Session::buildReply()
@@ -763,8 +833,7 @@ bool Session::buildReply()
         record.stamp = StoredTime::unpack(task.stamp, true);
         record.synchronised = true;
         out.task(record);
-        if (!see(id, false, task.fingerprint))
-            return false;
+        see(id, false, task.fingerprint);
     }
     // The server has taken the deleted ids.
     out.end({});
@@ -946,8 +1015,10 @@ ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
         }
         Sql::done(query);
     }
-    const int wait = qMax(blockedSeconds(m_sql, addressSubject),
-                          userId ? blockedSeconds(m_sql, userSubject) : 0);
+    // A user's own failures count only for a user that exists.
+    QSet<QString> recorded;
+    const int wait
+        = blockedSeconds(m_sql, {addressSubject, userId ? userSubject : addressSubject}, &recorded);
     if (wait > 0) {
         const int minutes = (wait + 59) / 60;
         return refuse(429, "rate-limited",
@@ -980,6 +1051,11 @@ ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
         return refuse(403, "disabled", disabledText);
     }
 
+    // SQLite lets one writer in at a time. The exchanges of this process queue here for it,
+    // rather than sleep and retry in SQLite's busy handler, which lets some wait for seconds.
+    std::optional<QMutexLocker<QMutex>> oneWriter;
+    if (!m_sql.isPostgres())
+        oneWriter.emplace(&s_sqliteWriter);
     Transaction transaction(m_sql);
     if (!transaction.isOpen())
         return refuse(503, "database", unavailable);
@@ -1012,7 +1088,8 @@ ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
     }
     m_sql.exec(QStringLiteral("UPDATE users SET last_exchange_at = ? WHERE id = ?"),
                {nowText(), userId});
-    m_sql.exec(QStringLiteral("DELETE FROM sign_in_failures WHERE subject = ?"), {userSubject});
+    if (recorded.contains(userSubject))
+        m_sql.exec(QStringLiteral("DELETE FROM sign_in_failures WHERE subject = ?"), {userSubject});
     if (!transaction.commit())
         return refuse(503, "database", unavailable);
 

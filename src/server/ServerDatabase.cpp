@@ -382,6 +382,40 @@ bool Sql::exec(const QString &statement, const QVariantList &values)
     return query != nullptr;
 }
 
+bool Sql::execRows(const QString &prefix, int columns, const QVariantList &values,
+                   const QString &suffix)
+{
+    constexpr int RowsPerStatement = 100;
+    const int rows = columns > 0 ? int(values.size()) / columns : 0;
+    const QString row = QLatin1Char('(')
+                        + QStringList(columns, QStringLiteral("?")).join(QStringLiteral(", "))
+                        + QLatin1Char(')');
+    for (int first = 0; first < rows; first += RowsPerStatement) {
+        const int count = qMin(RowsPerStatement, rows - first);
+        const QString statement = prefix + QStringLiteral(" VALUES ")
+                                  + QStringList(count, row).join(QStringLiteral(", "))
+                                  + (suffix.isEmpty() ? QString() : QLatin1Char(' ') + suffix);
+        if (!exec(statement, values.mid(qsizetype(first) * columns, qsizetype(count) * columns)))
+            return false;
+    }
+    return true;
+}
+
+bool Sql::execIn(const QString &prefix, const QVariantList &fixed, const QVariantList &values)
+{
+    constexpr int ValuesPerStatement = 1000;
+    for (int first = 0; first < values.size(); first += ValuesPerStatement) {
+        const int count = qMin(ValuesPerStatement, int(values.size()) - first);
+        const QString statement
+            = prefix + QStringLiteral(" (")
+              + QStringList(count, QStringLiteral("?")).join(QStringLiteral(", "))
+              + QLatin1Char(')');
+        if (!exec(statement, fixed + values.mid(first, count)))
+            return false;
+    }
+    return true;
+}
+
 bool Sql::once(const QString &statement)
 {
     QSqlQuery query(m_db);

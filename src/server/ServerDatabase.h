@@ -73,6 +73,13 @@ public:
     QSqlQuery *run(const QString &statement, const QVariantList &values = {});
     // Runs a statement that returns no rows (it is prepared once, like run()); false on failure.
     bool exec(const QString &statement, const QVariantList &values = {});
+    // Runs "prefix VALUES (?, ...), (?, ...) suffix" over values, columns to a row, in
+    // statements of at most a hundred rows: one round trip for many rows.
+    bool execRows(const QString &prefix, int columns, const QVariantList &values,
+                  const QString &suffix = QString());
+    // "prefix (?, ?, ...)" with the fixed values bound first, then the list, at most a
+    // thousand of the list in one statement.
+    bool execIn(const QString &prefix, const QVariantList &fixed, const QVariantList &values);
     // Runs a statement that is not kept prepared (schema changes, one-off statements).
     bool once(const QString &statement);
     // Releases a query's rows.
