@@ -42,6 +42,7 @@ public:
 
     QuorvelDocument doc;
     int member() const { return m_member; }
+    void setAddress(const QString &address) { m_address = address; }
     bool done = false;
     bool ok = false;
     QString problem;
@@ -119,11 +120,17 @@ private Q_SLOTS:
     void fiftyDevicesAtOnce();
 
 private:
-    // Every device exchanges at the same moment; true when all of them completed.
+    // Every device exchanges at the same moment; true when all of them completed. With two
+    // servers, a device talks to the other one each round, so that what one process
+    // remembers of a member is put to the test by what the other changed.
     bool round(std::vector<std::unique_ptr<Device>> &devices)
     {
-        for (auto &device : devices)
-            device->start();
+        for (size_t d = 0; d < devices.size(); ++d) {
+            devices[d]->setAddress(
+                m_servers.at((d + size_t(m_rounds)) % m_servers.size())->address());
+            devices[d]->start();
+        }
+        ++m_rounds;
         const bool finished = QTest::qWaitFor(
             [&] {
                 for (const auto &device : devices) {
@@ -146,6 +153,7 @@ private:
 
     ServerStores m_stores;
     std::vector<std::unique_ptr<ServerProcess>> m_servers;
+    int m_rounds = 0;
 };
 
 void TestServerLoad::initTestCase_data()

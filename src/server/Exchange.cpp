@@ -4,6 +4,7 @@
 #include "Passwords.h"
 #include "ServerDatabase.h"
 #include "StoredTime.h"
+#include "TaskCache.h"
 
 #include "model/DocumentFormat.h"
 #include "platform/Clock.h"
@@ -212,22 +213,8 @@ void recordFailure(Sql &sql, const QString &subject, int allowed, int windowSeco
 
 // --- The exchange proper ----------------------------------------------------------------------
 
-struct StoredTask
-{
-    qint64 activityId = 0;
-    qint64 start = 0;
-    qint64 stop = 0;
-    qint64 stamp = 0;
-    qint64 fingerprint = 0;
-    bool retired = false;
-    int version = 0;
-};
-
-struct SeenTask
-{
-    bool own = false;
-    qint64 fingerprint = 0;
-};
+using StoredTask = TaskCache::Stored;
+using SeenTask = TaskCache::Seen;
 
 // One exchange inside its transaction: the tasks taken in, the reply and the messages.
 class Session
@@ -235,12 +222,29 @@ class Session
     Q_DECLARE_TR_FUNCTIONS(Exchange)
 
 public:
-    Session(Sql &sql, qint64 userId, const RequestDocument &request)
+    Session(Sql &sql, qint64 userId, const RequestDocument &request, TaskCache *cache,
+            qint64 serial)
         : m_sql(sql)
         , m_userId(userId)
         , m_request(request)
         , m_now(nowText())
+        , m_cache(cache)
+        , m_serial(serial)
     {}
+
+    // After the exchange was committed: what is now known of the member's tasks, for the
+    // next exchange, under the serial the database now holds.
+    void keep(qint64 serial)
+    {
+        if (!m_cache)
+            return;
+        TaskCache::Entry entry;
+        entry.serial = serial;
+        entry.stored = std::move(m_stored);
+        entry.seen = std::move(m_otherDevices);
+        entry.seen.insert(m_device, std::move(m_seen));
+        m_cache->put(m_userId, std::move(entry));
+    }
 
     // False with *failure set to the member's message when the exchange cannot go on; false
     // with an empty *failure when the database failed.
@@ -254,6 +258,8 @@ public:
 private:
     bool resolveDevice(QString *failure);
     bool loadTasks();
+    // What this device last sent or received of each task.
+    bool loadSeen();
     qint64 catalogueActivityOf(int activityPosition, bool *ok);
     bool takeTasks();
     // The changes are gathered in memory and written at the end, a statement for many rows.
@@ -284,8 +290,12 @@ private:
         StoredTask task;
     };
 
+    TaskCache *m_cache;
+    qint64 m_serial;
     QHash<int, StoredTask> m_stored;
     QHash<int, SeenTask> m_seen;
+    // What the member's other devices hold, when it came from the cache.
+    QHash<qint64, QHash<int, SeenTask>> m_otherDevices;
     QSet<int> m_storedChanges;
     QSet<int> m_seenChanges;
     QList<HistoryEntry> m_history;
@@ -426,6 +436,19 @@ bool Session::resolveDevice(QString *failure)
 
 bool Session::loadTasks()
 {
+    TaskCache::Entry cached;
+    if (m_cache && m_cache->take(m_userId, m_serial, &cached)) {
+        m_stored = std::move(cached.stored);
+        m_otherDevices = std::move(cached.seen);
+        const auto device = m_otherDevices.find(m_device);
+        if (device != m_otherDevices.end()) {
+            m_seen = std::move(*device);
+            m_otherDevices.erase(device);
+            return true;
+        }
+        return loadSeen();
+    }
+
     // The member's tasks with what this device last sent or received of each.
     const QString columns = QStringLiteral(
         "t.id, COALESCE(t.activity_id, 0), t.start_at, t.stop_at, t.stamp, t.fingerprint, "
@@ -464,16 +487,7 @@ bool Session::loadTasks()
             take();
         }
         Sql::done(query);
-        query = m_sql.run(QStringLiteral("SELECT task_id, own, fingerprint FROM device_tasks "
-                                         "WHERE device_id = ?"),
-                          {m_device});
-        if (!query)
-            return false;
-        while (query->next())
-            m_seen.insert(query->value(0).toInt(),
-                          {query->value(1).toInt() != 0, query->value(2).toLongLong()});
-        Sql::done(query);
-        return true;
+        return loadSeen();
     }
 
     // PostgreSQL sends every value as text through the connection: a thousand rows of ten,
@@ -496,6 +510,20 @@ bool Session::loadTasks()
         }
         take();
     }
+    return true;
+}
+
+bool Session::loadSeen()
+{
+    QSqlQuery *query = m_sql.run(
+        QStringLiteral("SELECT task_id, own, fingerprint FROM device_tasks WHERE device_id = ?"),
+        {m_device});
+    if (!query)
+        return false;
+    while (query->next())
+        m_seen.insert(query->value(0).toInt(),
+                      {query->value(1).toInt() != 0, query->value(2).toLongLong()});
+    Sql::done(query);
     return true;
 }
 
@@ -951,10 +979,11 @@ QString Session::summary() const
 
 } // namespace
 
-Exchange::Exchange(Sql &sql, Passwords &passwords, const ExchangeLimits &limits)
+Exchange::Exchange(Sql &sql, Passwords &passwords, const ExchangeLimits &limits, TaskCache *cache)
     : m_sql(sql)
     , m_passwords(passwords)
     , m_limits(limits)
+    , m_cache(cache)
 {}
 
 ExchangeOutcome Exchange::refusal(int status, const QString &reason, const QString &message)
@@ -1061,12 +1090,15 @@ ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
         return refuse(503, "database", unavailable);
     // Every exchange of one member waits for the one before: two devices of one member, or
     // two server processes, never interleave.
+    qint64 serial = 0;
     {
         QSqlQuery *query = m_sql.run(
             m_sql.isPostgres()
                 ? QStringLiteral(
-                    "SELECT disabled, password_hash FROM users WHERE id = ? FOR UPDATE")
-                : QStringLiteral("SELECT disabled, password_hash FROM users WHERE id = ?"),
+                    "SELECT disabled, password_hash, task_serial FROM users WHERE id = ? FOR "
+                    "UPDATE")
+                : QStringLiteral(
+                    "SELECT disabled, password_hash, task_serial FROM users WHERE id = ?"),
             {userId});
         if (!query || !query->next()) {
             Sql::done(query);
@@ -1074,24 +1106,29 @@ ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
         }
         const bool disabledNow = query->value(0).toInt() != 0;
         const bool hashChanged = query->value(1).toString() != storedHash;
+        serial = query->value(2).toLongLong();
         Sql::done(query);
         if (disabledNow || hashChanged) {
             return refuse(403, "disabled", disabledText);
         }
     }
 
-    Session session(m_sql, userId, request);
+    Session session(m_sql, userId, request, m_cache, serial);
     QString failure;
     if (!session.run(&failure)) {
         return failure.isEmpty() ? refuse(503, "database", unavailable)
                                  : refuse(409, "device", failure);
     }
-    m_sql.exec(QStringLiteral("UPDATE users SET last_exchange_at = ? WHERE id = ?"),
-               {nowText(), userId});
+    // The member's tasks may have changed: what any process remembers of them is stale now.
+    if (!m_sql.exec(QStringLiteral("UPDATE users SET last_exchange_at = ?, task_serial = "
+                                   "task_serial + 1 WHERE id = ?"),
+                    {nowText(), userId}))
+        return refuse(503, "database", unavailable);
     if (recorded.contains(userSubject))
         m_sql.exec(QStringLiteral("DELETE FROM sign_in_failures WHERE subject = ?"), {userSubject});
     if (!transaction.commit())
         return refuse(503, "database", unavailable);
+    session.keep(serial + 1);
 
     ExchangeOutcome outcome;
     outcome.body = SyncProtocol::buildReplyBody(session.replyDocument(), session.messages());

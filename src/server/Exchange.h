@@ -6,6 +6,7 @@
 
 class Passwords;
 class Sql;
+class TaskCache;
 
 // What one request may hold and how failed sign-ins are limited.
 struct ExchangeLimits
@@ -53,7 +54,10 @@ class Exchange
     Q_DECLARE_TR_FUNCTIONS(Exchange)
 
 public:
-    Exchange(Sql &sql, Passwords &passwords, const ExchangeLimits &limits);
+    // cache, when given, keeps members' tasks between exchanges; it may be shared by
+    // exchanges on other threads.
+    Exchange(Sql &sql, Passwords &passwords, const ExchangeLimits &limits,
+             TaskCache *cache = nullptr);
 
     // body is consumed (the reader writes into it). peer is the client's address.
     ExchangeOutcome run(QByteArray body, const QString &peer);
@@ -65,4 +69,5 @@ private:
     Sql &m_sql;
     Passwords &m_passwords;
     ExchangeLimits m_limits;
+    TaskCache *m_cache;
 };

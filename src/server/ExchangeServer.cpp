@@ -72,10 +72,11 @@ QString logText(const QString &text)
 class ExchangeWorker : public QObject
 {
 public:
-    ExchangeWorker(const ServerDatabase &database, Passwords &passwords,
+    ExchangeWorker(const ServerDatabase &database, Passwords &passwords, TaskCache &cache,
                    const ExchangeLimits &limits, int number)
         : m_database(database)
         , m_passwords(passwords)
+        , m_cache(cache)
         , m_limits(limits)
         , m_connectionName(QStringLiteral("quorvel-worker-%1").arg(number))
     {}
@@ -88,7 +89,7 @@ public:
         if (!m_database.open(m_connectionName, error))
             return false;
         m_sql = std::make_unique<Sql>(QSqlDatabase::database(m_connectionName, false));
-        m_exchange = std::make_unique<Exchange>(*m_sql, m_passwords, m_limits);
+        m_exchange = std::make_unique<Exchange>(*m_sql, m_passwords, m_limits, &m_cache);
         return true;
     }
 
@@ -123,6 +124,7 @@ public:
 private:
     ServerDatabase m_database;
     Passwords &m_passwords;
+    TaskCache &m_cache;
     ExchangeLimits m_limits;
     QString m_connectionName;
     std::unique_ptr<Sql> m_sql;
@@ -445,8 +447,8 @@ ExchangeServer::~ExchangeServer()
 bool ExchangeServer::start(QString *error)
 {
     for (int i = 0; i < qMax(1, m_options.workers); ++i) {
-        auto worker
-            = std::make_unique<ExchangeWorker>(m_database, m_passwords, m_options.limits, i + 1);
+        auto worker = std::make_unique<ExchangeWorker>(m_database, m_passwords, m_cache,
+                                                       m_options.limits, i + 1);
         auto thread = std::make_unique<QThread>();
         thread->setObjectName(QStringLiteral("exchange worker %1").arg(i + 1));
         ExchangeWorker *w = worker.get();

@@ -3,6 +3,7 @@
 #include "Exchange.h"
 #include "Passwords.h"
 #include "ServerDatabase.h"
+#include "TaskCache.h"
 
 #include <QElapsedTimer>
 #include <QHash>
@@ -89,6 +90,7 @@ private:
     ServerDatabase m_database;
     ServerOptions m_options;
     Passwords m_passwords;
+    TaskCache m_cache;
     QTcpServer m_listener;
     std::vector<std::unique_ptr<QThread>> m_threads;
     std::vector<std::unique_ptr<ExchangeWorker>> m_workers;

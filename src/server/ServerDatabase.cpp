@@ -92,6 +92,9 @@ const char *const Migrations[] = {
            failures INTEGER NOT NULL,
            window_start {BIG} NOT NULL,
            blocked_until {BIG} NOT NULL);)",
+    // 2: a count of each member's exchanges, by which a server process knows whether what it
+    // remembers of the member's tasks is still what the database holds.
+    R"(ALTER TABLE users ADD COLUMN task_serial {BIG} NOT NULL DEFAULT 0)",
 };
 
 // Any constant: it only has to be the same in every process.
