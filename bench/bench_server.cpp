@@ -382,19 +382,6 @@ void changeTasks(Device &device)
     device.cursor = (device.cursor + 1) % n;
 }
 
-// Resident memory of a process now (VmRSS), in KiB; -1 when unknown.
-qint64 residentMemoryKiB(qint64 pid)
-{
-    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith("VmRSS:"))
-            return line.mid(6).trimmed().split(' ').value(0).toLongLong();
-    }
-    return -1;
-}
-
 // CPU time a process has used, user and system, in milliseconds; -1 when unknown.
 double processCpuMs(qint64 pid)
 {
@@ -643,7 +630,7 @@ bool runBackend(const QString &name, const QStringList &storage, quint16 postgre
     loop.exec();
 
     const qint64 peakKiB = server.peakMemoryKiB();
-    const qint64 residentKiB = residentMemoryKiB(server.pid());
+    const qint64 residentKiB = ServerProcess::memoryKiB(server.pid(), "VmRSS");
     const QStringList lines = server.exchangeLines();
     const std::vector<double> serverMs
         = serverMilliseconds(lines.mid(0, lastLine), std::max<qsizetype>(0, firstLine));

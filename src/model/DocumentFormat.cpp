@@ -231,17 +231,7 @@ void Writer::number(qint64 value)
 
 void Writer::toMinute(const QDate &date, const QTime &time)
 {
-    if (!date.isValid() || !time.isValid()) {
-        m_bytes.append("0\n0\n0\n0\n0\n");
-        return;
-    }
-    int year = 0, month = 0, day = 0;
-    date.getDate(&year, &month, &day);
-    number(year);
-    number(month);
-    number(day);
-    number(time.hour());
-    number(time.minute());
+    toMinute(WallClock::of(date, time, false));
 }
 
 void Writer::toMinute(const WallClock &when)

@@ -69,52 +69,41 @@ bool Catalogue::allocateBlock(Sql &sql, qint64 userId, qint64 deviceId, qint64 *
                               bool *exhausted)
 {
     *exhausted = false;
-    QSqlQuery *query
-        = sql.run(QStringLiteral("UPDATE counters SET value = value + ? WHERE name = 'next_block' "
-                                 "RETURNING value"),
-                  {BlockSize});
-    if (!query || !query->next()) {
-        Sql::done(query);
+    const std::optional<qint64> end = sql.number(
+        QStringLiteral("UPDATE counters SET value = value + ? WHERE name = 'next_block' "
+                       "RETURNING value"),
+        {BlockSize});
+    if (!end)
         return false;
-    }
-    const qint64 end = query->value(0).toLongLong();
-    Sql::done(query);
-    *first = end - BlockSize;
-    *last = end - 1;
+    *first = *end - BlockSize;
+    *last = *end - 1;
     // Ids are ints in the document.
     if (*last > INT_MAX) {
         *exhausted = true;
         return false;
     }
-    const QVariant noId(QMetaType::fromType<qint64>());
-    query = sql.run(
-        QStringLiteral("INSERT INTO id_blocks (first_id, last_id, user_id, device_id) "
-                       "VALUES (?, ?, ?, ?)"),
-        {*first, *last, userId ? QVariant(userId) : noId, deviceId ? QVariant(deviceId) : noId});
-    Sql::done(query);
-    return query != nullptr;
+    return sql.exec(QStringLiteral("INSERT INTO id_blocks (first_id, last_id, user_id, device_id) "
+                                   "VALUES (?, ?, ?, ?)"),
+                    {*first, *last, Sql::idOrNull(userId), Sql::idOrNull(deviceId)});
+}
+
+bool Catalogue::lock(Sql &sql)
+{
+    return sql.exec(
+        QStringLiteral("UPDATE counters SET value = value WHERE name = 'catalogue_next'"));
 }
 
 bool Catalogue::allocateId(Sql &sql, qint64 *id, bool *exhausted)
 {
     *exhausted = false;
-    QSqlQuery *query = sql.run(QStringLiteral(
+    const std::optional<qint64> next = sql.number(QStringLiteral(
         "UPDATE counters SET value = value + 1 WHERE name = 'catalogue_next' RETURNING value"));
-    if (!query || !query->next()) {
-        Sql::done(query);
+    const std::optional<qint64> end
+        = sql.number(QStringLiteral("SELECT value FROM counters WHERE name = 'catalogue_end'"));
+    if (!next || !end)
         return false;
-    }
-    qint64 next = query->value(0).toLongLong() - 1;
-    Sql::done(query);
-    query = sql.run(QStringLiteral("SELECT value FROM counters WHERE name = 'catalogue_end'"));
-    if (!query || !query->next()) {
-        Sql::done(query);
-        return false;
-    }
-    const qint64 end = query->value(0).toLongLong();
-    Sql::done(query);
-    if (next <= end) {
-        *id = next;
+    if (*next - 1 <= *end) {
+        *id = *next - 1;
         return true;
     }
     qint64 first = 0;
@@ -135,13 +124,12 @@ qint64 Catalogue::addCategory(Sql &sql, const QString &name, bool retired, const
 {
     qint64 id = 0;
     bool exhausted = false;
-    if (!allocateId(sql, &id, &exhausted))
+    if (!allocateId(sql, &id, &exhausted)
+        || !sql.exec(QStringLiteral("INSERT INTO categories (id, name, retired, created_at) "
+                                    "VALUES (?, ?, ?, ?)"),
+                     {id, name, retired ? 1 : 0, now}))
         return 0;
-    QSqlQuery *query = sql.run(QStringLiteral("INSERT INTO categories (id, name, retired, "
-                                              "created_at) VALUES (?, ?, ?, ?)"),
-                               {id, name, retired ? 1 : 0, now});
-    Sql::done(query);
-    return query ? id : 0;
+    return id;
 }
 
 qint64 Catalogue::addActivity(Sql &sql, const QString &name, qint64 categoryId, bool retired,
@@ -149,13 +137,21 @@ qint64 Catalogue::addActivity(Sql &sql, const QString &name, qint64 categoryId, 
 {
     qint64 id = 0;
     bool exhausted = false;
-    if (!allocateId(sql, &id, &exhausted))
+    if (!allocateId(sql, &id, &exhausted)
+        || !sql.exec(QStringLiteral("INSERT INTO activities (id, name, category_id, retired, "
+                                    "created_at) VALUES (?, ?, ?, ?, ?)"),
+                     {id, name, Sql::idOrNull(categoryId), retired ? 1 : 0, now}))
         return 0;
-    QSqlQuery *query = sql.run(
-        QStringLiteral("INSERT INTO activities (id, name, category_id, retired, created_at) "
-                       "VALUES (?, ?, ?, ?, ?)"),
-        {id, name, categoryId ? QVariant(categoryId) : QVariant(QMetaType::fromType<qint64>()),
-         retired ? 1 : 0, now});
-    Sql::done(query);
-    return query ? id : 0;
+    return id;
+}
+
+const Catalogue::Activity *Catalogue::activityIn(const QString &name,
+                                                 const QString &categoryName) const
+{
+    for (const Activity &activity : activities) {
+        const Category *in = category(activity.categoryId);
+        if (activity.name == name && (in ? in->name : QString()) == categoryName)
+            return &activity;
+    }
+    return nullptr;
 }

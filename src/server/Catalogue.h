@@ -45,14 +45,18 @@ struct Catalogue
     // The first category or activity of that exact name; retired ones only when asked for.
     const Category *categoryNamed(const QString &name, bool alsoRetired) const;
     const Activity *activityNamed(const QString &name, bool alsoRetired) const;
+    // The first activity of that name in a category of that name (empty: in none), retired
+    // or not.
+    const Activity *activityIn(const QString &name, const QString &categoryName) const;
 
     // A new block of ids for a device of a user, or for the catalogue (userId and deviceId
     // 0). False when the database fails or the id range is used up (then *exhausted).
     static bool allocateBlock(Sql &sql, qint64 userId, qint64 deviceId, qint64 *first, qint64 *last,
                               bool *exhausted);
-    // The next id for a category or activity. Locks the catalogue's counter until the
-    // transaction ends, so that two processes adding the same name one after the other see
-    // each other's record.
+    // Holds the catalogue's counter until the transaction ends, so that two exchanges adding
+    // the same record one after the other see each other's.
+    static bool lock(Sql &sql);
+    // The next id for a category or activity; it holds the counter as lock() does.
     static bool allocateId(Sql &sql, qint64 *id, bool *exhausted);
 
     // Adds a record with a new id; returns its id or 0.

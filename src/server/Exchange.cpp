@@ -28,6 +28,16 @@ const char UnreadableDocument[] = "--start--\n0\n--end--\n";
 
 QMutex s_sqliteWriter;
 
+// SQLite lets one writer in at a time. The transactions of this process queue here for it,
+// rather than sleep and retry in SQLite's busy handler, which lets some wait for seconds.
+std::optional<QMutexLocker<QMutex>> oneWriter(const Sql &sql)
+{
+    std::optional<QMutexLocker<QMutex>> locker;
+    if (!sql.isPostgres())
+        locker.emplace(&s_sqliteWriter);
+    return locker;
+}
+
 // How many tasks a notice names before it says how many more there are.
 constexpr int NamedTasksPerNotice = 10;
 
@@ -49,8 +59,10 @@ struct RequestTask
 class RequestDocument : public DocumentFormat::Sink
 {
 public:
-    explicit RequestDocument(const ExchangeLimits &limits)
+    // bytes: the length of the document string, which bounds how many tasks it can hold.
+    RequestDocument(const ExchangeLimits &limits, int bytes)
         : m_limits(limits)
+        , m_bytes(bytes)
     {}
 
     int nextIdValue = 0;
@@ -83,8 +95,10 @@ public:
             overLimit = true;
             return false;
         }
+        // A task takes at least 40 bytes: room for what the document can hold, not for what a
+        // damaged count says.
         if (list == List::Tasks && count > 0)
-            tasks.reserve(size_t(count));
+            tasks.reserve(size_t(qMin(count, m_bytes / 40 + 1)));
         return true;
     }
 
@@ -120,6 +134,7 @@ public:
 
 private:
     const ExchangeLimits &m_limits;
+    int m_bytes;
 };
 
 // A task's meaningful content: what it is booked to and when. The shortcut slot and the
@@ -174,9 +189,7 @@ int blockedSeconds(Sql &sql, const QStringList &subjects, QSet<QString> *recorde
 void recordFailure(Sql &sql, const QString &subject, int allowed, int windowSeconds)
 {
     const qint64 now = nowSeconds();
-    std::optional<QMutexLocker<QMutex>> oneWriter;
-    if (!sql.isPostgres())
-        oneWriter.emplace(&s_sqliteWriter);
+    const auto writer = oneWriter(sql);
     Transaction transaction(sql);
     if (!transaction.isOpen())
         return;
@@ -251,6 +264,8 @@ public:
     bool run(QString *failure);
 
     qint64 device() const { return m_device; }
+    // The moment of the exchange, as the database records it.
+    QString now() const { return m_now; }
     QByteArray replyDocument() const { return m_reply; }
     QString messages() const { return m_messages; }
     int recordsOut() const { return m_recordsOut; }
@@ -265,7 +280,7 @@ private:
     // The changes are gathered in memory and written at the end, a statement for many rows.
     void storeVersion(int id, const RequestTask &task, qint64 activityId, qint64 print,
                       const StoredTask *stored);
-    void retire(int id, const char *event);
+    void retire(int id);
     void see(int id, bool own, qint64 print);
     void unsee(int id);
     bool writeChanges();
@@ -371,29 +386,22 @@ bool Session::run(QString *failure)
 bool Session::resolveDevice(QString *failure)
 {
     const qint64 next = m_request.nextIdValue;
-    // The block of the next id to be handed out, or of the last one handed out when the
-    // device has used its block up.
-    qint64 blockFirst = 0, blockLast = 0, blockUser = 0, blockDevice = 0;
-    bool found = false;
-    for (const qint64 probe : {next, next - 1}) {
-        QSqlQuery *query = m_sql.run(QStringLiteral("SELECT first_id, last_id, user_id, device_id "
-                                                    "FROM id_blocks WHERE first_id <= ? AND "
-                                                    "last_id >= ?"),
-                                     {probe, probe});
-        if (!query)
-            return false;
-        if (query->next()) {
-            found = true;
-            blockFirst = query->value(0).toLongLong();
-            blockLast = query->value(1).toLongLong();
-            blockUser = query->value(2).toLongLong();
-            blockDevice = query->value(3).toLongLong();
-        }
-        Sql::done(query);
-        if (found)
-            break;
+    // The block of the next id to be handed out, or else of the last one handed out, when
+    // the device has used its block up.
+    qint64 blockLast = 0, blockUser = 0, blockDevice = 0;
+    QSqlQuery *query = m_sql.run(QStringLiteral("SELECT last_id, user_id, device_id FROM id_blocks "
+                                                "WHERE first_id <= ? AND last_id >= ? ORDER BY "
+                                                "first_id DESC"),
+                                 {next, next - 1});
+    if (!query)
+        return false;
+    const bool found = query->next();
+    if (found) {
+        blockLast = query->value(0).toLongLong();
+        blockUser = query->value(1).toLongLong();
+        blockDevice = query->value(2).toLongLong();
     }
-    Q_UNUSED(blockFirst);
+    Sql::done(query);
 
     bool newBlock = false;
     if (found && blockUser == m_userId && blockDevice != 0) {
@@ -407,15 +415,12 @@ bool Session::resolveDevice(QString *failure)
                       "\u2192 Operating Mode, which empties it, and synchronise again.");
         return false;
     } else {
-        QSqlQuery *query = m_sql.run(
+        const std::optional<qint64> device = m_sql.number(
             QStringLiteral("INSERT INTO devices (user_id, created_at) VALUES (?, ?) RETURNING id"),
             {m_userId, m_now});
-        if (!query || !query->next()) {
-            Sql::done(query);
+        if (!device)
             return false;
-        }
-        m_device = query->value(0).toLongLong();
-        Sql::done(query);
+        m_device = *device;
         newBlock = true;
     }
 
@@ -449,13 +454,9 @@ bool Session::loadTasks()
         return loadSeen();
     }
 
-    // The member's tasks with what this device last sent or received of each.
-    const QString columns = QStringLiteral(
-        "t.id, COALESCE(t.activity_id, 0), t.start_at, t.stop_at, t.stamp, t.fingerprint, "
-        "t.retired, t.version, COALESCE(d.own, -1), COALESCE(d.fingerprint, 0)");
-    const QString from = QStringLiteral(" FROM tasks t LEFT JOIN device_tasks d ON d.device_id "
-                                        "= ? AND d.task_id = t.id WHERE t.user_id = ?");
     qint64 values[10];
+    // A row: id, activity, start, stop, stamp, fingerprint, retired, version, and what this
+    // device holds of it (own, fingerprint; own -1 when it holds nothing).
     const auto take = [&] {
         StoredTask task;
         task.activityId = values[1];
@@ -480,10 +481,10 @@ bool Session::loadTasks()
                                      {m_userId});
         if (!query)
             return false;
+        values[8] = -1;
         while (query->next()) {
             for (int i = 0; i < 8; ++i)
                 values[i] = query->value(i).toLongLong();
-            values[8] = -1;
             take();
         }
         Sql::done(query);
@@ -493,7 +494,11 @@ bool Session::loadTasks()
     // PostgreSQL sends every value as text through the connection: a thousand rows of ten,
     // each made a QVariant, cost more than the rest of an exchange. They come as one text.
     QSqlQuery *query = m_sql.run(
-        QStringLiteral("SELECT string_agg(concat_ws(',', %1), ';')").arg(columns) + from,
+        QStringLiteral("SELECT string_agg(concat_ws(',', t.id, COALESCE(t.activity_id, 0), "
+                       "t.start_at, t.stop_at, t.stamp, t.fingerprint, t.retired, t.version, "
+                       "COALESCE(d.own, -1), COALESCE(d.fingerprint, 0)), ';') FROM tasks t "
+                       "LEFT JOIN device_tasks d ON d.device_id = ? AND d.task_id = t.id WHERE "
+                       "t.user_id = ?"),
         {m_device, m_userId});
     if (!query)
         return false;
@@ -547,53 +552,37 @@ qint64 Session::catalogueActivityOf(int position, bool *ok)
     if (categoryPosition >= 0 && categoryPosition < int(m_request.categories.size()))
         categoryName = m_request.categories.at(size_t(categoryPosition)).name;
 
-    qint64 id = 0;
-    for (const Catalogue::Activity &activity : std::as_const(m_catalogue.activities)) {
-        const Catalogue::Category *category = m_catalogue.category(activity.categoryId);
-        if (activity.name == held.name && (category ? category->name : QString()) == categoryName) {
-            id = activity.id;
-            break;
-        }
-    }
-    if (id == 0) {
-        // Made after the catalogue's counter is locked, so that another exchange making the
+    const Catalogue::Activity *named = m_catalogue.activityIn(held.name, categoryName);
+    if (!named) {
+        // Looked for again once the catalogue is locked, so that another exchange making the
         // same one at the same time is seen.
-        bool exhausted = false;
-        qint64 reserved = 0;
-        if (!Catalogue::allocateId(m_sql, &reserved, &exhausted) || !m_catalogue.load(m_sql)) {
+        if (!Catalogue::lock(m_sql) || !m_catalogue.load(m_sql)) {
             *ok = false;
             return 0;
         }
-        for (const Catalogue::Activity &activity : std::as_const(m_catalogue.activities)) {
-            const Catalogue::Category *category = m_catalogue.category(activity.categoryId);
-            if (activity.name == held.name
-                && (category ? category->name : QString()) == categoryName) {
-                id = activity.id;
-                break;
-            }
-        }
-        if (id == 0) {
-            qint64 categoryId = 0;
-            if (!categoryName.isEmpty()) {
-                const Catalogue::Category *category = m_catalogue.categoryNamed(categoryName, true);
-                categoryId = category ? category->id
-                                      : Catalogue::addCategory(m_sql, categoryName, true, m_now);
-                if (categoryId == 0) {
-                    *ok = false;
-                    return 0;
-                }
-            }
-            id = Catalogue::addActivity(m_sql, held.name, categoryId, true, m_now);
-            if (id == 0 || !m_catalogue.load(m_sql)) {
+        named = m_catalogue.activityIn(held.name, categoryName);
+    }
+    qint64 id = named ? named->id : 0;
+    if (id == 0) {
+        qint64 categoryId = 0;
+        if (!categoryName.isEmpty()) {
+            const Catalogue::Category *category = m_catalogue.categoryNamed(categoryName, true);
+            categoryId = category ? category->id
+                                  : Catalogue::addCategory(m_sql, categoryName, true, m_now);
+            if (categoryId == 0) {
                 *ok = false;
                 return 0;
             }
-            m_unknownActivities.append(
-                tr("The activity %1 is not on the server's list. Its tasks are kept "
-                   "under a withdrawn activity of that name; ask your team lead to "
-                   "add it.")
-                    .arg(quoted(held.name)));
         }
+        id = Catalogue::addActivity(m_sql, held.name, categoryId, true, m_now);
+        if (id == 0 || !m_catalogue.load(m_sql)) {
+            *ok = false;
+            return 0;
+        }
+        m_unknownActivities.append(tr("The activity %1 is not on the server's list. Its tasks "
+                                      "are kept under a withdrawn activity of that name; ask "
+                                      "your team lead to add it.")
+                                       .arg(quoted(held.name)));
     }
     m_byName.insert(position, id);
     return id;
@@ -645,7 +634,7 @@ bool Session::takeTasks()
         deleted.insert(id);
         const auto stored = m_stored.constFind(id);
         if (stored != m_stored.constEnd() && !stored->retired) {
-            retire(id, "deleted");
+            retire(id);
             ++m_deletedHere;
         }
         if (m_seen.contains(id))
@@ -664,7 +653,7 @@ bool Session::takeTasks()
         const SeenTask seen = m_seen.value(id);
         const auto stored = m_stored.constFind(id);
         if (!emptied && seen.own && stored != m_stored.constEnd() && !stored->retired) {
-            retire(id, "deleted");
+            retire(id);
             ++m_deletedHere;
         }
         unsee(id);
@@ -690,12 +679,12 @@ void Session::storeVersion(int id, const RequestTask &task, qint64 activityId, q
     m_storedChanges.insert(id);
 }
 
-void Session::retire(int id, const char *event)
+void Session::retire(int id)
 {
     StoredTask &task = m_stored[id];
     task.retired = true;
     ++task.version;
-    m_history.append({id, event, task});
+    m_history.append({id, "deleted", task});
     m_storedChanges.insert(id);
 }
 
@@ -713,15 +702,11 @@ void Session::unsee(int id)
 
 bool Session::writeChanges()
 {
-    const QVariant noActivity(QMetaType::fromType<qint64>());
-    const auto activity = [&](qint64 id) {
-        return id ? QVariant(id) : noActivity;
-    };
 
     QVariantList tasks;
     for (const int id : std::as_const(m_storedChanges)) {
         const StoredTask &task = m_stored[id];
-        tasks << m_userId << id << activity(task.activityId) << task.start << task.stop
+        tasks << m_userId << id << Sql::idOrNull(task.activityId) << task.start << task.stop
               << task.stamp << task.fingerprint << (task.retired ? 1 : 0) << task.version
               << m_device << m_now;
     }
@@ -740,7 +725,7 @@ bool Session::writeChanges()
     QVariantList history;
     for (const HistoryEntry &entry : std::as_const(m_history)) {
         history << m_userId << entry.id << entry.task.version << QString::fromLatin1(entry.event)
-                << activity(entry.task.activityId) << entry.task.start << entry.task.stop
+                << Sql::idOrNull(entry.task.activityId) << entry.task.start << entry.task.stop
                 << entry.task.stamp << m_device << m_now;
     }
     if (!m_sql.execRows(QStringLiteral("INSERT INTO task_history (user_id, task_id, version, "
@@ -925,11 +910,9 @@ bool Session::takeQueuedMessages()
     Sql::done(query);
     if (last == 0)
         return true;
-    query = m_sql.run(QStringLiteral("UPDATE messages SET delivered_at = ? WHERE user_id = ? AND "
+    return m_sql.exec(QStringLiteral("UPDATE messages SET delivered_at = ? WHERE user_id = ? AND "
                                      "delivered_at IS NULL AND id <= ?"),
                       {m_now, m_userId, last});
-    Sql::done(query);
-    return query != nullptr;
 }
 
 QString Session::taskLine(const StoredTask &task) const
@@ -986,6 +969,17 @@ Exchange::Exchange(Sql &sql, Passwords &passwords, const ExchangeLimits &limits,
     , m_cache(cache)
 {}
 
+QString Exchange::unreadableMessage()
+{
+    return tr("The server could not read what this computer sent. Nothing was changed.");
+}
+
+QString Exchange::unavailableMessage()
+{
+    return tr("The server cannot reach its database just now. Nothing was changed; please try "
+              "again later.");
+}
+
 ExchangeOutcome Exchange::refusal(int status, const QString &reason, const QString &message)
 {
     ExchangeOutcome outcome;
@@ -999,14 +993,13 @@ ExchangeOutcome Exchange::refusal(int status, const QString &reason, const QStri
 
 ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
 {
-    const QString unreadable
-        = tr("The server could not read what this computer sent. Nothing was changed.");
+    const QString unreadable = unreadableMessage();
     SyncProtocol::RequestBody head;
     if (!SyncProtocol::parseRequestBody(body, &head))
         return refusal(400, QStringLiteral("malformed"), unreadable);
-    RequestDocument request(m_limits);
-    if (!DocumentFormat::read(body.data() + head.documentOffset,
-                              int(body.size() - head.documentOffset), request)) {
+    const int documentBytes = int(body.size() - head.documentOffset);
+    RequestDocument request(m_limits, documentBytes);
+    if (!DocumentFormat::read(body.data() + head.documentOffset, documentBytes, request)) {
         if (request.overLimit)
             return refusal(413, QStringLiteral("too-large"),
                            tr("This computer holds more records than the server takes in one "
@@ -1016,9 +1009,7 @@ ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
     body = QByteArray();
 
     const QString name = head.userId;
-    const QString unavailable
-        = tr("The server cannot reach its database just now. Nothing was changed; please try "
-             "again later.");
+    const QString unavailable = unavailableMessage();
     const QString userSubject = QStringLiteral("user:") + name;
     // Every refusal from here on names the user it was for, in the log.
     const auto refuse = [&](int status, const char *reason, const QString &text) {
@@ -1080,11 +1071,7 @@ ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
         return refuse(403, "disabled", disabledText);
     }
 
-    // SQLite lets one writer in at a time. The exchanges of this process queue here for it,
-    // rather than sleep and retry in SQLite's busy handler, which lets some wait for seconds.
-    std::optional<QMutexLocker<QMutex>> oneWriter;
-    if (!m_sql.isPostgres())
-        oneWriter.emplace(&s_sqliteWriter);
+    const auto writer = oneWriter(m_sql);
     Transaction transaction(m_sql);
     if (!transaction.isOpen())
         return refuse(503, "database", unavailable);
@@ -1122,7 +1109,7 @@ ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
     // The member's tasks may have changed: what any process remembers of them is stale now.
     if (!m_sql.exec(QStringLiteral("UPDATE users SET last_exchange_at = ?, task_serial = "
                                    "task_serial + 1 WHERE id = ?"),
-                    {nowText(), userId}))
+                    {session.now(), userId}))
         return refuse(503, "database", unavailable);
     if (recorded.contains(userSubject))
         m_sql.exec(QStringLiteral("DELETE FROM sign_in_failures WHERE subject = ?"), {userSubject});

@@ -62,6 +62,9 @@ public:
     // body is consumed (the reader writes into it). peer is the client's address.
     ExchangeOutcome run(QByteArray body, const QString &peer);
 
+    // The refusals' messages that the HTTP side gives too.
+    static QString unreadableMessage();
+    static QString unavailableMessage();
     // A refusal with its message (rich text), for the HTTP layer's own refusals too.
     static ExchangeOutcome refusal(int status, const QString &reason, const QString &message);
 

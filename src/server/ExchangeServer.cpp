@@ -108,9 +108,7 @@ public:
             QString error;
             if (!openDatabase(&error)) {
                 return Exchange::refusal(503, QStringLiteral("database"),
-                                         Exchange::tr("The server cannot reach its database just "
-                                                      "now. Nothing was changed; please try "
-                                                      "again later."));
+                                         Exchange::unavailableMessage());
             }
         }
         ExchangeOutcome outcome = m_exchange->run(std::move(body), peer);
@@ -220,9 +218,7 @@ private:
         }
         if (end < 0) {
             if (m_head.size() > MaxHeadBytes)
-                refuse(400, QStringLiteral("malformed"),
-                       ExchangeServer::tr("The server could not read what this computer sent. "
-                                          "Nothing was changed."));
+                refuse(400, QStringLiteral("malformed"), Exchange::unreadableMessage());
             return false;
         }
         const QByteArray rest = m_head.mid(bodyStart);

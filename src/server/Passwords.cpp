@@ -74,9 +74,3 @@ void Passwords::verifyNothing(const QString &password)
 {
     fullCheck(password, m_dummyHash);
 }
-
-void Passwords::forget(const QString &user)
-{
-    QMutexLocker lock(&m_mutex);
-    m_remembered.remove(user);
-}

@@ -26,8 +26,6 @@ public:
     // Spends the time of a full check without a stored hash, so that an unknown user id
     // takes as long to refuse as a wrong password.
     void verifyNothing(const QString &password);
-    // Forgets what was remembered for user.
-    void forget(const QString &user);
 
 private:
     bool fullCheck(const QString &password, const QString &storedHash);

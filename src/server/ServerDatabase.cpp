@@ -385,6 +385,18 @@ bool Sql::exec(const QString &statement, const QVariantList &values)
     return query != nullptr;
 }
 
+std::optional<qint64> Sql::number(const QString &statement, const QVariantList &values)
+{
+    QSqlQuery *query = run(statement, values);
+    if (!query)
+        return std::nullopt;
+    std::optional<qint64> result;
+    if (query->next())
+        result = query->value(0).toLongLong();
+    done(query);
+    return result;
+}
+
 bool Sql::execRows(const QString &prefix, int columns, const QVariantList &values,
                    const QString &suffix)
 {

@@ -8,6 +8,7 @@
 #include <QVariant>
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 // Where the group server keeps its data, and the connections to it: SQLite in one file of a
@@ -64,13 +65,20 @@ class Sql
 public:
     explicit Sql(QSqlDatabase db);
 
-    QSqlDatabase &database() { return m_db; }
     bool isPostgres() const { return m_postgres; }
 
     // Prepares (once) and runs the statement with positional values. For a SELECT, read the
     // rows from the returned query and call done() before the next statement of a
     // transaction ends it.
     QSqlQuery *run(const QString &statement, const QVariantList &values = {});
+    // The first column of the first row of a statement's result, as a number; nothing when
+    // the statement fails or returns no row.
+    std::optional<qint64> number(const QString &statement, const QVariantList &values = {});
+    // An id to bind, or a NULL of the id's type for 0 (PostgreSQL wants NULLs typed).
+    static QVariant idOrNull(qint64 id)
+    {
+        return id ? QVariant(id) : QVariant(QMetaType::fromType<qint64>());
+    }
     // Runs a statement that returns no rows (it is prepared once, like run()); false on failure.
     bool exec(const QString &statement, const QVariantList &values = {});
     // Runs "prefix VALUES (?, ...), (?, ...) suffix" over values, columns to a row, in

@@ -208,12 +208,18 @@ qint64 ServerProcess::pid() const
 
 qint64 ServerProcess::peakMemoryKiB() const
 {
-    QFile status(QStringLiteral("/proc/%1/status").arg(pid()));
+    return memoryKiB(pid(), "VmHWM");
+}
+
+qint64 ServerProcess::memoryKiB(qint64 pid, const QByteArray &field)
+{
+    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
     if (!status.open(QIODevice::ReadOnly))
         return -1;
+    const QByteArray key = field + ':';
     for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith("VmHWM:"))
-            return line.mid(6).trimmed().split(' ').value(0).toLongLong();
+        if (line.startsWith(key))
+            return line.mid(key.size()).trimmed().split(' ').value(0).toLongLong();
     }
     return -1;
 }

@@ -63,6 +63,9 @@ public:
     qint64 pid() const;
     // Peak resident memory of the server so far, in KiB.
     qint64 peakMemoryKiB() const;
+    // A memory figure ("VmHWM", "VmRSS", …) of any process from /proc, in KiB; -1 when
+    // unknown.
+    static qint64 memoryKiB(qint64 pid, const QByteArray &field);
     // SIGTERM, then waits for the exit; true when it ended by itself with status 0.
     bool stop(int timeoutMs = 30000);
     // Everything the server wrote to standard error.
