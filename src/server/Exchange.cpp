@@ -1049,6 +1049,8 @@ ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
                                "user ID and password in Settings \u2192 Operating Mode.")
                                 .arg(minutes));
     }
+    const QString wrongText = tr("The user ID or the password is wrong. Please check them in "
+                                 "Settings \u2192 Operating Mode.");
     bool signedIn = false;
     if (userId) {
         signedIn = m_passwords.verify(name, head.password, storedHash);
@@ -1061,9 +1063,7 @@ ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
         if (userId)
             recordFailure(m_sql, userSubject, m_limits.failuresPerUser,
                           m_limits.failureWindowSeconds);
-        return refuse(403, "wrong-credentials",
-                      tr("The user ID or the password is wrong. Please check them in Settings "
-                         "\u2192 Operating Mode."));
+        return refuse(403, "wrong-credentials", wrongText);
     }
     const QString disabledText = tr("Your user ID has been disabled on this server. Please ask "
                                     "your team lead.");
@@ -1095,9 +1095,11 @@ ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
         const bool hashChanged = query->value(1).toString() != storedHash;
         serial = query->value(2).toLongLong();
         Sql::done(query);
-        if (disabledNow || hashChanged) {
+        // Changed by the team lead while the password was checked.
+        if (disabledNow)
             return refuse(403, "disabled", disabledText);
-        }
+        if (hashChanged)
+            return refuse(403, "wrong-credentials", wrongText);
     }
 
     Session session(m_sql, userId, request, m_cache, serial);
