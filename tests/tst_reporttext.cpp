@@ -31,12 +31,13 @@ void verifyBoth(const QuorvelDocument &doc, const QDate &from, const QDate &to, 
 //  - "Legacy" (obsolete, Support): 23:20:30 on the 19th to 00:40:45 on the 20th: 80 minutes
 //    over the period, but 39 on the 19th and 40 on the 20th;
 //  - "Meetings" (Support): only a task still running since 15:00 on the 20th.
-void buildSmall(QuorvelDocument &doc)
+// The plain texts rename the first activity, to have a name with letters beyond ASCII.
+void buildSmall(QuorvelDocument &doc, const QString &codingName = str("Coding <C++> & tests"))
 {
     DocumentBuilder build(doc);
     ActivityCategory *dev = build.category(str("Dev & Ops"));
     ActivityCategory *support = build.category(str("Support"));
-    Activity *coding = build.activity(str("Coding <C++> & tests"), dev);
+    Activity *coding = build.activity(codingName, dev);
     Activity *legacy = build.activity(str("Legacy"), support, true);
     Activity *meetings = build.activity(str("Meetings"), support);
     build.task(coding, at(18, 23, 0), at(19, 1, 30));
@@ -77,6 +78,13 @@ private Q_SLOTS:
     void invalidDatesGiveNoDays();
     void summaryOverCenturies();
     void fastMatchesReference();
+    void plainTexts_data();
+    void plainTexts();
+    void plainTextDayWithoutTime();
+    void plainTextFromAfterTo();
+    void plainTextWithoutCategoryColumn();
+    void plainTextWithoutCategories();
+    void plainTextMatchesCsv();
 };
 
 void TestReportText::formatsMinutes_data()
@@ -614,6 +622,510 @@ void TestReportText::fastMatchesReference()
             const QString sheet = ReportText::periodTimeSheet(doc, from, to, zero, decimal);
             if (sheet != ReportText::periodTimeSheetReference(doc, from, to, zero, decimal))
                 QFAIL(qPrintable(str("time sheet differs, ") + where));
+        }
+    }
+}
+
+namespace {
+
+// The given lines, each ended by a line feed.
+QString lines(std::initializer_list<const char *> texts)
+{
+    QString text;
+    for (const char *line : texts)
+        text += str(line) + QLatin1Char('\n');
+    return text;
+}
+
+const char *const plainObsoleteNote = "Activities and categories marked * are obsolete.";
+const char *const plainActiveNote
+    = "There are active tasks in this time period that are excluded from this report.";
+
+} // namespace
+
+void TestReportText::plainTexts_data()
+{
+    QTest::addColumn<bool>("includeZero");
+    QTest::addColumn<bool>("decimal");
+    QTest::addColumn<QString>("summary");
+    QTest::addColumn<QString>("timeSheet");
+
+    // The numbers of the rich texts above; the running "Meetings" only ever has zero rows.
+    QTest::newRow("hm, zero") << true << false
+                              << lines({
+                                     "Period Summary Report",
+                                     "11/19/26 to 11/20/26",
+                                     "",
+                                     "Activity          Category   hrs:mins",
+                                     "Café Übersetzung  Dev & Ops      4:05",
+                                     "Legacy *          Support        1:20",
+                                     "Meetings          Support        0:00",
+                                     "",
+                                     "Totals            Dev & Ops      4:05",
+                                     "                  Support        1:20",
+                                     "Total                            5:25",
+                                     "",
+                                     plainObsoleteNote,
+                                     plainActiveNote,
+                                 })
+                              << lines({
+                                     "Period Time Sheet",
+                                     "11/19/26 to 11/20/26",
+                                     "",
+                                     "Thu 11/19/26",
+                                     "  Activity          Category   hrs:mins",
+                                     "  Café Übersetzung  Dev & Ops      3:05",
+                                     "  Legacy *          Support        0:39",
+                                     "  Meetings          Support        0:00",
+                                     "  Daily Totals                     3:44",
+                                     "",
+                                     "Fri 11/20/26",
+                                     "  Activity          Category   hrs:mins",
+                                     "  Café Übersetzung  Dev & Ops      1:00",
+                                     "  Legacy *          Support        0:40",
+                                     "  Meetings          Support        0:00",
+                                     "  Daily Totals                     1:40",
+                                     "",
+                                     "Period Totals       Dev & Ops      4:05",
+                                     "                    Support        1:19",
+                                     "                    Total          5:24",
+                                     "",
+                                     plainObsoleteNote,
+                                     plainActiveNote,
+                                 });
+
+    QTest::newRow("hm, no zero") << false << false
+                                 << lines({
+                                        "Period Summary Report",
+                                        "11/19/26 to 11/20/26",
+                                        "",
+                                        "Activity          Category   hrs:mins",
+                                        "Café Übersetzung  Dev & Ops      4:05",
+                                        "Legacy *          Support        1:20",
+                                        "",
+                                        "Totals            Dev & Ops      4:05",
+                                        "                  Support        1:20",
+                                        "Total                            5:25",
+                                        "",
+                                        plainObsoleteNote,
+                                        plainActiveNote,
+                                    })
+                                 << lines({
+                                        "Period Time Sheet",
+                                        "11/19/26 to 11/20/26",
+                                        "",
+                                        "Thu 11/19/26",
+                                        "  Activity          Category   hrs:mins",
+                                        "  Café Übersetzung  Dev & Ops      3:05",
+                                        "  Legacy *          Support        0:39",
+                                        "  Daily Totals                     3:44",
+                                        "",
+                                        "Fri 11/20/26",
+                                        "  Activity          Category   hrs:mins",
+                                        "  Café Übersetzung  Dev & Ops      1:00",
+                                        "  Legacy *          Support        0:40",
+                                        "  Daily Totals                     1:40",
+                                        "",
+                                        "Period Totals       Dev & Ops      4:05",
+                                        "                    Support        1:19",
+                                        "                    Total          5:24",
+                                        "",
+                                        plainObsoleteNote,
+                                        plainActiveNote,
+                                    });
+
+    // Decimal hours make the time column narrower: "hours" and six-character values.
+    QTest::newRow("decimal, zero") << true << true
+                                   << lines({
+                                          "Period Summary Report",
+                                          "11/19/26 to 11/20/26",
+                                          "",
+                                          "Activity          Category    hours",
+                                          "Café Übersetzung  Dev & Ops  4.0833",
+                                          "Legacy *          Support    1.3333",
+                                          "Meetings          Support    0.0000",
+                                          "",
+                                          "Totals            Dev & Ops  4.0833",
+                                          "                  Support    1.3333",
+                                          "Total                        5.4167",
+                                          "",
+                                          plainObsoleteNote,
+                                          plainActiveNote,
+                                      })
+                                   << lines({
+                                          "Period Time Sheet",
+                                          "11/19/26 to 11/20/26",
+                                          "",
+                                          "Thu 11/19/26",
+                                          "  Activity          Category    hours",
+                                          "  Café Übersetzung  Dev & Ops  3.0833",
+                                          "  Legacy *          Support    0.6500",
+                                          "  Meetings          Support    0.0000",
+                                          "  Daily Totals                 3.7333",
+                                          "",
+                                          "Fri 11/20/26",
+                                          "  Activity          Category    hours",
+                                          "  Café Übersetzung  Dev & Ops  1.0000",
+                                          "  Legacy *          Support    0.6667",
+                                          "  Meetings          Support    0.0000",
+                                          "  Daily Totals                 1.6667",
+                                          "",
+                                          "Period Totals       Dev & Ops  4.0833",
+                                          "                    Support    1.3167",
+                                          "                    Total      5.4000",
+                                          "",
+                                          plainObsoleteNote,
+                                          plainActiveNote,
+                                      });
+
+    QTest::newRow("decimal, no zero") << false << true
+                                      << lines({
+                                             "Period Summary Report",
+                                             "11/19/26 to 11/20/26",
+                                             "",
+                                             "Activity          Category    hours",
+                                             "Café Übersetzung  Dev & Ops  4.0833",
+                                             "Legacy *          Support    1.3333",
+                                             "",
+                                             "Totals            Dev & Ops  4.0833",
+                                             "                  Support    1.3333",
+                                             "Total                        5.4167",
+                                             "",
+                                             plainObsoleteNote,
+                                             plainActiveNote,
+                                         })
+                                      << lines({
+                                             "Period Time Sheet",
+                                             "11/19/26 to 11/20/26",
+                                             "",
+                                             "Thu 11/19/26",
+                                             "  Activity          Category    hours",
+                                             "  Café Übersetzung  Dev & Ops  3.0833",
+                                             "  Legacy *          Support    0.6500",
+                                             "  Daily Totals                 3.7333",
+                                             "",
+                                             "Fri 11/20/26",
+                                             "  Activity          Category    hours",
+                                             "  Café Übersetzung  Dev & Ops  1.0000",
+                                             "  Legacy *          Support    0.6667",
+                                             "  Daily Totals                 1.6667",
+                                             "",
+                                             "Period Totals       Dev & Ops  4.0833",
+                                             "                    Support    1.3167",
+                                             "                    Total      5.4000",
+                                             "",
+                                             plainObsoleteNote,
+                                             plainActiveNote,
+                                         });
+}
+
+void TestReportText::plainTexts()
+{
+    QFETCH(bool, includeZero);
+    QFETCH(bool, decimal);
+    QFETCH(QString, summary);
+    QFETCH(QString, timeSheet);
+    QuorvelDocument doc;
+    buildSmall(doc, str("Café Übersetzung"));
+    const QDate from(2026, 11, 19);
+    QCOMPARE(ReportText::periodSummaryText(doc, from, day20, includeZero, decimal), summary);
+    QCOMPARE(ReportText::periodTimeSheetText(doc, from, day20, includeZero, decimal), timeSheet);
+}
+
+void TestReportText::plainTextDayWithoutTime()
+{
+    QuorvelDocument doc;
+    buildSmall(doc, str("Café Übersetzung"));
+    // The 21st has the last two hours of a task begun on the 20th, the 22nd nothing; the task
+    // running since the 20th is still excluded.
+    const QDate from(2026, 11, 21);
+    const QDate to(2026, 11, 22);
+    QCOMPARE(ReportText::periodTimeSheetText(doc, from, to, false, false),
+             lines({
+                 "Period Time Sheet",
+                 "11/21/26 to 11/22/26",
+                 "",
+                 "Sat 11/21/26",
+                 "  Activity          Category   hrs:mins",
+                 "  Café Übersetzung  Dev & Ops      2:00",
+                 "  Daily Totals                     2:00",
+                 "",
+                 "Sun 11/22/26",
+                 "  Activity          Category   hrs:mins",
+                 "  Daily Totals                     0:00",
+                 "",
+                 "Period Totals       Dev & Ops      2:00",
+                 "                    Support        0:00",
+                 "                    Total          2:00",
+                 "",
+                 plainActiveNote,
+             }));
+    QCOMPARE(ReportText::periodSummaryText(doc, from, to, false, false),
+             lines({
+                 "Period Summary Report",
+                 "11/21/26 to 11/22/26",
+                 "",
+                 "Activity          Category   hrs:mins",
+                 "Café Übersetzung  Dev & Ops      2:00",
+                 "",
+                 "Totals            Dev & Ops      2:00",
+                 "                  Support        0:00",
+                 "Total                            2:00",
+                 "",
+                 plainActiveNote,
+             }));
+}
+
+void TestReportText::plainTextFromAfterTo()
+{
+    QuorvelDocument doc;
+    buildSmall(doc, str("Café Übersetzung"));
+    const QDate to(2026, 11, 19);
+    // No days, so no rows: only the period totals set the widths of the columns.
+    QCOMPARE(ReportText::periodTimeSheetText(doc, day20, to, true, false),
+             lines({
+                 "Period Time Sheet",
+                 "11/20/26 to 11/19/26",
+                 "",
+                 "Period Totals  Dev & Ops  0:00",
+                 "               Support    0:00",
+                 "               Total      0:00",
+             }));
+    QCOMPARE(ReportText::periodSummaryText(doc, day20, to, false, false),
+             lines({
+                 "Period Summary Report",
+                 "11/20/26 to 11/19/26",
+                 "",
+                 "Activity  Category   hrs:mins",
+                 "",
+                 "Totals    Dev & Ops      0:00",
+                 "          Support        0:00",
+                 "Total                    0:00",
+             }));
+}
+
+void TestReportText::plainTextWithoutCategoryColumn()
+{
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    ActivityCategory *old = build.category(str("Old"), true);
+    Activity *loose = build.activity(str("Loose"), nullptr);
+    Activity *filed = build.activity(str("Filed"), old);
+    build.task(loose, at(20, 9, 0), at(20, 10, 0));
+    build.task(filed, at(20, 10, 0), at(20, 10, 30));
+    // As in the rich texts, an activity without a category shows no time and adds to no total;
+    // its row ends after the name. The obsolete category is marked wherever it is named.
+    QCOMPARE(ReportText::periodSummaryText(doc, day20, day20, false, false),
+             lines({
+                 "Period Summary Report",
+                 "11/20/26 to 11/20/26",
+                 "",
+                 "Activity  Category  hrs:mins",
+                 "Loose",
+                 "Filed     Old *         0:30",
+                 "",
+                 "Totals    Old *         0:30",
+                 "Total                   0:30",
+                 "",
+                 plainObsoleteNote,
+             }));
+    QCOMPARE(ReportText::periodTimeSheetText(doc, day20, day20, false, false),
+             lines({
+                 "Period Time Sheet",
+                 "11/20/26 to 11/20/26",
+                 "",
+                 "Fri 11/20/26",
+                 "  Activity      Category  hrs:mins",
+                 "  Loose",
+                 "  Filed         Old *         0:30",
+                 "  Daily Totals                0:30",
+                 "",
+                 "Period Totals   Old *         0:30",
+                 "                Total         0:30",
+                 "",
+                 plainObsoleteNote,
+             }));
+}
+
+void TestReportText::plainTextWithoutCategories()
+{
+    QuorvelDocument doc;
+    // With no category the total row is the first of the period totals and takes their label.
+    QCOMPARE(ReportText::periodSummaryText(doc, day20, day20, true, false),
+             lines({
+                 "Period Summary Report",
+                 "11/20/26 to 11/20/26",
+                 "",
+                 "Activity  Category  hrs:mins",
+                 "",
+                 "Total                   0:00",
+             }));
+    QCOMPARE(ReportText::periodTimeSheetText(doc, day20, day20, true, true),
+             lines({
+                 "Period Time Sheet",
+                 "11/20/26 to 11/20/26",
+                 "",
+                 "Fri 11/20/26",
+                 "  Activity      Category   hours",
+                 "  Daily Totals            0.0000",
+                 "",
+                 "Period Totals   Total     0.0000",
+             }));
+}
+
+namespace {
+
+// The minutes of a time cell, in either form.
+int parsedMinutes(const QString &time)
+{
+    if (time.contains(QLatin1Char(':'))) {
+        return time.section(QLatin1Char(':'), 0, 0).toInt() * 60
+               + time.section(QLatin1Char(':'), 1, 1).toInt();
+    }
+    return qRound(time.toDouble() * 60);
+}
+
+QString unmarked(QString name)
+{
+    if (name.endsWith(str(" *")))
+        name.chop(2);
+    return name;
+}
+
+// A row of a plain text as "name|category|minutes", read by the columns of its header: the
+// category starts under the header's "Category", and only a row with a time reaches the
+// header's full length. Without a time the minutes are left empty.
+QString plainRowKey(const QString &line, const QString &header)
+{
+    const qsizetype categoryStart = header.indexOf(str("Category"));
+    QString category = line.mid(categoryStart).trimmed();
+    QString minutes;
+    if (line.size() == header.size()) {
+        const qsizetype timeStart = line.lastIndexOf(QLatin1Char(' ')) + 1;
+        category = line.mid(categoryStart, timeStart - categoryStart).trimmed();
+        minutes = QString::number(parsedMinutes(line.mid(timeStart)));
+    }
+    return unmarked(line.left(categoryStart).trimmed()) + QLatin1Char('|') + unmarked(category)
+           + QLatin1Char('|') + minutes;
+}
+
+// The CSV rows as the plain text shows them: an activity without a category has no time.
+QStringList csvRowKeys(const QString &csv, bool dated)
+{
+    QStringList keys;
+    const QStringList rows = csv.split(str("\r\n"), Qt::SkipEmptyParts);
+    for (qsizetype i = 1; i < rows.size(); ++i) {
+        const QStringList fields = rows.at(i).split(QLatin1Char(','));
+        const int first = dated ? 1 : 0;
+        const QString &category = fields.at(first + 1);
+        keys << (dated ? fields.at(0) + QLatin1Char('|') : QString()) + fields.at(first)
+                    + QLatin1Char('|') + category + QLatin1Char('|')
+                    + (category.isEmpty() ? QString() : fields.at(first + 2));
+    }
+    return keys;
+}
+
+} // namespace
+
+// A month of random tasks on forty activities (some obsolete, some without a category, names
+// with blanks): the plain texts must show the rows and minutes of the CSV, which shares the
+// rich texts' rules, and the summary's category totals must be the sums of its rows.
+void TestReportText::plainTextMatchesCsv()
+{
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    QRandomGenerator random(20261122);
+    const QDate base(2026, 10, 1);
+    QList<ActivityCategory *> categories;
+    for (int i = 0; i < 6; ++i)
+        categories << build.category(QStringLiteral("Cat%1").arg(i), i == 3);
+    QList<Activity *> activities;
+    for (int i = 0; i < 40; ++i) {
+        const QString name
+            = i % 3 == 0 ? QStringLiteral("Work item %1").arg(i) : QStringLiteral("A%1").arg(i);
+        activities << build.activity(name, i % 7 == 6 ? nullptr : categories.at(i % 6), i % 5 == 4);
+    }
+    // The last activity has no task at all.
+    for (int i = 0; i < 3000; ++i) {
+        const QDateTime start(base.addDays(random.bounded(45)),
+                              QTime(random.bounded(24), random.bounded(60), random.bounded(60)));
+        Activity *a = activities.at(random.bounded(39));
+        if (random.bounded(500) == 0)
+            build.task(a, start, QDateTime());
+        else
+            build.task(a, start, start.addSecs(random.bounded(8 * 3600)));
+    }
+    build.sortAll();
+    const QDate from(2026, 10, 5);
+    const QDate to(2026, 11, 3);
+
+    for (const bool zero : {
+             false,
+             true,
+         }) {
+        for (const bool decimal : {
+                 false,
+                 true,
+             }) {
+            const QString where = QStringLiteral("zero %1, decimal %2").arg(zero).arg(decimal);
+
+            const QStringList summary = ReportText::periodSummaryText(doc, from, to, zero, decimal)
+                                            .split(QLatin1Char('\n'));
+            const QString &header = summary.at(3);
+            QStringList textKeys;
+            qsizetype i = 4;
+            for (; !summary.at(i).isEmpty(); ++i)
+                textKeys << plainRowKey(summary.at(i), header);
+            const QStringList csvKeys
+                = csvRowKeys(ReportText::periodSummaryCsv(doc, from, to, zero), false);
+            QVERIFY2(textKeys.size() >= 30, qPrintable(where));
+            QVERIFY2(textKeys == csvKeys, qPrintable(where));
+
+            // The totals rows, "Cat0" to "Cat5" and the overall total, against the CSV's sums.
+            QList<int> sums(categories.size() + 1, 0);
+            for (const QString &key : csvKeys) {
+                const QString category = key.section(QLatin1Char('|'), 1, 1);
+                if (category.isEmpty())
+                    continue;
+                const int minutes = key.section(QLatin1Char('|'), 2, 2).toInt();
+                sums[category.mid(3).toInt()] += minutes;
+                sums.back() += minutes;
+            }
+            for (int c = 0; c <= categories.size(); ++c) {
+                const QString key = plainRowKey(summary.at(i + 1 + c), header);
+                const QString name
+                    = c < categories.size() ? QStringLiteral("Cat%1").arg(c) : QString();
+                const QString label = c == 0                   ? str("Totals")
+                                      : c == categories.size() ? str("Total")
+                                                               : QString();
+                QCOMPARE(key, label + QLatin1Char('|') + name + QLatin1Char('|')
+                                  + QString::number(sums.at(c)));
+            }
+
+            // The time sheet's day rows, dated by their blocks.
+            const QStringList sheet = ReportText::periodTimeSheetText(doc, from, to, zero, decimal)
+                                          .split(QLatin1Char('\n'));
+            QStringList sheetKeys;
+            QDate day = from.addDays(-1);
+            QString sheetHeader;
+            for (qsizetype j = 3; !sheet.at(j).startsWith(str("Period Totals")); ++j) {
+                const QString &line = sheet.at(j);
+                if (line.isEmpty() || line.startsWith(str("  Daily Totals")))
+                    continue;
+                if (!line.startsWith(QLatin1Char(' '))) {
+                    // A day's heading, and under it the column heads.
+                    day = day.addDays(1);
+                    sheetHeader = sheet.at(++j);
+                    continue;
+                }
+                sheetKeys << day.toString(Qt::ISODate) + QLatin1Char('|')
+                                 + plainRowKey(line, sheetHeader);
+            }
+            QCOMPARE(day, to);
+            const QStringList sheetCsvKeys
+                = csvRowKeys(ReportText::periodTimeSheetCsv(doc, from, to, zero), true);
+            QVERIFY2(sheetKeys.size() >= 300, qPrintable(where));
+            QVERIFY2(sheetKeys == sheetCsvKeys, qPrintable(where));
         }
     }
 }

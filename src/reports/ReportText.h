@@ -39,10 +39,17 @@ public:
     // row per activity (activity, category, minutes, hours), the time sheet one per activity
     // and day (ISO date, activity, category, minutes): the rows the reports show, running
     // tasks left out.
-    static QString periodSummaryCsv(const QuorvelDocument &doc, const QDate &from,
-                                    const QDate &to, bool includeZero);
+    static QString periodSummaryCsv(const QuorvelDocument &doc, const QDate &from, const QDate &to,
+                                    bool includeZero);
     static QString periodTimeSheetCsv(const QuorvelDocument &doc, const QDate &from,
                                       const QDate &to, bool includeZero);
     // One CSV field, quoted when it needs to be.
     static QString csvField(const QString &value);
+
+    // The reports as plain text for a terminal: the same rows and numbers as the rich texts,
+    // in aligned columns. Lines end with a line feed.
+    static QString periodSummaryText(const QuorvelDocument &doc, const QDate &from, const QDate &to,
+                                     bool includeZero, bool decimalHours);
+    static QString periodTimeSheetText(const QuorvelDocument &doc, const QDate &from,
+                                       const QDate &to, bool includeZero, bool decimalHours);
 };
