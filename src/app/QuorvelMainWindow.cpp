@@ -1,5 +1,6 @@
 #include "QuorvelMainWindow.h"
 
+#include "cli/Commands.h"
 #include "dialogs/ActivityList.h"
 #include "dialogs/CategoryList.h"
 #include "dialogs/ChooseInitialMode.h"
@@ -7,16 +8,19 @@
 #include "dialogs/PurgeTasks.h"
 #include "dialogs/TaskEdit.h"
 #include "model/QuorvelDocument.h"
+#include "model/TaskCommands.h"
 #include "platform/Clock.h"
 #include "platform/Config.h"
 #include "platform/MessageBox.h"
 #include "platform/QuorvelApplication.h"
 #include "platform/Resource.h"
+#include "platform/SingleInstance.h"
 #include "reports/Report.h"
 #include "views/MainWidget.h"
 #include "views/QVTable.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QFile>
@@ -25,6 +29,7 @@
 #include <QMenuBar>
 #include <QSaveFile>
 #include <QSignalBlocker>
+#include <QThread>
 #include <QTimer>
 #include <QToolBar>
 #include <QToolButton>
@@ -47,7 +52,18 @@ QString besideDataFile(const QString &kind)
            + Clock::now().toString(QStringLiteral("yyyyMMddhhmmss"));
 }
 
+// How long a command of the command line waits for a question here to be answered.
+constexpr int HandedPatienceMs = 20 * 1000;
+
 } // namespace
+
+void QuorvelMainWindow::showMessage(const TaskMessages::Message &message, bool warning)
+{
+    if (warning)
+        MessageBox::warning(this, message.title, message.text);
+    else
+        MessageBox::information(this, message.title, message.text);
+}
 
 QuorvelMainWindow::QuorvelMainWindow(QWidget *parent)
     : QMainWindow(parent)
@@ -666,9 +682,8 @@ bool QuorvelMainWindow::stopOtherTasks(QVTask *task, const QDateTime &when, bool
     if (m_document->configuration.allowConcurrentTasks()) {
         for (const QVTask *other : std::as_const(m_document->tasks)) {
             if (other != task && other->isRunning() && other->activity == task->activity) {
-                MessageBox::information(
-                    this, tr("Warning"),
-                    tr("There are other tasks with\nthe same activity still\nactive."));
+                const TaskMessages::Message message = TaskMessages::sameActivityActive();
+                MessageBox::information(this, message.title, message.text);
                 break;
             }
         }
@@ -688,9 +703,7 @@ bool QuorvelMainWindow::stopOtherTasks(QVTask *task, const QDateTime &when, bool
                 updateView(other);
             break;
         case QuorvelDocument::StopBeforeStart:
-            MessageBox::warning(this, tr("Time Validation Error"),
-                                tr("Unable to stop another task now, as\nits start time is in "
-                                   "the future."));
+            showMessage(TaskMessages::otherStartsInFuture(), true);
             return false;
         case QuorvelDocument::ZeroDuration:
             m_document->removeTask(other);
@@ -698,9 +711,7 @@ bool QuorvelMainWindow::stopOtherTasks(QVTask *task, const QDateTime &when, bool
             updateView(nullptr);
             break;
         default:
-            MessageBox::warning(this, tr("Time Validation Error"),
-                                tr("Unable to stop another task now,\nas it would cause tasks "
-                                   "to overlap."));
+            showMessage(TaskMessages::otherWouldOverlap(), true);
             return false;
         }
     }
@@ -760,9 +771,7 @@ void QuorvelMainWindow::startShortcutTask(QVTask *shown, QToolButton *button)
         return;
     const QDateTime now = getQVTime(false);
     if (m_document->validateTask(now, now.addSecs(60), now, nullptr) == QuorvelDocument::Overlaps) {
-        MessageBox::information(this, tr("Cannot Start Task"),
-                                tr("This task cannot be started\nnow because this would cause "
-                                   "it\nto overlap with another task.\n"));
+        showMessage(TaskMessages::cannotStartOverlap(), false);
         button->setChecked(false);
         return;
     }
@@ -798,10 +807,7 @@ void QuorvelMainWindow::stopShortcutTask(QVTask *task, QToolButton *button)
         updateView(task);
         break;
     case QuorvelDocument::StopBeforeStart:
-        MessageBox::information(this, tr("Cannot Stop Task"),
-                                tr("This task cannot be stopped\nnow because its start time is "
-                                   "in\nthe future. To set a specific\nfuture stop time, you can "
-                                   "Edit\nthe task."));
+        showMessage(TaskMessages::cannotStopFuture(), false);
         button->setChecked(true);
         break;
     case QuorvelDocument::ZeroDuration: {
@@ -812,10 +818,8 @@ void QuorvelMainWindow::stopShortcutTask(QVTask *task, QToolButton *button)
             warn = config.readBoolEntry(QStringLiteral("WarnDeleteZeroTasks"), true);
         }
         if (warn
-            && MessageBox::ask(this, tr("Zero Duration Task"),
-                               tr("Tasks of less than 1 minute\nduration are not logged, so\nthis "
-                                  "task will be deleted.\n\nWould you like to skip this\nwarning "
-                                  "message in future?"))) {
+            && MessageBox::ask(this, TaskMessages::zeroDurationQuestion().title,
+                               TaskMessages::zeroDurationQuestion().text)) {
             Config config(Configuration::storeName(), Config::User);
             config.setGroup(Configuration::localSettingsGroup());
             config.writeEntry(QStringLiteral("WarnDeleteZeroTasks"), false);
@@ -828,10 +832,7 @@ void QuorvelMainWindow::stopShortcutTask(QVTask *task, QToolButton *button)
         break;
     }
     default:
-        MessageBox::information(this, tr("Cannot Stop Task"),
-                                tr("This task cannot be stopped\nnow because this would cause "
-                                   "it\nto overlap with another task.\nYou can Edit the task to "
-                                   "set\na stop time."));
+        showMessage(TaskMessages::cannotStopOverlap(), false);
         button->setChecked(true);
         break;
     }
@@ -850,4 +851,67 @@ void QuorvelMainWindow::shortcut2Toggled(bool on)
 void QuorvelMainWindow::shortcut3Toggled(bool on)
 {
     shortcutToggled(3, on, m_mainWidget->button(3));
+}
+
+bool QuorvelMainWindow::commandUnderWay() const
+{
+    // Every question and editor runs an event loop of its own.
+    return m_shortcutBusy || QThread::currentThread()->loopLevel() > 1
+           || QApplication::activeModalWidget() || QApplication::activePopupWidget();
+}
+
+void QuorvelMainWindow::carryOut(HandedCommand *command)
+{
+    if (m_handed.isEmpty())
+        m_handedWaiting.start();
+    m_handed.append(command);
+    carryOutWaiting();
+}
+
+void QuorvelMainWindow::carryOutWaiting()
+{
+    while (!m_handed.isEmpty()) {
+        const QPointer<HandedCommand> command = m_handed.first();
+        if (!command) {
+            m_handed.removeFirst();
+            continue;
+        }
+        // The working folder of the command line comes first.
+        const QString workingFolder = command->arguments().value(0);
+        const QStringList arguments = command->arguments().mid(1);
+        Commands::Result checked;
+        const Commands::Needs needs = Commands::check(arguments, &checked);
+        if (needs == Commands::Needs::Writing && commandUnderWay()) {
+            if (m_handedWaiting.elapsed() < HandedPatienceMs) {
+                if (!m_handedRetry) {
+                    m_handedRetry = new QTimer(this);
+                    m_handedRetry->setSingleShot(true);
+                    connect(m_handedRetry, &QTimer::timeout, this,
+                            &QuorvelMainWindow::carryOutWaiting);
+                }
+                m_handedRetry->start(100);
+                return;
+            }
+            m_handed.removeFirst();
+            m_handedWaiting.start();
+            command->reply(Commands::Refused, QByteArray(),
+                           (QStringLiteral("quorvel: ")
+                            + tr("Quorvel is waiting for an answer in its window; answer it "
+                                 "there and try again.")
+                            + QLatin1Char('\n'))
+                               .toUtf8());
+            continue;
+        }
+        m_handed.removeFirst();
+        m_handedWaiting.start();
+        const Commands::Result result = Commands::run(*m_document, arguments, workingFolder);
+        if (result.changed) {
+            // A task the command deleted may have been the one selected here.
+            if (!m_document->tasks.contains(m_mainWidget->selectedTask))
+                m_mainWidget->selectedTask = nullptr;
+            updateView(nullptr);
+            flush();
+        }
+        command->reply(result.exitCode, result.out, result.err);
+    }
 }

@@ -1,13 +1,19 @@
 #pragma once
 
+#include "model/TaskCommands.h"
+
 #include <QByteArray>
 #include <QDateTime>
+#include <QElapsedTimer>
+#include <QList>
 #include <QMainWindow>
+#include <QPointer>
 
 #include <memory>
 #include <vector>
 
 class DocLnk;
+class HandedCommand;
 class MainWidget;
 class QAction;
 class QMenu;
@@ -78,6 +84,9 @@ public Q_SLOTS:
     void shortcut3Toggled(bool on);
     void concurrentToggled(bool on);
     void twelveHourClockToggled(bool on);
+    // Carries out a command of the command line on the document shown, and answers it. A
+    // command that changes tasks waits while a question or an editor is open here.
+    void carryOut(HandedCommand *command);
 
 private:
     void setupDocument();
@@ -109,6 +118,12 @@ private:
     // Bracket a shortcut command: the buttons are silent and disabled in between.
     void disableButtons();
     void enableButtons();
+    // A refusal or warning of the task commands in a box with one OK button.
+    void showMessage(const TaskMessages::Message &message, bool warning);
+    // Carries out the handed commands that may run now.
+    void carryOutWaiting();
+    // True while a command of this window is under way (a question, an editor, a shortcut).
+    bool commandUnderWay() const;
     // Sets the concurrency toggle without running concurrentToggled again.
     void restoreConcurrentToggle();
 
@@ -132,6 +147,10 @@ private:
     // True while a shortcut command runs, so the events it processes cannot start another.
     bool m_shortcutBusy = false;
     QString m_keptDataFile;
+    // Commands of the command line waiting for this window to be free.
+    QList<QPointer<HandedCommand>> m_handed;
+    QTimer *m_handedRetry = nullptr;
+    QElapsedTimer m_handedWaiting;
     // Digest of the document string last written or read, to skip writes that change nothing
     // and to tell unsaved changes.
     QByteArray m_writtenDigest;

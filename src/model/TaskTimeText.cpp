@@ -74,3 +74,20 @@ QString TaskTimeText::Batch::textOf(const QDate &date, const QTime &time)
         clock = TimeString::timeString(time, m_twelveHour);
     return day(date).text + clock;
 }
+
+QString TaskTimeText::runningTime(const QDateTime &start, const QDateTime &now,
+                                  const char *separator)
+{
+    if (!start.isValid() || !now.isValid())
+        return QString();
+    const qint64 s = start.secsTo(now);
+    if (s < 0)
+        return QString();
+    const qint64 days = s / 86400;
+    const qint64 rest = s - days * 86400;
+    const qint64 hours = rest / 3600;
+    const qint64 minutes = (rest - hours * 3600) / 60;
+    if (days < 1)
+        return QString::asprintf("%d%s%02d", int(hours), separator, int(minutes));
+    return QString::asprintf("%lldd  %d%s%02d", days, int(hours), separator, int(minutes));
+}

@@ -17,6 +17,12 @@ class TaskTimeText
 public:
     static QString text(const QDateTime &when);
 
+    // The running time from start to now as the window shows it: "h:mm", or "Nd  h:mm" from
+    // a day on, with the given separator between hours and minutes. Empty when now is before
+    // start or either is not valid.
+    static QString runningTime(const QDateTime &start, const QDateTime &now,
+                               const char *separator = ":");
+
     class Batch
     {
     public:

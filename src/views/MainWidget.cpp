@@ -3,6 +3,7 @@
 #include "QVTable.h"
 #include "TaskTableModel.h"
 #include "model/QuorvelDocument.h"
+#include "model/TaskTimeText.h"
 #include "platform/Clock.h"
 #include "platform/TimeString.h"
 
@@ -202,18 +203,8 @@ QString MainWidget::runningTimeText(const QDateTime &start, const QDateTime &now
 {
     if (!start.isValid() || !now.isValid())
         return QString();
-    const qint64 s = start.secsTo(now);
-    if (s < 0)
-        return QString();
     // The separator blinks: a colon on odd seconds, a blank on even ones.
-    const char *separator = s % 2 ? ":" : " ";
-    const qint64 days = s / 86400;
-    const qint64 rest = s - days * 86400;
-    const qint64 hours = rest / 3600;
-    const qint64 minutes = (rest - hours * 3600) / 60;
-    if (days < 1)
-        return QString::asprintf("%d%s%02d", int(hours), separator, int(minutes));
-    return QString::asprintf("%dd  %d%s%02d", int(days), int(hours), separator, int(minutes));
+    return TaskTimeText::runningTime(start, now, start.secsTo(now) % 2 ? ":" : " ");
 }
 
 void MainWidget::tableCellChanged(int row, int column)
