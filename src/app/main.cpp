@@ -46,6 +46,9 @@ int main(int argc, char *argv[])
                                  window.setDocument(path);
                          });
                      });
+    QObject::connect(&instance, &SingleInstance::commandReceived, &window,
+                     &QuorvelMainWindow::carryOut);
+    instance.acceptCommands();
     app.watchDataFile(QuorvelDocument::dataFilePath());
 
     window.setWindowTitle(QCoreApplication::translate("main", "Quorvel"));

@@ -13,6 +13,7 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -209,8 +210,9 @@ public:
         return true;
     }
 
-    bool activity(const DocumentFormat::ActivityRecord &record) override
+    bool addActivity(const DocumentFormat::ActivityRecord &record)
     {
+        m_passedOver.append(false);
         m_doc.activities.append(new Activity(record.id, record.name,
                                              itemAt(m_doc.categories, record.categoryPosition),
                                              record.obsolete));
@@ -219,6 +221,14 @@ public:
 
     bool task(const DocumentFormat::TaskRecord &record) override
     {
+        if (m_keep && !record.stop.isNull()
+            && !m_keep(record.start.date(), record.stop.date(), m_keepContext)) {
+            // The first task passed over of each activity still stands for it.
+            const int position = record.activityPosition;
+            if (position < 0 || position >= m_passedOver.size() || m_passedOver[position])
+                return true;
+            m_passedOver[position] = true;
+        }
         auto *task = new QVTask(record.id, QDateTime(), QDateTime(), record.shortcut,
                                 itemAt(m_doc.activities, record.activityPosition),
                                 record.stamp.toDateTime(), record.synchronised);
@@ -235,26 +245,55 @@ public:
     // A task takes at least 40 bytes of the document string.
     void expectAtMost(int bytes) { m_expectedTasks = bytes / 40 + 1; }
 
+    void keepOnly(bool (*keep)(const QDate &, const QDate &, const void *), const void *context)
+    {
+        m_keep = keep;
+        m_keepContext = context;
+    }
+
+    bool activity(const DocumentFormat::ActivityRecord &record) override;
+
 private:
     QuorvelDocument &m_doc;
     int m_expectedTasks = 0;
+    bool (*m_keep)(const QDate &, const QDate &, const void *) = nullptr;
+    const void *m_keepContext = nullptr;
+    QList<bool> m_passedOver;
 };
+
+bool DocumentSink::activity(const DocumentFormat::ActivityRecord &record)
+{
+    return addActivity(record);
+}
+
+bool readInto(QuorvelDocument &doc, char *data, int length,
+              bool (*keep)(const QDate &, const QDate &, const void *), const void *context)
+{
+    // Read the twelve-hour choice once and format each day's text once for all tasks.
+    const TaskTimeText::Batch textBatch;
+    DocumentSink sink(doc);
+    sink.expectAtMost(data ? qMax(length, 0) : 0);
+    sink.keepOnly(keep, context);
+    if (!DocumentFormat::read(data, length, sink))
+        return false;
+    doc.removeObsoleteActivitiesAndCategories();
+    return true;
+}
 
 } // namespace
 
 bool QuorvelDocument::populateFromByteArray(char *data, int length)
 {
-    // Read the twelve-hour choice once and format each day's text once for all tasks.
-    const TaskTimeText::Batch textBatch;
-    DocumentSink sink(*this);
-    sink.expectAtMost(data ? qMax(length, 0) : 0);
-    if (!DocumentFormat::read(data, length, sink))
-        return false;
-    removeObsoleteActivitiesAndCategories();
-    return true;
+    return readInto(*this, data, length, nullptr, nullptr);
 }
 
 bool QuorvelDocument::load()
+{
+    return loadSome(nullptr, nullptr);
+}
+
+bool QuorvelDocument::loadSome(bool (*keep)(const QDate &, const QDate &, const void *),
+                               const void *context)
 {
     clear();
     QFile file(dataFilePath());
@@ -264,7 +303,7 @@ bool QuorvelDocument::load()
     if (!contents.read(file))
         return false;
     file.close();
-    return populateFromByteArray(contents.data(), contents.size());
+    return readInto(*this, contents.data(), contents.size(), keep, context);
 }
 
 bool QuorvelDocument::save()
@@ -308,6 +347,129 @@ bool QuorvelDocument::save()
     if (dirFd >= 0) {
         ::fsync(dirFd);
         ::close(dirFd);
+    }
+    writeRunningNote();
+    return true;
+}
+
+namespace {
+
+constexpr char RunningNoteMagic[] = "quorvel-running-1";
+// More running tasks than anyone keeps: a note claiming more is damaged.
+constexpr int MaxNotedTasks = 100000;
+
+// The data file as it is now: a file replaced or changed in any way since differs here.
+QByteArray fileIdentity(const QString &path)
+{
+    struct stat info;
+    if (::stat(QFile::encodeName(path).constData(), &info) != 0)
+        return QByteArray();
+    return QByteArray::number(qulonglong(info.st_dev)) + ' '
+           + QByteArray::number(qulonglong(info.st_ino)) + ' '
+           + QByteArray::number(qlonglong(info.st_size)) + ' '
+           + QByteArray::number(qlonglong(info.st_mtim.tv_sec)) + '.'
+           + QByteArray::number(qlonglong(info.st_mtim.tv_nsec)) + ' '
+           + QByteArray::number(qlonglong(info.st_ctim.tv_sec)) + '.'
+           + QByteArray::number(qlonglong(info.st_ctim.tv_nsec));
+}
+
+} // namespace
+
+QString QuorvelDocument::runningNotePath()
+{
+    return dataFilePath() + QLatin1String(".running");
+}
+
+void QuorvelDocument::writeRunningNote() const
+{
+    QByteArray note = RunningNoteMagic;
+    note += '\n';
+    note += fileIdentity(dataFilePath());
+    note += '\n';
+    QByteArray tasksText;
+    int count = 0;
+    for (const QVTask *task : tasks) {
+        if (!task->isRunning() || !task->startDate().isValid() || !task->startTime().isValid())
+            continue;
+        ++count;
+        tasksText += task->startDate().toString(Qt::ISODate).toLatin1() + ' '
+                     + task->startTime().toString(QStringLiteral("HH:mm")).toLatin1() + '\n';
+        tasksText += task->activityName().toUtf8() + '\n';
+        tasksText
+            += (task->activity && task->activity->category ? task->activity->category->name.toUtf8()
+                                                           : QByteArray())
+               + '\n';
+    }
+    note += QByteArray::number(count) + '\n' + tasksText;
+
+    // Only a cache: written without syncing, and a note that cannot be written goes, so that
+    // an old one is never taken for this file.
+    const QString path = runningNotePath();
+    const QString newPath = path + QLatin1String(".new");
+    QFile file(newPath);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(note) != note.size()
+        || !file.flush()) {
+        file.close();
+        QFile::remove(newPath);
+        QFile::remove(path);
+        return;
+    }
+    file.close();
+    if (::rename(QFile::encodeName(newPath).constData(), QFile::encodeName(path).constData())
+        != 0) {
+        QFile::remove(newPath);
+        QFile::remove(path);
+    }
+}
+
+bool QuorvelDocument::loadRunningNote()
+{
+    clear();
+    QFile file(runningNotePath());
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    // A note of a few running tasks is small; anything larger is not ours.
+    const QByteArray note = file.read(4 << 20);
+    const QList<QByteArray> lines = note.split('\n');
+    if (lines.size() < 3 || lines.at(0) != RunningNoteMagic
+        || lines.at(1) != fileIdentity(dataFilePath()) || lines.at(1).isEmpty())
+        return false;
+    bool ok = false;
+    const int count = lines.at(2).toInt(&ok);
+    if (!ok || count < 0 || count > MaxNotedTasks || lines.size() < 3 + 3 * count)
+        return false;
+    for (int i = 0; i < count; ++i) {
+        const QList<QByteArray> when = lines.at(3 + 3 * i).split(' ');
+        const QDate date = QDate::fromString(QString::fromLatin1(when.value(0)), Qt::ISODate);
+        const QTime time
+            = QTime::fromString(QString::fromLatin1(when.value(1)), QStringLiteral("HH:mm"));
+        if (!date.isValid() || !time.isValid()) {
+            clear();
+            return false;
+        }
+        const QString activityName = QString::fromUtf8(lines.at(4 + 3 * i));
+        const QString categoryName = QString::fromUtf8(lines.at(5 + 3 * i));
+        ActivityCategory *category = nullptr;
+        for (ActivityCategory *c : std::as_const(categories)) {
+            if (c->name == categoryName)
+                category = c;
+        }
+        if (!category && !categoryName.isEmpty()) {
+            category = new ActivityCategory(0, categoryName, false);
+            categories.append(category);
+        }
+        Activity *activity = nullptr;
+        for (Activity *a : std::as_const(activities)) {
+            if (a->name == activityName && a->category == category)
+                activity = a;
+        }
+        if (!activity) {
+            activity = new Activity(0, activityName, category, false);
+            activities.append(activity);
+        }
+        auto *task
+            = new QVTask(0, QDateTime(date, time), QDateTime(), 0, activity, QDateTime(), false);
+        tasks.append(task);
     }
     return true;
 }

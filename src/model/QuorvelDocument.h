@@ -70,6 +70,20 @@ public:
 
     // clear(), then read the data file. False when it cannot be opened or parsed.
     bool load();
+    // For a question about some tasks only (what runs, a period): like load(), but a stopped
+    // task is built only when keep() says so for its start and stop (wall-clock times), or
+    // when it is the first passed over of its activity, which keeps the activity's "has
+    // tasks" answer and the clean-up of withdrawn records as a whole load has them. Such a
+    // document answers questions and is never saved.
+    bool loadSome(bool (*keep)(const QDate &startDay, const QDate &stopDay, const void *context),
+                  const void *context);
+    // For the question "what runs?" without reading a large data file: clear(), then read
+    // the running tasks (with their activities and categories) from the note that save()
+    // leaves beside the data file. False when there is no note, or it does not describe the
+    // data file as it is now (changed since by anything else): then the file must be read.
+    bool loadRunningNote();
+    static QString runningNotePath();
+
     // Writes the data file through "<file>.new" and a rename. True when the new contents
     // were written in full (also when only the rename failed: the ".new" file then holds
     // them).
@@ -99,4 +113,5 @@ public:
 
 private:
     void passSlotOn(const QVTask *task, bool alsoStopped);
+    void writeRunningNote() const;
 };

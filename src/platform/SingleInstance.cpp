@@ -12,6 +12,7 @@
 
 #include <memory>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -24,6 +25,32 @@ constexpr int WriteTimeoutMs = 2000;
 constexpr int ReceiveTimeoutMs = 5000;
 
 } // namespace
+
+const char SingleInstance::CommandMarker[] = "quorvel-command";
+
+HandedCommand::HandedCommand(const QStringList &arguments, QLocalSocket *socket)
+    : QObject(socket)
+    , m_arguments(arguments)
+    , m_socket(socket)
+{}
+
+void HandedCommand::reply(int exitCode, const QByteArray &out, const QByteArray &err)
+{
+    if (!m_socket)
+        return;
+    // The output goes with its length: it is the user's text and may hold any byte.
+    QByteArray payload = QByteArray::number(exitCode);
+    payload += '\0';
+    payload += QByteArray::number(out.size());
+    payload += '\0';
+    payload += out;
+    payload += err;
+    QByteArray message(HeaderBytes, '\0');
+    qToBigEndian<quint32>(quint32(payload.size()), message.data());
+    m_socket->write(message + payload);
+    m_socket->disconnectFromServer();
+    m_socket = nullptr;
+}
 
 SingleInstance::SingleInstance(const QString &lockFolder, QObject *parent)
     : QObject(parent)
@@ -77,6 +104,12 @@ bool SingleInstance::start(const QStringList &arguments)
     // Nobody answers. QLockFile only removes the lock when no live process holds it, so this
     // cannot take the lock away from a running instance that is merely busy.
     if (m_lock->removeStaleLockFile() && m_lock->tryLock(100)) {
+        listen();
+        return true;
+    }
+    // A command of the command line holds the lock for a moment while it writes the data
+    // file, and never listens: wait for it.
+    if (m_lock->tryLock(5000)) {
         listen();
         return true;
     }
@@ -171,7 +204,11 @@ void SingleInstance::onNewConnection()
         connect(socket, &QLocalSocket::readyRead, this,
                 [this, socket, buffer] { readFrom(socket, *buffer); });
         connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
-        QTimer::singleShot(ReceiveTimeoutMs, socket, [socket] { socket->abort(); });
+        auto *patience = new QTimer(socket);
+        patience->setObjectName(QStringLiteral("receive timeout"));
+        patience->setSingleShot(true);
+        connect(patience, &QTimer::timeout, socket, &QLocalSocket::abort);
+        patience->start(ReceiveTimeoutMs);
         if (socket->bytesAvailable() > 0)
             readFrom(socket, *buffer);
     }
@@ -196,7 +233,80 @@ void SingleInstance::readFrom(QLocalSocket *socket, QByteArray &buffer)
 
     const QStringList arguments = decodePayload(buffer.mid(HeaderBytes));
     buffer.clear();
+    if (QTimer *patience = socket->findChild<QTimer *>(QStringLiteral("receive timeout")))
+        patience->stop();
+    if (!arguments.isEmpty() && arguments.first() == QLatin1String(CommandMarker)) {
+        // The client waits for the answer: the connection stays open until reply().
+        auto *command = new HandedCommand(arguments.mid(1), socket);
+        if (m_acceptCommands)
+            Q_EMIT commandReceived(command);
+        else
+            m_waitingCommands << command;
+        return;
+    }
     // Done with the client before the receiver runs, which may open a window.
     socket->disconnectFromServer();
     Q_EMIT messageReceived(arguments);
+}
+
+void SingleInstance::acceptCommands()
+{
+    m_acceptCommands = true;
+    const QList<QPointer<HandedCommand>> waiting = std::exchange(m_waitingCommands, {});
+    for (const QPointer<HandedCommand> &command : waiting) {
+        if (command)
+            Q_EMIT commandReceived(command);
+    }
+}
+
+SingleInstance::HandOver SingleInstance::handCommand(const QStringList &command,
+                                                     int answerTimeoutMs, int *exitCode,
+                                                     QByteArray *out, QByteArray *err) const
+{
+    const QByteArray message = encodeMessage(QStringList(QLatin1String(CommandMarker)) + command);
+    if (message.size() - HeaderBytes > MaxMessageBytes)
+        return HandOver::NoInstance;
+    QLocalSocket socket;
+    socket.connectToServer(m_serverName);
+    if (!socket.waitForConnected(1000))
+        return HandOver::NoInstance;
+    socket.write(message);
+
+    QElapsedTimer clock;
+    clock.start();
+    QByteArray answer;
+    qint64 expected = -1;
+    for (;;) {
+        answer += socket.readAll();
+        if (expected < 0 && answer.size() >= HeaderBytes) {
+            expected = HeaderBytes + qint64(qFromBigEndian<quint32>(answer.constData()));
+            if (expected > MaxAnswerBytes)
+                return HandOver::Lost;
+        }
+        if (expected >= 0 && answer.size() >= expected)
+            break;
+        const qint64 left = answerTimeoutMs - clock.elapsed();
+        if (left <= 0 || socket.state() != QLocalSocket::ConnectedState)
+            return HandOver::Lost;
+        if (socket.bytesToWrite() > 0)
+            socket.waitForBytesWritten(int(qMin<qint64>(left, 1000)));
+        else
+            socket.waitForReadyRead(int(qMin<qint64>(left, 1000)));
+    }
+
+    const QByteArray payload = answer.mid(HeaderBytes, expected - HeaderBytes);
+    const qsizetype firstEnd = payload.indexOf('\0');
+    const qsizetype secondEnd = firstEnd < 0 ? -1 : payload.indexOf('\0', firstEnd + 1);
+    if (secondEnd < 0)
+        return HandOver::Lost;
+    bool codeOk = false;
+    bool sizeOk = false;
+    *exitCode = payload.left(firstEnd).toInt(&codeOk);
+    const qsizetype outSize
+        = payload.mid(firstEnd + 1, secondEnd - firstEnd - 1).toLongLong(&sizeOk);
+    if (!codeOk || !sizeOk || outSize < 0 || outSize > payload.size() - secondEnd - 1)
+        return HandOver::Lost;
+    *out = payload.mid(secondEnd + 1, outSize);
+    *err = payload.mid(secondEnd + 1 + outSize);
+    return HandOver::Answered;
 }

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <QByteArray>
 #include <QLockFile>
 #include <QObject>
+#include <QPointer>
 #include <QString>
 #include <QStringList>
 
@@ -10,9 +12,32 @@
 class QLocalServer;
 class QLocalSocket;
 
+// A command handed to the first instance by the command line, with the way back to it. It
+// lives as long as the connection: a receiver that waits keeps it in a QPointer.
+class HandedCommand : public QObject
+{
+    Q_OBJECT
+
+public:
+    HandedCommand(const QStringList &arguments, QLocalSocket *socket);
+
+    const QStringList &arguments() const { return m_arguments; }
+    // Sends the answer (once) and ends the connection.
+    void reply(int exitCode, const QByteArray &out, const QByteArray &err);
+
+private:
+    QStringList m_arguments;
+    QPointer<QLocalSocket> m_socket;
+};
+
 // One Quorvel per user: a lock file in the data folder. The first instance listens on a
 // local socket; a second start hands its arguments (a saved report to open) to the first,
 // which raises its window, and then exits.
+//
+// The same channel carries commands of the command line: a message whose first argument is
+// CommandMarker is a command; the first instance answers it with a message of the same
+// framing holding the exit status, the standard output and the standard error, and only then
+// closes the connection.
 //
 // The lock is QLockFile's: a lock left by a crashed instance is taken over, one held by a
 // running instance is not, however old it is. The arguments travel as a 4-byte big-endian
@@ -23,6 +48,15 @@ class SingleInstance : public QObject
 
 public:
     static constexpr int MaxMessageBytes = 64 * 1024;
+    // An answer may hold a whole export.
+    static constexpr qint64 MaxAnswerBytes = qint64(1) << 30;
+    static const char CommandMarker[];
+
+    enum class HandOver {
+        NoInstance, // nobody listens: nothing was sent
+        Answered,
+        Lost // sent, but the connection ended or timed out without an answer
+    };
 
     // lockFolder: where the lock file and the socket name are derived from (the data folder).
     explicit SingleInstance(const QString &lockFolder, QObject *parent = nullptr);
@@ -40,6 +74,13 @@ public:
     // of one user with one lock folder.
     QString serverName() const;
 
+    // Hands a command to the first instance and waits up to answerTimeoutMs for its answer.
+    HandOver handCommand(const QStringList &command, int answerTimeoutMs, int *exitCode,
+                         QByteArray *out, QByteArray *err) const;
+
+    // Commands received before this call wait; from now on commandReceived announces them.
+    void acceptCommands();
+
     // The framing described above, for both ends and for tests.
     static QByteArray encodeMessage(const QStringList &arguments);
     static QStringList decodePayload(const QByteArray &payload);
@@ -47,6 +88,8 @@ public:
 Q_SIGNALS:
     // In the first instance: a later start sent these arguments.
     void messageReceived(const QStringList &arguments);
+    // In the first instance: the command line handed over a command; answer it with reply().
+    void commandReceived(HandedCommand *command);
 
 private:
     bool listen();
@@ -58,4 +101,6 @@ private:
     QString m_serverName;
     std::unique_ptr<QLockFile> m_lock;
     QLocalServer *m_server = nullptr;
+    bool m_acceptCommands = false;
+    QList<QPointer<HandedCommand>> m_waitingCommands;
 };

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <QByteArray>
+#include <QCoreApplication>
+#include <QDate>
+#include <QString>
+#include <QStringList>
+
+class QuorvelDocument;
+
+// The commands of the quorvel program ("start", "stop", "status", "list", "activities",
+// "report", "export", "import", "help"). The program runs them on the data file, or hands
+// them to the running window, which runs them here on the document it holds: one
+// implementation, whoever holds the data.
+class Commands
+{
+    Q_DECLARE_TR_FUNCTIONS(Commands)
+
+public:
+    enum ExitCode { Done = 0, Refused = 1, BadUsage = 2 };
+
+    struct Result
+    {
+        int exitCode = Done;
+        QByteArray out;
+        QByteArray err;
+        // True when the document changed and must be written.
+        bool changed = false;
+    };
+
+    // What a command needs of the data file, known from its arguments alone.
+    enum class Needs {
+        Nothing,      // help, a usage error: answered without the data
+        RunningTasks, // only the running tasks (status)
+        Activities,   // the activities and categories, not the tasks
+        Records,      // the document string, read record by record (export)
+        Reading,      // the whole document, unchanged
+        Writing       // the whole document, to change and write
+    };
+
+    // True when the first argument names a command, so that the program runs it instead of
+    // opening the window.
+    static bool isCommand(const QString &firstArgument);
+
+    // Checks the arguments (the command and what follows it) without the data: help and
+    // usage errors are answered in *result and Needs::Nothing is returned.
+    static Needs check(const QStringList &arguments, Result *result);
+
+    // Runs the command on doc, at the moment Clock gives. workingFolder resolves the file name
+    // of "import".
+    static Result run(QuorvelDocument &doc, const QStringList &arguments,
+                      const QString &workingFolder);
+
+    // Runs a command that needs only the records (Needs::Records) on a document string, as
+    // it is read. False when the string cannot be read.
+    static bool runOnRecords(char *data, int length, const QStringList &arguments, Result *result);
+
+    // The days a reading command looks at, when it names them: a task that lies wholly
+    // outside them (and does not run) cannot change its answer. Invalid dates when the
+    // command needs every task.
+    static void period(const QStringList &arguments, QDate *from, QDate *to);
+
+    // The text of "quorvel --help".
+    static QString overview();
+};

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QStringList>
+
+// What the quorvel program does with its arguments: opens the window, or carries out a
+// command, handing it to the running window when there is one.
+namespace Launcher {
+
+// Replaces this process with the window, passing the arguments on. Returns only when the
+// window's program cannot be started.
+int openWindow(char *argv[]);
+
+// Carries out a command (the command and its arguments) and returns the exit status.
+int runCommand(const QStringList &arguments);
+
+} // namespace Launcher

@@ -1,0 +1,712 @@
+// The quorvel command line, run as a separate process on the data file of the test: every
+// command's exact output, its refusals and exit statuses, export and import, and two
+// commands writing at the same moment.
+
+#include "DocumentBuilder.h"
+#include "TestEnvironment.h"
+
+#include "model/QuorvelDocument.h"
+#include "reports/ReportText.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+struct Run
+{
+    int exitCode = -1;
+    QByteArray out;
+    QByteArray err;
+};
+
+QProcessEnvironment commandEnvironment(const QString &now)
+{
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("QUORVEL_FAKE_NOW"), now);
+    // The texts below are written for this locale and zone.
+    env.insert(QStringLiteral("LC_ALL"), QStringLiteral("en_US.UTF-8"));
+    env.insert(QStringLiteral("LANG"), QStringLiteral("en_US.UTF-8"));
+    env.insert(QStringLiteral("TZ"), QStringLiteral("UTC"));
+    return env;
+}
+
+void startCommand(QProcess &process, const QStringList &arguments,
+                  const QString &now = QStringLiteral("2026-11-21T09:30:00"))
+{
+    process.setProcessEnvironment(commandEnvironment(now));
+    process.setWorkingDirectory(TestEnvironment::instance()->documentsDir());
+    process.start(QStringLiteral(QUORVEL_CLI), arguments);
+}
+
+Run quorvel(const QStringList &arguments,
+            const QString &now = QStringLiteral("2026-11-21T09:30:00"))
+{
+    QProcess process;
+    startCommand(process, arguments, now);
+    Run run;
+    if (!process.waitForFinished(60000)) {
+        process.kill();
+        process.waitForFinished();
+        return run;
+    }
+    run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    run.out = process.readAllStandardOutput();
+    run.err = process.readAllStandardError();
+    return run;
+}
+
+QByteArray dataFile()
+{
+    QFile file(QuorvelDocument::dataFilePath());
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void writeFile(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(bytes);
+}
+
+QString inDocuments(const QString &name)
+{
+    return TestEnvironment::instance()->documentsDir() + QLatin1Char('/') + name;
+}
+
+// Personal mode; four activities in two categories (one name with a comma, a quote and
+// non-ASCII letters) and four stopped tasks on 19 and 20 November, as the data file.
+void writeHistory(bool withRunning = false)
+{
+    TestEnvironment::wipe();
+    Configuration().setMode(Configuration::Personal);
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    ActivityCategory *bill = build.category(QStringLiteral("Bill rate 1"));
+    ActivityCategory *home = build.category(QStringLiteral("Private"));
+    Activity *dev = build.activity(QStringLiteral("Project Alpha Development"), bill);
+    Activity *doc1 = build.activity(QStringLiteral("Project Alpha Documentation"), bill);
+    Activity *beta = build.activity(QStringLiteral("Home Project Beta"), home);
+    Activity *cafe = build.activity(QStringLiteral("Café, \"Ölbaum\""), home);
+    build.task(dev, at(19, 9, 0), at(19, 10, 30), 1);
+    build.task(doc1, at(19, 10, 30), at(19, 11, 15), 2);
+    build.task(beta, at(20, 18, 0), at(20, 19, 5), 3);
+    build.task(cafe, at(20, 20, 0), at(20, 20, 20));
+    if (withRunning)
+        build.task(dev, at(21, 8, 15), QDateTime());
+    build.sortAll();
+    QVERIFY(doc.save());
+}
+
+std::unique_ptr<QuorvelDocument> loaded()
+{
+    auto doc = std::make_unique<QuorvelDocument>();
+    if (!doc->load())
+        return nullptr;
+    return doc;
+}
+
+const QByteArray HistoryCsv = "Activity,Category,Start,Stop,Minutes\r\n"
+                              "Project Alpha Development,Bill rate 1,2026-11-19T09:00,"
+                              "2026-11-19T10:30,90\r\n"
+                              "Project Alpha Documentation,Bill rate 1,2026-11-19T10:30,"
+                              "2026-11-19T11:15,45\r\n"
+                              "Home Project Beta,Private,2026-11-20T18:00,2026-11-20T19:05,65\r\n"
+                              "\"Café, \"\"Ölbaum\"\"\",Private,2026-11-20T20:00,"
+                              "2026-11-20T20:20,20\r\n";
+
+} // namespace
+
+class TestCli : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void statusWithNothingRunning();
+    void statusOfRunningTasks();
+    void startStopsTheRunningTask();
+    void startFindsTheActivity();
+    void startRefusesUnknownAndAmbiguousNames();
+    void startRefusesAnOverlap();
+    void startCreatesAnActivityInPersonalModeOnly();
+    void refusesBeforeTheFirstStart();
+    void stopRefusals();
+    void stopWithinTheMinuteDeletesTheTask();
+    void stopNamedActivity();
+    void list();
+    void reportsEqualTheReportMenu();
+    void exportCsvAndJson();
+    void importRoundTrip();
+    void importTimewarrior();
+    void importRefusesOverlaps();
+    void badUsage();
+    void help();
+    void unreadableDataFileIsLeftAlone();
+    void readingCommandsNeverWrite();
+    void twoStartsAtOnce();
+};
+
+void TestCli::statusWithNothingRunning()
+{
+    writeHistory();
+    Run run = quorvel({QStringLiteral("status")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.out, QByteArray());
+    QCOMPARE(run.err, QByteArray("No task is running.\n"));
+
+    run = quorvel({QStringLiteral("status"), QStringLiteral("--format"), QStringLiteral("json")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.out, QByteArray("{\"running\":[]}\n"));
+}
+
+void TestCli::statusOfRunningTasks()
+{
+    writeHistory(true);
+    Run run = quorvel({QStringLiteral("status")}, QStringLiteral("2026-11-21T09:30:40"));
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Project Alpha Development\t1:15\n"));
+    QCOMPARE(run.err, QByteArray());
+
+    run = quorvel({QStringLiteral("status"), QStringLiteral("--format=json")},
+                  QStringLiteral("2026-11-22T09:30:40"));
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("{\"running\":[{\"activity\":\"Project Alpha Development\","
+                                 "\"category\":\"Bill rate 1\",\"start\":\"2026-11-21T08:15\","
+                                 "\"seconds\":90940,\"time\":\"1d  1:15\"}]}\n"));
+}
+
+void TestCli::startStopsTheRunningTask()
+{
+    writeHistory(true);
+    const Run run = quorvel({QStringLiteral("start"), QStringLiteral("Home Project Beta")});
+    QCOMPARE(run.err, QByteArray());
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Stopped “Project Alpha Development” at 11/21/26 9:30 AM "
+                                 "(1:15).\nStarted “Home Project Beta” at 11/21/26 9:30 AM.\n"));
+
+    const auto doc = loaded();
+    QVERIFY(doc);
+    QCOMPARE(doc->tasks.size(), 6);
+    const QVTask *stopped = doc->tasks.at(4);
+    const QVTask *started = doc->tasks.at(5);
+    QCOMPARE(stopped->activityName(), QStringLiteral("Project Alpha Development"));
+    QCOMPARE(stopped->stop(), at(21, 9, 30));
+    QCOMPARE(started->activityName(), QStringLiteral("Home Project Beta"));
+    QCOMPARE(started->start(), at(21, 9, 30));
+    QVERIFY(started->isRunning());
+    // The button of the activity moves to the new task, as a shortcut start does.
+    QCOMPARE(started->shortcut, 3);
+    QCOMPARE(doc->tasks.at(2)->shortcut, 0);
+}
+
+void TestCli::startFindsTheActivity()
+{
+    writeHistory();
+    // In any letter case, then as the only name it begins.
+    Run run = quorvel({QStringLiteral("start"), QStringLiteral("home project beta")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Started “Home Project Beta” at 11/21/26 9:30 AM.\n"));
+    run = quorvel({QStringLiteral("start"), QStringLiteral("caf"), QStringLiteral("--at"),
+                   QStringLiteral("10:00")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Stopped “Home Project Beta” at 11/21/26 10:00 AM (0:30).\n"
+                                 "Started “Café, \"Ölbaum\"” at 11/21/26 10:00 AM.\n"));
+    // Starting what already runs changes nothing.
+    const QByteArray before = dataFile();
+    run = quorvel({QStringLiteral("start"), QStringLiteral("Café, \"Ölbaum\"")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out,
+             QByteArray("“Café, \"Ölbaum\"” is already running, since 11/21/26 10:00 AM.\n"));
+    QCOMPARE(dataFile(), before);
+}
+
+void TestCli::startRefusesUnknownAndAmbiguousNames()
+{
+    writeHistory();
+    const QByteArray before = dataFile();
+    Run run = quorvel({QStringLiteral("start"), QStringLiteral("Project Alpha")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.out, QByteArray());
+    QCOMPARE(run.err, QByteArray("quorvel: “Project Alpha” could be any of these activities:\n"
+                                 "  Project Alpha Development (Bill rate 1)\n"
+                                 "  Project Alpha Documentation (Bill rate 1)\n"));
+    run = quorvel({QStringLiteral("start"), QStringLiteral("Gardening")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.err, QByteArray("quorvel: no activity is called “Gardening”. The activities "
+                                 "are:\n"
+                                 "  Café, \"Ölbaum\" (Private)\n"
+                                 "  Home Project Beta (Private)\n"
+                                 "  Project Alpha Development (Bill rate 1)\n"
+                                 "  Project Alpha Documentation (Bill rate 1)\n"));
+    QCOMPARE(dataFile(), before);
+}
+
+void TestCli::startRefusesAnOverlap()
+{
+    writeHistory();
+    const QByteArray before = dataFile();
+    const Run run = quorvel({QStringLiteral("start"), QStringLiteral("Home Project Beta"),
+                             QStringLiteral("--at"), QStringLiteral("2026-11-19T10:00")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.out, QByteArray());
+    QCOMPARE(run.err, QByteArray("quorvel: Cannot Start Task: This task cannot be started now "
+                                 "because this would cause it to overlap with another task.\n"));
+    QCOMPARE(dataFile(), before);
+}
+
+void TestCli::startCreatesAnActivityInPersonalModeOnly()
+{
+    writeHistory();
+    Run run = quorvel({QStringLiteral("start"), QStringLiteral("Gardening"),
+                       QStringLiteral("--category"), QStringLiteral("Garden")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Created the activity “Gardening” in “Garden”.\n"
+                                 "Started “Gardening” at 11/21/26 9:30 AM.\n"));
+    auto doc = loaded();
+    QVERIFY(doc);
+    QCOMPARE(doc->categories.size(), 3);
+    QCOMPARE(doc->tasks.last()->activity->category->name, QStringLiteral("Garden"));
+
+    // An existing activity of that category is started, not made again.
+    run = quorvel({QStringLiteral("start"), QStringLiteral("home project beta"),
+                   QStringLiteral("--category"), QStringLiteral("private")},
+                  QStringLiteral("2026-11-21T10:00:00"));
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Stopped “Gardening” at 11/21/26 10:00 AM (0:30).\n"
+                                 "Started “Home Project Beta” at 11/21/26 10:00 AM.\n"));
+
+    Configuration().setMode(Configuration::Group);
+    const QByteArray before = dataFile();
+    run = quorvel({QStringLiteral("start"), QStringLiteral("Fishing"), QStringLiteral("--category"),
+                   QStringLiteral("Private")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.err, QByteArray("quorvel: in group mode the group server keeps the activities, "
+                                 "so “Fishing” is not created here: ask the team lead to add "
+                                 "it.\n"));
+    QCOMPARE(dataFile(), before);
+    // Starting a known activity is fine in group mode.
+    run = quorvel({QStringLiteral("start"), QStringLiteral("Gardening")},
+                  QStringLiteral("2026-11-21T10:30:00"));
+    QCOMPARE(run.exitCode, 0);
+}
+
+void TestCli::refusesBeforeTheFirstStart()
+{
+    TestEnvironment::wipe();
+    const Run run = quorvel({QStringLiteral("start"), QStringLiteral("Anything")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.err, QByteArray("quorvel: Quorvel is not set up yet: start it once without a "
+                                 "command and choose how you use it.\n"));
+    QVERIFY(!QFileInfo::exists(QuorvelDocument::dataFilePath()));
+}
+
+void TestCli::stopRefusals()
+{
+    writeHistory();
+    Run run = quorvel({QStringLiteral("stop")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.err, QByteArray("quorvel: no task is running.\n"));
+
+    writeHistory(true);
+    const QByteArray before = dataFile();
+    run = quorvel({QStringLiteral("stop"), QStringLiteral("--at"), QStringLiteral("08:00")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.out, QByteArray());
+    QCOMPARE(run.err, QByteArray("quorvel: Cannot Stop Task: This task cannot be stopped now "
+                                 "because its start time is in the future. To set a specific "
+                                 "future stop time, you can Edit the task.\n"));
+    QCOMPARE(dataFile(), before);
+
+    // A task started by hand before a recorded one cannot stop after that one began.
+    writeHistory();
+    run = quorvel({QStringLiteral("start"), QStringLiteral("Home Project Beta"),
+                   QStringLiteral("--at"), QStringLiteral("2026-11-19 08:00")});
+    QCOMPARE(run.exitCode, 0);
+    const QByteArray started = dataFile();
+    run = quorvel(
+        {QStringLiteral("stop"), QStringLiteral("--at"), QStringLiteral("thursday 9:30")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.err, QByteArray("quorvel: Cannot Stop Task: This task cannot be stopped now "
+                                 "because this would cause it to overlap with another task. You "
+                                 "can Edit the task to set a stop time.\n"));
+    QCOMPARE(dataFile(), started);
+}
+
+void TestCli::stopWithinTheMinuteDeletesTheTask()
+{
+    writeHistory(true);
+    const Run run = quorvel({QStringLiteral("stop")}, QStringLiteral("2026-11-21T08:15:50"));
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Deleted “Project Alpha Development”: tasks of less than 1 "
+                                 "minute duration are not logged.\n"));
+    const auto doc = loaded();
+    QVERIFY(doc);
+    QCOMPARE(doc->tasks.size(), 4);
+    QVERIFY(!doc->activeTasks());
+}
+
+void TestCli::stopNamedActivity()
+{
+    writeHistory(true);
+    Run run = quorvel({QStringLiteral("stop"), QStringLiteral("Home")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.err, QByteArray("quorvel: no running activity is called “Home”. Running:\n"
+                                 "  Project Alpha Development (Bill rate 1)\n"));
+    run = quorvel({QStringLiteral("stop"), QStringLiteral("project"), QStringLiteral("--at"),
+                   QStringLiteral("9:05")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out,
+             QByteArray("Stopped “Project Alpha Development” at 11/21/26 9:05 AM (0:50).\n"));
+    const auto doc = loaded();
+    QVERIFY(doc);
+    QCOMPARE(doc->tasks.last()->stop(), at(21, 9, 5));
+}
+
+void TestCli::list()
+{
+    writeHistory(true);
+    Run run = quorvel({QStringLiteral("list")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("11/19/26 9:00 AM   11/19/26 10:30 AM  Project Alpha "
+                                 "Development\n"
+                                 "11/19/26 10:30 AM  11/19/26 11:15 AM  Project Alpha "
+                                 "Documentation\n"
+                                 "11/20/26 6:00 PM   11/20/26 7:05 PM   Home Project Beta\n"
+                                 "11/20/26 8:00 PM   11/20/26 8:20 PM   Café, \"Ölbaum\"\n"
+                                 "11/21/26 8:15 AM                      Project Alpha "
+                                 "Development\n"));
+    run = quorvel({QStringLiteral("list"), QStringLiteral("--from"), QStringLiteral("friday"),
+                   QStringLiteral("--to"), QStringLiteral("2026-11-20")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("11/20/26 6:00 PM  11/20/26 7:05 PM  Home Project Beta\n"
+                                 "11/20/26 8:00 PM  11/20/26 8:20 PM  Café, \"Ölbaum\"\n"));
+}
+
+void TestCli::reportsEqualTheReportMenu()
+{
+    writeHistory(true);
+    QuorvelDocument doc;
+    QVERIFY(doc.load());
+    const QDate from(2026, 11, 16);
+    const QDate to(2026, 11, 21);
+    Run run
+        = quorvel({QStringLiteral("report"), QStringLiteral("summary"), QStringLiteral("--from"),
+                   QStringLiteral("monday"), QStringLiteral("--to"), QStringLiteral("today")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(QString::fromUtf8(run.out),
+             ReportText::periodSummary(doc, from, to, false, false) + QLatin1Char('\n'));
+    QVERIFY(run.out.contains("There are <i>active</i> tasks"));
+
+    run = quorvel({QStringLiteral("report"), QStringLiteral("timesheet"), QStringLiteral("--from"),
+                   QStringLiteral("2026-11-19"), QStringLiteral("--to"),
+                   QStringLiteral("2026-11-20"), QStringLiteral("--zero"),
+                   QStringLiteral("--decimal")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(QString::fromUtf8(run.out),
+             ReportText::periodTimeSheet(doc, QDate(2026, 11, 19), QDate(2026, 11, 20), true, true)
+                 + QLatin1Char('\n'));
+
+    run = quorvel({QStringLiteral("report"), QStringLiteral("summary"), QStringLiteral("--from"),
+                   QStringLiteral("2026-11-19"), QStringLiteral("--to"),
+                   QStringLiteral("2026-11-20"), QStringLiteral("--format"),
+                   QStringLiteral("csv")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Activity,Category,Minutes,Hours\r\n"
+                                 "\"Café, \"\"Ölbaum\"\"\",Private,20,0.3333\r\n"
+                                 "Home Project Beta,Private,65,1.0833\r\n"
+                                 "Project Alpha Development,Bill rate 1,90,1.5000\r\n"
+                                 "Project Alpha Documentation,Bill rate 1,45,0.7500\r\n"));
+
+    run = quorvel({QStringLiteral("report"), QStringLiteral("timesheet"), QStringLiteral("--from"),
+                   QStringLiteral("2026-11-19"), QStringLiteral("--to"),
+                   QStringLiteral("2026-11-19"), QStringLiteral("--format"),
+                   QStringLiteral("text")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(QString::fromUtf8(run.out),
+             ReportText::periodTimeSheetText(doc, QDate(2026, 11, 19), QDate(2026, 11, 19), false,
+                                             false));
+    QVERIFY(run.out.contains("Project Alpha Documentation  Bill rate 1"));
+}
+
+void TestCli::exportCsvAndJson()
+{
+    writeHistory(true);
+    Run run = quorvel({QStringLiteral("export")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, HistoryCsv + "Project Alpha Development,Bill rate 1,2026-11-21T08:15,,\r\n");
+
+    run = quorvel({QStringLiteral("export"), QStringLiteral("--format"), QStringLiteral("json"),
+                   QStringLiteral("--from"), QStringLiteral("2026-11-20")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("[\n"
+                                 "{\"activity\":\"Home Project Beta\",\"category\":\"Private\","
+                                 "\"start\":\"2026-11-20T18:00\",\"stop\":\"2026-11-20T19:05\","
+                                 "\"minutes\":65},\n"
+                                 "{\"activity\":\"Café, \\\"Ölbaum\\\"\",\"category\":"
+                                 "\"Private\",\"start\":\"2026-11-20T20:00\",\"stop\":"
+                                 "\"2026-11-20T20:20\",\"minutes\":20},\n"
+                                 "{\"activity\":\"Project Alpha Development\",\"category\":"
+                                 "\"Bill rate 1\",\"start\":\"2026-11-21T08:15\",\"stop\":null,"
+                                 "\"minutes\":null}\n"
+                                 "]\n"));
+    QVERIFY(QJsonDocument::fromJson(run.out).isArray());
+}
+
+void TestCli::importRoundTrip()
+{
+    writeHistory(true);
+    const Run exported = quorvel({QStringLiteral("export")});
+    const Run exportedJson
+        = quorvel({QStringLiteral("export"), QStringLiteral("--format"), QStringLiteral("json")});
+    writeFile(inDocuments(QStringLiteral("history.csv")), exported.out);
+    writeFile(inDocuments(QStringLiteral("history.json")), exportedJson.out);
+
+    // Into an empty history: every task comes back, with its activities and categories.
+    TestEnvironment::wipe();
+    Configuration().setMode(Configuration::Personal);
+    Run run = quorvel({QStringLiteral("import"), QStringLiteral("history.csv")});
+    QCOMPARE(run.err, QByteArray());
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Created the activity “Project Alpha Development” in “Bill "
+                                 "rate 1”.\n"
+                                 "Created the activity “Project Alpha Documentation” in “Bill "
+                                 "rate 1”.\n"
+                                 "Created the activity “Home Project Beta” in “Private”.\n"
+                                 "Created the activity “Café, \"Ölbaum\"” in “Private”.\n"
+                                 "Imported 5 tasks from “history.csv”.\n"));
+    QCOMPARE(quorvel({QStringLiteral("export")}).out, exported.out);
+    QCOMPARE(quorvel({QStringLiteral("status")}).out,
+             QByteArray("Project Alpha Development\t1:15\n"));
+
+    // Again, and from the JSON export: everything is already there.
+    run = quorvel({QStringLiteral("import"), QStringLiteral("history.json")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Imported 0 tasks from “history.json”.\n"
+                                 "5 tasks were already recorded.\n"));
+    QCOMPARE(quorvel({QStringLiteral("export")}).out, exported.out);
+}
+
+void TestCli::importTimewarrior()
+{
+    writeHistory();
+    // What "timew export" writes: UTC times, tags, an annotation, one interval still open.
+    writeFile(inDocuments(QStringLiteral("timew.json")),
+              "[\n"
+              "{\"id\":5,\"start\":\"20261118T080000Z\",\"end\":\"20261118T090000Z\","
+              "\"tags\":[\"Bill rate 1\",\"Project Alpha Development\"]},\n"
+              "{\"id\":4,\"start\":\"20261118T091500Z\",\"end\":\"20261118T094510Z\","
+              "\"tags\":[\"Private\",\"Gardening\"],\"annotation\":\"weeds\"},\n"
+              "{\"id\":3,\"start\":\"20261118T100000Z\",\"end\":\"20261118T100030Z\","
+              "\"tags\":[\"Private\",\"Reading\"]},\n"
+              "{\"id\":2,\"start\":\"20261118T110000Z\",\"end\":\"20261118T120000Z\"},\n"
+              "{\"id\":1,\"start\":\"20261121T090000Z\",\"tags\":[\"Private\",\"Gardening\"]}\n"
+              "]\n");
+    Run run = quorvel({QStringLiteral("import"), QStringLiteral("timew.json"),
+                       QStringLiteral("--category-from-first-tag")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.out, QByteArray("Created the activity “Gardening” in “Private”.\n"
+                                 "Imported 3 tasks from “timew.json”.\n"));
+    QCOMPARE(run.err, QByteArray("Skipped 2 tasks:\n"
+                                 "  timew.json, line 3: it is shorter than a minute\n"
+                                 "  timew.json, line 4: no tags\n"));
+    run = quorvel({QStringLiteral("list"), QStringLiteral("--from"), QStringLiteral("2026-11-18"),
+                   QStringLiteral("--to"), QStringLiteral("2026-11-18")});
+    QCOMPARE(run.out, QByteArray("11/18/26 8:00 AM  11/18/26 9:00 AM  Project Alpha "
+                                 "Development\n"
+                                 "11/18/26 9:15 AM  11/18/26 9:45 AM  Gardening\n"));
+    QCOMPARE(quorvel({QStringLiteral("status")}).out, QByteArray("Gardening\t0:30\n"));
+
+    // Without the option, the tags together name the activity, in the category given.
+    writeHistory();
+    run = quorvel({QStringLiteral("import"), QStringLiteral("timew.json"),
+                   QStringLiteral("--category"), QStringLiteral("Imported")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.out, QByteArray("Created the activity “Bill rate 1 Project Alpha Development” "
+                                 "in “Imported”.\n"
+                                 "Created the activity “Private Gardening” in “Imported”.\n"
+                                 "Imported 3 tasks from “timew.json”.\n"));
+}
+
+void TestCli::importRefusesOverlaps()
+{
+    writeHistory();
+    writeFile(inDocuments(QStringLiteral("more.csv")),
+              "Activity,Category,Start,Stop,Minutes\n"
+              "Home Project Beta,Private,2026-11-19T10:00,2026-11-19T10:45,45\n"
+              "Home Project Beta,Private,2026-11-19T12:00,2026-11-19T12:30,30\n"
+              "Home Project Beta,Private,2026-11-19T12:15,2026-11-19T12:45,30\n"
+              "Home Project Beta,Private,yesterday,2026-11-19T12:45,30\n"
+              "Home Project Beta,Private,2026-11-19T14:00,2026-11-19T13:00,\n");
+    Run run = quorvel({QStringLiteral("import"), QStringLiteral("more.csv")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.out, QByteArray("Imported 1 task from “more.csv”.\n"));
+    QCOMPARE(run.err, QByteArray("Skipped 4 tasks:\n"
+                                 "  more.csv, line 2: it overlaps a recorded task\n"
+                                 "  more.csv, line 4: it overlaps a recorded task\n"
+                                 "  more.csv, line 5: “yesterday” is not a start time\n"
+                                 "  more.csv, line 6: it stops before it starts\n"));
+
+    // With concurrent tasks allowed, overlaps are what the person wants.
+    Configuration().setAllowConcurrentTasks(true);
+    run = quorvel({QStringLiteral("import"), QStringLiteral("more.csv")});
+    QCOMPARE(run.out, QByteArray("Imported 2 tasks from “more.csv”.\n"
+                                 "1 task was already recorded.\n"));
+    Configuration().setAllowConcurrentTasks(false);
+
+    run = quorvel({QStringLiteral("import"), QStringLiteral("missing.csv")});
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.err.startsWith("quorvel: cannot read “missing.csv”: "), run.err.constData());
+}
+
+void TestCli::badUsage()
+{
+    writeHistory();
+    const QByteArray before = dataFile();
+    struct Case
+    {
+        QStringList arguments;
+        QByteArray err;
+    };
+    const QList<Case> cases = {
+        {{QStringLiteral("list"), QStringLiteral("--from"), QStringLiteral("someday")},
+         "quorvel list: --from: “someday” is not a date: use 2026-11-21, today, yesterday or a "
+         "day of the week such as monday\nTry “quorvel help list”.\n"},
+        {{QStringLiteral("start"), QStringLiteral("Home"), QStringLiteral("--at"),
+          QStringLiteral("25:00")},
+         "quorvel start: --at: “25:00” is not a time: use 09:30, 2026-11-21T09:30 or a day and "
+         "a time such as yesterday 17:00\nTry “quorvel help start”.\n"},
+        {{QStringLiteral("start")},
+         "quorvel start: name the activity to start.\nTry “quorvel help start”.\n"},
+        {{QStringLiteral("report"), QStringLiteral("summary")},
+         "quorvel report: --from and --to are needed.\nTry “quorvel help report”.\n"},
+        {{QStringLiteral("report"), QStringLiteral("weekly"), QStringLiteral("--from"),
+          QStringLiteral("today"), QStringLiteral("--to"), QStringLiteral("today")},
+         "quorvel report: say summary or timesheet, not “weekly”.\nTry “quorvel help "
+         "report”.\n"},
+        {{QStringLiteral("report"), QStringLiteral("summary"), QStringLiteral("--from"),
+          QStringLiteral("today"), QStringLiteral("--to"), QStringLiteral("yesterday")},
+         "quorvel report: --from is after --to.\nTry “quorvel help report”.\n"},
+        {{QStringLiteral("status"), QStringLiteral("--format"), QStringLiteral("xml")},
+         "quorvel status: --format must be text or json, not “xml”.\nTry “quorvel help "
+         "status”.\n"},
+        {{QStringLiteral("stop"), QStringLiteral("A"), QStringLiteral("B")},
+         "quorvel stop: unexpected argument “B”.\nTry “quorvel help stop”.\n"},
+        {{QStringLiteral("export"), QStringLiteral("--colour")},
+         "quorvel export: Unknown option 'colour'.\nTry “quorvel help export”.\n"},
+        {{QStringLiteral("stat")}, "quorvel: “stat” is not a command.\nTry “quorvel --help”.\n"},
+    };
+    for (const Case &c : cases) {
+        const Run run = quorvel(c.arguments);
+        QCOMPARE(run.exitCode, 2);
+        QCOMPARE(run.out, QByteArray());
+        QCOMPARE(run.err, c.err);
+    }
+    QCOMPARE(dataFile(), before);
+}
+
+void TestCli::help()
+{
+    Run run = quorvel({QStringLiteral("help"), QStringLiteral("stop")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Usage: quorvel stop [ACTIVITY] [--at TIME]\n\n"
+                                 "Stop the running tasks, or those of the activity.\n\n"
+                                 "Options:\n"
+                                 "  --at TIME                       the moment instead of now: "
+                                 "09:30, 2026-11-21T09:30 or yesterday 17:00\n"
+                                 "  -h, --help                      show this help\n"));
+    // Every command answers --help the same way.
+    for (const char *command :
+         {"start", "stop", "status", "list", "activities", "report", "export", "import"}) {
+        run = quorvel({QLatin1String(command), QStringLiteral("--help")});
+        QCOMPARE(run.exitCode, 0);
+        QVERIFY(run.out.startsWith("Usage: quorvel " + QByteArray(command)));
+        QCOMPARE(run.out, quorvel({QStringLiteral("help"), QLatin1String(command)}).out);
+    }
+    run = quorvel({QStringLiteral("--help")});
+    QCOMPARE(run.exitCode, 0);
+    QVERIFY(run.out.startsWith("Usage: quorvel [FILE.qvreport]\n       quorvel COMMAND "));
+    QVERIFY(run.out.contains("\n  import FILE                 Add the tasks of an export"));
+    run = quorvel({QStringLiteral("--version")});
+    QCOMPARE(run.out, QByteArray("quorvel 0.1.0\n"));
+}
+
+void TestCli::unreadableDataFileIsLeftAlone()
+{
+    writeHistory();
+    const QByteArray damaged = "--start--\n105\n1000\n2\nBill rate";
+    writeFile(QuorvelDocument::dataFilePath(), damaged);
+    const QByteArray refusal = "quorvel: the data file " + QuorvelDocument::dataFilePath().toUtf8()
+                               + " cannot be read; it is left as it is. Start Quorvel without a "
+                                 "command to deal with it.\n";
+    for (const QStringList &arguments :
+         {QStringList{QStringLiteral("start"), QStringLiteral("Home")},
+          QStringList{QStringLiteral("status")}, QStringList{QStringLiteral("export")}}) {
+        const Run run = quorvel(arguments);
+        QCOMPARE(run.exitCode, 1);
+        QCOMPARE(run.out, QByteArray());
+        QCOMPARE(run.err, refusal);
+    }
+    QCOMPARE(dataFile(), damaged);
+}
+
+void TestCli::readingCommandsNeverWrite()
+{
+    writeHistory(true);
+    const QString path = QuorvelDocument::dataFilePath();
+    const QDateTime written = QFileInfo(path).lastModified();
+    QFile::setPermissions(path, QFileDevice::ReadOwner);
+    for (const QStringList &arguments :
+         {QStringList{QStringLiteral("status")}, QStringList{QStringLiteral("list")},
+          QStringList{QStringLiteral("activities")}, QStringList{QStringLiteral("export")},
+          QStringList{QStringLiteral("report"), QStringLiteral("summary"), QStringLiteral("--from"),
+                      QStringLiteral("monday"), QStringLiteral("--to"), QStringLiteral("today")}}) {
+        const Run run = quorvel(arguments);
+        QCOMPARE(run.exitCode, 0);
+        QCOMPARE(run.err, QByteArray());
+    }
+    QCOMPARE(QFileInfo(path).lastModified(), written);
+    QVERIFY(!QFileInfo::exists(path + QStringLiteral(".new")));
+    QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    QCOMPARE(quorvel({QStringLiteral("activities")}).out,
+             QByteArray("Café, \"Ölbaum\"\nHome Project Beta\nProject Alpha Development\n"
+                        "Project Alpha Documentation\n"));
+}
+
+void TestCli::twoStartsAtOnce()
+{
+    writeHistory();
+    for (int round = 0; round < 12; ++round) {
+        const QString now
+            = at(21, 10, 0).addSecs(120 * round).toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss"));
+        QProcess first;
+        QProcess second;
+        startCommand(first, {QStringLiteral("start"), QStringLiteral("Home Project Beta")}, now);
+        startCommand(second, {QStringLiteral("start"), QStringLiteral("Project Alpha Dev")}, now);
+        QVERIFY(first.waitForFinished(60000));
+        QVERIFY(second.waitForFinished(60000));
+        // Each is carried out whole, one after the other: the later one stops (here: deletes,
+        // as it ran for no time) the earlier one.
+        QCOMPARE(first.exitCode(), 0);
+        QCOMPARE(second.exitCode(), 0);
+
+        const auto doc = loaded();
+        QVERIFY2(doc, "the data file no longer reads");
+        int running = 0;
+        for (const QVTask *task : doc->tasks) {
+            running += task->isRunning() ? 1 : 0;
+            const QDateTime stop = task->isRunning() ? task->start().addSecs(60) : task->stop();
+            QCOMPARE(doc->validateTask(task->start(), stop, QDateTime(), task), 0);
+        }
+        QCOMPARE(running, 1);
+        QCOMPARE(doc->tasks.size(), 5 + round);
+    }
+    QVERIFY(!QFileInfo::exists(QuorvelDocument::dataFilePath() + QStringLiteral(".new")));
+}
+
+QUORVEL_TEST_GUILESS_MAIN(TestCli)
+#include "tst_cli.moc"

@@ -1,0 +1,220 @@
+// Commands of the command line while the window runs: they are handed to the window over its
+// one-instance channel and carried out on the document it shows, never beside it.
+
+#include "DocumentBuilder.h"
+#include "TestEnvironment.h"
+
+#include "app/QuorvelMainWindow.h"
+#include "model/QuorvelDocument.h"
+#include "platform/Clock.h"
+#include "platform/SingleInstance.h"
+#include "views/MainWidget.h"
+#include "views/QVTable.h"
+
+#include <QEventLoop>
+#include <QFileInfo>
+#include <QProcess>
+#include <QTimer>
+#include <QToolButton>
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+struct Run
+{
+    int exitCode = -1;
+    QByteArray out;
+    QByteArray err;
+};
+
+// Starts a command; the caller keeps this event loop running until it ends, as the window
+// answers from there.
+void startCommand(QProcess &process, const QStringList &arguments)
+{
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("LC_ALL"), QStringLiteral("en_US.UTF-8"));
+    env.insert(QStringLiteral("LANG"), QStringLiteral("en_US.UTF-8"));
+    process.setProcessEnvironment(env);
+    process.start(QStringLiteral(QUORVEL_CLI), arguments);
+}
+
+Run finish(QProcess &process)
+{
+    Run run;
+    QElapsedTimer waited;
+    waited.start();
+    while (process.state() != QProcess::NotRunning && waited.elapsed() < 60000)
+        QTest::qWait(10);
+    if (process.state() != QProcess::NotRunning)
+        return run;
+    run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    run.out = process.readAllStandardOutput();
+    run.err = process.readAllStandardError();
+    return run;
+}
+
+Run quorvel(const QStringList &arguments)
+{
+    QProcess process;
+    startCommand(process, arguments);
+    return finish(process);
+}
+
+// The window as main() sets it up, with the channel that commands come through.
+struct RunningWindow
+{
+    SingleInstance instance{QFileInfo(QuorvelDocument::dataFilePath()).absolutePath()};
+    std::unique_ptr<QuorvelMainWindow> window;
+
+    RunningWindow()
+    {
+        if (!instance.start({}))
+            return;
+        window = std::make_unique<QuorvelMainWindow>();
+        QObject::connect(&instance, &SingleInstance::commandReceived, window.get(),
+                         &QuorvelMainWindow::carryOut);
+        instance.acceptCommands();
+        window->show();
+    }
+};
+
+} // namespace
+
+class TestCliWindow : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void startAndStopChangeTheWindow();
+    void readingCommandsSeeUnsavedChanges();
+    void commandsWaitWhileTheWindowAsks();
+    void refusalsComeBackFromTheWindow();
+};
+
+void TestCliWindow::init()
+{
+    TestEnvironment::wipe();
+    Clock::setFixed(at(21, 9, 30));
+    Configuration().setMode(Configuration::Personal);
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    ActivityCategory *work = build.category(QStringLiteral("Work"));
+    Activity *a = build.activity(QStringLiteral("Alpha"), work);
+    Activity *b = build.activity(QStringLiteral("Beta"), work);
+    build.task(a, at(20, 8, 0), at(20, 8, 30), 1);
+    build.task(b, at(20, 9, 0), at(20, 9, 30), 2);
+    build.sortAll();
+    QVERIFY(doc.save());
+}
+
+void TestCliWindow::startAndStopChangeTheWindow()
+{
+    RunningWindow running;
+    QVERIFY(running.window);
+    MainWidget *view = running.window->mainWidget();
+    QCOMPARE(view->button(2)->text(), QStringLiteral("Beta"));
+    QVERIFY(!view->button(2)->isChecked());
+
+    Run run = quorvel({QStringLiteral("start"), QStringLiteral("beta")});
+    QCOMPARE(run.err, QByteArray());
+    QCOMPARE(run.exitCode, 0);
+    // The window's clock, not the command's, says when.
+    QCOMPARE(run.out, QByteArray("Started “Beta” at 11/21/26 9:30 AM.\n"));
+    QCOMPARE(running.window->document()->tasks.size(), 3);
+    QCOMPARE(view->table->model()->rowCount(), 3);
+    QCOMPARE(view->button(2)->text(), QStringLiteral("Beta"));
+    QVERIFY(view->button(2)->isChecked());
+    // Written at once: the file holds what the window shows.
+    {
+        QuorvelDocument file;
+        QVERIFY(file.load());
+        QCOMPARE(file.tasks.size(), 3);
+        QVERIFY(file.tasks.last()->isRunning());
+    }
+
+    Clock::advance(45 * 60);
+    run = quorvel({QStringLiteral("stop")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Stopped “Beta” at 11/21/26 10:15 AM (0:45).\n"));
+    QVERIFY(!view->button(2)->isChecked());
+    QCOMPARE(view->table->model()->index(2, 1).data().toString(),
+             QStringLiteral("11/21/26 10:15 AM"));
+
+    // A task deleted by a command is no longer the one selected.
+    run = quorvel({QStringLiteral("start"), QStringLiteral("Alpha")});
+    QCOMPARE(run.exitCode, 0);
+    view->selectedTask = running.window->document()->tasks.last();
+    run = quorvel({QStringLiteral("stop")});
+    QCOMPARE(run.out, QByteArray("Deleted “Alpha”: tasks of less than 1 minute duration are not "
+                                 "logged.\n"));
+    QVERIFY(!view->selectedTask || running.window->document()->tasks.contains(view->selectedTask));
+
+    running.window.reset();
+    QuorvelDocument file;
+    QVERIFY(file.load());
+    QCOMPARE(file.tasks.size(), 3);
+    QCOMPARE(file.tasks.last()->stop(), at(21, 10, 15));
+}
+
+void TestCliWindow::readingCommandsSeeUnsavedChanges()
+{
+    RunningWindow running;
+    QVERIFY(running.window);
+    // A start from the window's own button, not yet written.
+    running.window->mainWidget()->button(1)->click();
+    QVERIFY(running.window->document()->activeTasks());
+    Clock::advance(5 * 60);
+    const Run run = quorvel({QStringLiteral("status")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Alpha\t0:05\n"));
+}
+
+void TestCliWindow::commandsWaitWhileTheWindowAsks()
+{
+    RunningWindow running;
+    QVERIFY(running.window);
+    QProcess process;
+    // A question of the window is open (an event loop inside the program's) for a while.
+    bool endedDuringQuestion = false;
+    QEventLoop program;
+    QTimer::singleShot(0, &program, [&] {
+        QEventLoop question;
+        startCommand(process, {QStringLiteral("start"), QStringLiteral("Alpha")});
+        QTimer::singleShot(1500, &question, [&] {
+            endedDuringQuestion = process.state() == QProcess::NotRunning;
+            question.quit();
+        });
+        question.exec();
+        program.quit();
+    });
+    program.exec();
+    QVERIFY(!endedDuringQuestion);
+    QVERIFY(!running.window->document()->activeTasks());
+
+    const Run run = finish(process);
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Started “Alpha” at 11/21/26 9:30 AM.\n"));
+    QVERIFY(running.window->document()->activeTasks());
+}
+
+void TestCliWindow::refusalsComeBackFromTheWindow()
+{
+    RunningWindow running;
+    QVERIFY(running.window);
+    const QByteArray before = running.window->document()->getDocumentBytes();
+    Run run = quorvel({QStringLiteral("start"), QStringLiteral("Beta"), QStringLiteral("--at"),
+                       QStringLiteral("2026-11-20T08:10")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.err, QByteArray("quorvel: Cannot Start Task: This task cannot be started now "
+                                 "because this would cause it to overlap with another task.\n"));
+    run = quorvel({QStringLiteral("stop")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.err, QByteArray("quorvel: no task is running.\n"));
+    QCOMPARE(running.window->document()->getDocumentBytes(), before);
+}
+
+QUORVEL_TEST_MAIN(TestCliWindow)
+#include "tst_cliwindow.moc"
