@@ -129,6 +129,7 @@ class TestCli : public QObject
 private Q_SLOTS:
     void statusWithNothingRunning();
     void statusOfRunningTasks();
+    void statusTrustsOnlyAMatchingNote();
     void startStopsTheRunningTask();
     void startFindsTheActivity();
     void startRefusesUnknownAndAmbiguousNames();
@@ -178,6 +179,40 @@ void TestCli::statusOfRunningTasks()
     QCOMPARE(run.out, QByteArray("{\"running\":[{\"activity\":\"Project Alpha Development\","
                                  "\"category\":\"Bill rate 1\",\"start\":\"2026-11-21T08:15\","
                                  "\"seconds\":90940,\"time\":\"1d  1:15\"}]}\n"));
+}
+
+void TestCli::statusTrustsOnlyAMatchingNote()
+{
+    // Every save leaves a note of what runs beside the data file.
+    writeHistory(true);
+    const QString note = QuorvelDocument::runningNotePath();
+    QVERIFY(QFileInfo::exists(note));
+    QCOMPARE(quorvel({QStringLiteral("status")}).out,
+             QByteArray("Project Alpha Development\t1:15\n"));
+
+    // The file changed by something else: the note no longer describes it and is not used.
+    QuorvelDocument other;
+    DocumentBuilder build(other);
+    build.task(build.activity(QStringLiteral("Elsewhere"), build.category(QStringLiteral("C"))),
+               at(21, 9, 0), QDateTime());
+    const QByteArray noted = dataFile();
+    writeFile(QuorvelDocument::dataFilePath(), other.getDocumentBytes());
+    QCOMPARE(quorvel({QStringLiteral("status")}).out, QByteArray("Elsewhere\t0:30\n"));
+    // Even when it is the same size and written in the same second.
+    QByteArray sameSize = noted;
+    sameSize.replace("Project Alpha Development", "Project Alpha Developmenu");
+    writeFile(QuorvelDocument::dataFilePath(), sameSize);
+    QCOMPARE(quorvel({QStringLiteral("status")}).out,
+             QByteArray("Project Alpha Developmenu\t1:15\n"));
+
+    // A damaged note is never believed.
+    writeHistory(true);
+    writeFile(note, "quorvel-running-1\ngarbage\n7\n");
+    QCOMPARE(quorvel({QStringLiteral("status")}).out,
+             QByteArray("Project Alpha Development\t1:15\n"));
+    QFile::remove(note);
+    QCOMPARE(quorvel({QStringLiteral("status")}).out,
+             QByteArray("Project Alpha Development\t1:15\n"));
 }
 
 void TestCli::startStopsTheRunningTask()

@@ -92,6 +92,7 @@ private Q_SLOTS:
     void readingCommandsSeeUnsavedChanges();
     void commandsWaitWhileTheWindowAsks();
     void refusalsComeBackFromTheWindow();
+    void aQuestionLeftOpenRefusesTheCommand();
 };
 
 void TestCliWindow::init()
@@ -214,6 +215,47 @@ void TestCliWindow::refusalsComeBackFromTheWindow()
     QCOMPARE(run.exitCode, 1);
     QCOMPARE(run.err, QByteArray("quorvel: no task is running.\n"));
     QCOMPARE(running.window->document()->getDocumentBytes(), before);
+}
+
+void TestCliWindow::aQuestionLeftOpenRefusesTheCommand()
+{
+    RunningWindow running;
+    QVERIFY(running.window);
+    QProcess process;
+    Run run;
+    QEventLoop program;
+    QTimer::singleShot(0, &program, [&] {
+        // Nobody answers the question for longer than a command waits.
+        QEventLoop question;
+        startCommand(process, {QStringLiteral("stop")});
+        QTimer::singleShot(25000, &question, &QEventLoop::quit);
+        question.exec();
+        program.quit();
+    });
+    program.exec();
+    run = finish(process);
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.out, QByteArray());
+    QCOMPARE(run.err, QByteArray("quorvel: Quorvel is waiting for an answer in its window; "
+                                 "answer it there and try again.\n"));
+    // Reading commands are answered at once, question or not.
+    bool answeredDuringQuestion = false;
+    QEventLoop again;
+    QTimer::singleShot(0, &again, [&] {
+        QEventLoop question;
+        startCommand(process, {QStringLiteral("activities")});
+        QTimer::singleShot(5000, &question, [&] {
+            answeredDuringQuestion = process.state() == QProcess::NotRunning;
+            question.quit();
+        });
+        question.exec();
+        again.quit();
+    });
+    again.exec();
+    QVERIFY(answeredDuringQuestion);
+    run = finish(process);
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Alpha\nBeta\n"));
 }
 
 QUORVEL_TEST_MAIN(TestCliWindow)
