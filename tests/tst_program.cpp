@@ -106,6 +106,7 @@ private Q_SLOTS:
     void savedReportOpensFromTheCommandLine();
     void relativePathOpensFromTheWorkingFolder();
     void secondStartHandsItsReportOver();
+    void commandsGoToTheRunningProgram();
 };
 
 void TestProgram::init()
@@ -211,6 +212,34 @@ void TestProgram::secondStartHandsItsReportOver()
     QVERIFY2(waitForLine(first, output, "Showing saved report " + path.toUtf8()),
              output.constData());
     QCOMPARE(terminate(first), 0);
+}
+
+void TestProgram::commandsGoToTheRunningProgram()
+{
+    preparePersonalData();
+    QProcess program;
+    QVERIFY(startProgram(program));
+
+    QProcess command;
+    command.setProgram(QStringLiteral(QUORVEL_BINARY));
+    command.setArguments({QStringLiteral("start"), QStringLiteral("home project beta")});
+    command.start();
+    QVERIFY(command.waitForFinished(20000));
+    QCOMPARE(command.exitCode(), 0);
+    QVERIFY(command.readAllStandardOutput().startsWith("Started “Home Project Beta” at "));
+    // The window carried it out and wrote it: the file holds the task at once.
+    {
+        QuorvelDocument doc;
+        QVERIFY(doc.load());
+        QCOMPARE(doc.tasks.size(), 1);
+        QCOMPARE(doc.tasks.first()->activityName(), QStringLiteral("Home Project Beta"));
+        QVERIFY(doc.tasks.first()->isRunning());
+    }
+    QCOMPARE(terminate(program), 0);
+    QuorvelDocument doc;
+    QVERIFY(doc.load());
+    QCOMPARE(doc.tasks.size(), 1);
+    QVERIFY(doc.tasks.first()->isRunning());
 }
 
 QUORVEL_TEST_GUILESS_MAIN(TestProgram)
