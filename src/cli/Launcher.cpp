@@ -204,8 +204,10 @@ int Launcher::runCommand(const QStringList &arguments)
         // Left to the system when the program ends: freeing a large history one record at a
         // time would take longer than reading it.
         auto *doc = new QuorvelDocument;
-        if (!loadFor(*doc, needs, arguments) && QFileInfo::exists(QuorvelDocument::dataFilePath()))
+        if (!loadFor(*doc, needs, arguments) && QFileInfo::exists(QuorvelDocument::dataFilePath())) {
+            delete doc;
             return refuse(unreadableDataFile());
+        }
         const int status = finish(Commands::run(*doc, arguments, workingFolder));
         std::fflush(stderr);
         ::_exit(status);
