@@ -1,6 +1,6 @@
 #include "ExchangeServer.h"
 
-#include "sync/SyncProtocol.h"
+#include "HttpRequest.h"
 
 #include <QMetaObject>
 #include <QTcpSocket>
@@ -209,63 +209,25 @@ private:
     // request was refused.
     bool takeHead()
     {
-        qsizetype end = m_head.indexOf("\r\n\r\n");
-        qsizetype bodyStart = end + 4;
-        const qsizetype bare = m_head.indexOf("\n\n");
-        if (bare >= 0 && (end < 0 || bare < end)) {
-            end = bare;
-            bodyStart = bare + 2;
-        }
-        if (end < 0) {
+        qsizetype end = -1;
+        qsizetype bodyStart = -1;
+        if (!HttpRequest::findHeadEnd(m_head, &end, &bodyStart)) {
             if (m_head.size() > MaxHeadBytes)
                 refuse(400, QStringLiteral("malformed"), Exchange::unreadableMessage());
             return false;
         }
         const QByteArray rest = m_head.mid(bodyStart);
-        const QList<QByteArray> lines = m_head.left(end).split('\n');
+        const HttpRequest::Head head = HttpRequest::parseHead(m_head.left(end));
         m_head.clear();
 
-        const QList<QByteArray> requestLine = lines.value(0).trimmed().split(' ');
-        const QString notUnderstood
-            = ExchangeServer::tr("This is a Quorvel group server; it understands only the "
-                                 "synchronization of the Quorvel program. Nothing was changed.");
-        if (requestLine.size() != 3 || !requestLine.at(2).startsWith("HTTP/1.")) {
-            refuse(400, QStringLiteral("malformed"), notUnderstood);
+        if (head.status != 0) {
+            refuse(head.status, head.reason,
+                   ExchangeServer::tr("This is a Quorvel group server; it understands only the "
+                                      "synchronization of the Quorvel program. Nothing was "
+                                      "changed."));
             return false;
         }
-        const QByteArray path = requestLine.at(1).split('?').value(0);
-        if (path != SyncProtocol::RequestPath) {
-            refuse(404, QStringLiteral("not-found"), notUnderstood);
-            return false;
-        }
-        if (requestLine.at(0) != "POST") {
-            refuse(405, QStringLiteral("method"), notUnderstood);
-            return false;
-        }
-        qint64 length = -1;
-        for (int i = 1; i < lines.size(); ++i) {
-            const QByteArray line = lines.at(i).trimmed();
-            const qsizetype colon = line.indexOf(':');
-            if (colon < 0)
-                continue;
-            const QByteArray name = line.left(colon).trimmed().toLower();
-            const QByteArray value = line.mid(colon + 1).trimmed();
-            if (name == "content-length") {
-                bool ok = false;
-                length = value.toLongLong(&ok);
-                if (!ok || length < 0) {
-                    refuse(400, QStringLiteral("malformed"), notUnderstood);
-                    return false;
-                }
-            } else if (name == "transfer-encoding") {
-                refuse(501, QStringLiteral("chunked"), notUnderstood);
-                return false;
-            }
-        }
-        if (length < 0) {
-            refuse(411, QStringLiteral("no-length"), notUnderstood);
-            return false;
-        }
+        const qint64 length = head.contentLength;
         m_bodyLength = length;
         if (length > m_server->m_options.maxRequestBytes) {
             m_drained = rest.size();
