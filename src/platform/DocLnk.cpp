@@ -7,6 +7,10 @@
 
 #include <algorithm>
 
+#include <cerrno>
+#include <cstdio>
+
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
@@ -26,6 +30,83 @@ QString documentsFolder()
 // Longest safe name in UTF-8 bytes: room within the usual 255-byte limit for " (99999)" and
 // the extension.
 constexpr int maxNameBytes = 200;
+
+// A report's contents, written and synced before they get a name, so that a crash or a kill
+// while writing never leaves a partial report. Unnamed where the file system allows it (then
+// nothing at all is left behind), else under a hidden temporary name that goes with this.
+class PendingFile
+{
+public:
+    PendingFile() = default;
+    PendingFile(const PendingFile &) = delete;
+    PendingFile &operator=(const PendingFile &) = delete;
+    ~PendingFile()
+    {
+        if (m_fd >= 0)
+            ::close(m_fd);
+        if (!m_temporary.isEmpty())
+            ::unlink(m_temporary.constData());
+    }
+
+    bool write(const QString &folder, const QByteArray &bytes)
+    {
+        const QByteArray folderName = QFile::encodeName(folder);
+        m_fd = ::open(folderName.constData(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666);
+        if (m_fd < 0) {
+            QByteArray temporary = folderName + "/.quorvel-report-XXXXXX";
+            m_fd = ::mkostemp(temporary.data(), O_CLOEXEC);
+            if (m_fd < 0)
+                return false;
+            m_temporary = temporary;
+        }
+        qsizetype written = 0;
+        while (written < bytes.size()) {
+            const ssize_t n
+                = ::write(m_fd, bytes.constData() + written, size_t(bytes.size() - written));
+            if (n < 0 && errno == EINTR)
+                continue;
+            if (n <= 0)
+                return false;
+            written += n;
+        }
+        return ::fsync(m_fd) == 0;
+    }
+
+    // Gives the file the name path without ever replacing what is there: 0 on success, else
+    // the error (EEXIST when the name is taken).
+    int publish(const QString &path)
+    {
+        const QByteArray name = QFile::encodeName(path);
+        int result = 0;
+        if (m_temporary.isEmpty()) {
+            char self[64];
+            std::snprintf(self, sizeof self, "/proc/self/fd/%d", m_fd);
+            result = ::linkat(AT_FDCWD, self, AT_FDCWD, name.constData(), AT_SYMLINK_FOLLOW);
+        } else {
+            result = ::renameat2(AT_FDCWD, m_temporary.constData(), AT_FDCWD, name.constData(),
+                                 RENAME_NOREPLACE);
+            if (result == 0)
+                m_temporary.clear();
+            else if (errno == EINVAL || errno == ENOSYS)
+                // No such rename here (NFS): a second link does the same.
+                result = ::link(m_temporary.constData(), name.constData());
+        }
+        if (result != 0)
+            return errno;
+        // The new name must be on disk too.
+        const int folder = ::open(QFile::encodeName(QFileInfo(path).absolutePath()).constData(),
+                                  O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (folder >= 0) {
+            ::fsync(folder);
+            ::close(folder);
+        }
+        return 0;
+    }
+
+private:
+    int m_fd = -1;
+    QByteArray m_temporary;
+};
 
 } // namespace
 
@@ -86,26 +167,19 @@ bool FileManager::saveFile(DocLnk &link, const QString &text) const
         return false;
     const QString base = folder + QLatin1Char('/') + safeFileName(link.name());
     const QString extension = extensionFor(link.type());
-    const QByteArray bytes = text.toUtf8();
+    PendingFile pending;
+    if (!pending.write(folder, text.toUtf8()))
+        return false;
 
     for (int number = 1; number < 100000; ++number) {
         const QString path = number == 1 ? base + extension
                                          : base + QStringLiteral(" (%1)").arg(number) + extension;
-        QFile file(path);
-        // NewOnly fails when the name is taken, so an older report is never replaced, not
-        // even by another program writing at the same moment.
-        if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly)) {
-            if (QFileInfo::exists(path) || QFileInfo(path).isSymLink())
-                continue;
+        // A taken name is never replaced, not even one another program writes at this moment.
+        const int error = pending.publish(path);
+        if (error == EEXIST)
+            continue;
+        if (error != 0)
             return false;
-        }
-        const bool written
-            = file.write(bytes) == bytes.size() && file.flush() && ::fsync(file.handle()) == 0;
-        file.close();
-        if (!written || file.error() != QFileDevice::NoError) {
-            file.remove();
-            return false;
-        }
         link.setFile(path);
         return true;
     }
@@ -120,8 +194,17 @@ bool FileManager::loadFile(const DocLnk &link, QString &text) const
         return false;
     if (!file.open(QIODevice::ReadOnly))
         return false;
-    // Read with a bound too: the file may grow after the size was looked at.
-    const QByteArray bytes = file.read(MaxLoadBytes + 1);
+    // Read with a bound too: the file may grow after the size was looked at. In pieces of
+    // about the size found: read(n) takes n bytes of memory before reading anything, and a
+    // gigabyte for every report opened fails where memory is not overcommitted.
+    QByteArray bytes;
+    while (bytes.size() <= MaxLoadBytes) {
+        const qint64 expected = qMax<qint64>(info.size() - bytes.size(), 0) + 4096;
+        const QByteArray piece = file.read(qMin(expected, MaxLoadBytes + 1 - bytes.size()));
+        if (piece.isEmpty())
+            break;
+        bytes += piece;
+    }
     if (file.error() != QFileDevice::NoError || bytes.size() > MaxLoadBytes)
         return false;
     text = QString::fromUtf8(bytes);
