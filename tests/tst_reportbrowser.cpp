@@ -7,8 +7,10 @@
 #include "views/SafeTextBrowser.h"
 
 #include <QLabel>
+#include <QPainter>
 #include <QRandomGenerator>
 #include <QScrollBar>
+#include <QTemporaryDir>
 #include <QTextDocument>
 #include <QToolButton>
 #include <QtTest>
@@ -161,6 +163,9 @@ private Q_SLOTS:
     void truncatedTimeSheetSplitsAndCloses();
     void timeSheetCutInItsTotals();
     void totalsRowBetweenDaysStaysInItsDay();
+    void localFilesAreNeverRead();
+    void endlessLocalFilesAreNeverRead();
+    void deeplyNestedTablesAreShownAsText();
 };
 
 void TestReportBrowser::smallTextIsShownWhole()
@@ -608,6 +613,107 @@ void TestReportBrowser::totalsRowBetweenDaysStaysInItsDay()
     }
     QCOMPARE(partsOf(w.pageText(0)).days.at(3), parts.days.at(3) + parts.totals);
     verifyCoverage(w, text, parts.closing, true);
+}
+
+namespace {
+
+// Whether the document, drawn on white, has any pure red in it.
+bool drawsRed(QTextDocument *document)
+{
+    document->setTextWidth(800);
+    QImage image(800, int(document->size().height()) + 1, QImage::Format_RGB32);
+    image.fill(Qt::white);
+    QPainter painter(&image);
+    document->drawContents(&painter);
+    painter.end();
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            if (image.pixel(x, y) == qRgb(255, 0, 0))
+                return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+void TestReportBrowser::localFilesAreNeverRead()
+{
+    // A saved report is anyone's file: what it names on this computer stays unread.
+    QTemporaryDir folder;
+    QVERIFY(folder.isValid());
+    QImage red(120, 80, QImage::Format_RGB32);
+    red.fill(Qt::red);
+    const QString image = folder.filePath(str("red.png"));
+    QVERIFY(red.save(image));
+    const QString style = folder.filePath(str("red.css"));
+    QFile css(style);
+    QVERIFY(css.open(QIODevice::WriteOnly));
+    css.write("p { background-color: #ff0000; }");
+    css.close();
+    const QString imageUrl = QUrl::fromLocalFile(image).toString();
+    const QString styleUrl = QUrl::fromLocalFile(style).toString();
+
+    // The same markup with the files' contents in it draws red, so the check can see a load.
+    SafeTextBrowser reference;
+    reference.setHtml(str("<p style=\"background-color: #ff0000\">styled</p>"));
+    QVERIFY(drawsRed(reference.document()));
+
+    const QStringList texts = {
+        str("<qt><img src=\"%1\"></qt>").arg(imageUrl),
+        str("<qt><img src=\"%1\"></qt>").arg(image),
+        str("<qt><img src=\"red.png\"></qt>"),
+        str("<html><head><link rel=\"stylesheet\" type=\"text/css\" href=\"%1\"></head>"
+            "<body><p>styled</p></body></html>")
+            .arg(styleUrl),
+        str("<qt><table background=\"%1\"><tr><td>cell</td></tr></table></qt>").arg(imageUrl),
+        str("<qt><p style=\"background-image: url(%1)\">styled</p></qt>").arg(imageUrl),
+    };
+    for (const QString &text : texts) {
+        ReportBrowser w;
+        w.browser()->setSearchPaths({folder.path()});
+        w.browser()->document()->setBaseUrl(QUrl::fromLocalFile(folder.path() + str("/")));
+        w.setReportText(text);
+        QVERIFY2(!drawsRed(w.browser()->document()), qPrintable(text));
+    }
+}
+
+void TestReportBrowser::endlessLocalFilesAreNeverRead()
+{
+    // Each would read /dev/zero until memory runs out.
+    const QStringList texts = {
+        str("<qt><img src=\"file:///dev/zero\">after</qt>"),
+        str("<qt><img src=\"/dev/zero\">after</qt>"),
+        str("<html><head><link rel=\"stylesheet\" type=\"text/css\" href=\"file:///dev/zero\">"
+            "</head><body>after</body></html>"),
+        str("<qt><p style=\"background-image: url(file:///dev/zero)\">after</p></qt>"),
+    };
+    for (const QString &text : texts) {
+        ReportBrowser w;
+        w.setReportText(text);
+        w.resize(400, 300);
+        w.show();
+        QVERIFY(w.browser()->toPlainText().contains(str("after")));
+        drawsRed(w.browser()->document());
+    }
+}
+
+void TestReportBrowser::deeplyNestedTablesAreShownAsText()
+{
+    // Thirty nested tables would take hours to lay out; a report has one.
+    const QString open = str("<table><tr><td>").repeated(30);
+    const QString close = str("</td></tr></table>").repeated(30);
+    const QString deep = str("<qt>") + open + str("deep") + close + str("</qt>");
+    ReportBrowser w;
+    w.setReportText(deep);
+    QCOMPARE(w.browser()->toPlainText(), deep);
+    QCOMPARE(w.reportText(), deep);
+
+    // Eight are still laid out as tables.
+    const QString shallow = str("<qt>") + str("<table><tr><td>").repeated(8) + str("shallow")
+                            + str("</td></tr></table>").repeated(8) + str("</qt>");
+    w.setReportText(shallow);
+    QCOMPARE(w.browser()->toPlainText().trimmed(), str("shallow"));
 }
 
 QUORVEL_TEST_MAIN(TestReportBrowser)

@@ -20,6 +20,24 @@ constexpr QStringView totalsMarker = u"<tr><td colspan=2 bgcolor=#c0c0c0>";
 constexpr QStringView tableOpen = u"<table";
 constexpr QStringView tableClose = u"</table>";
 
+// Qt lays out a table in a table's cell more than once, so the time doubles with every level:
+// twenty levels, a few hundred bytes, take seconds, thirty take hours. A report has one table;
+// a text with more than this many is not one of them, and is shown as plain text rather than
+// freezing the window. Counted whole, not by depth, so that no comment, quote or stray end tag
+// can hide a level.
+constexpr int maxTables = 8;
+
+bool hasTooManyTables(QStringView text)
+{
+    int tables = 0;
+    for (qsizetype at = text.indexOf(tableOpen, 0, Qt::CaseInsensitive); at >= 0;
+         at = text.indexOf(tableOpen, at + tableOpen.size(), Qt::CaseInsensitive)) {
+        if (++tables > maxTables)
+            return true;
+    }
+    return false;
+}
+
 } // namespace
 
 ReportBrowser::ReportBrowser(QWidget *parent)
@@ -71,10 +89,7 @@ void ReportBrowser::setReportText(const QString &text)
     m_text = text;
     m_pages = split(m_text);
     m_current = 0;
-    if (m_pages.starts.empty())
-        m_browser->setHtml(m_text);
-    else
-        m_browser->setHtml(pageText(0));
+    showHtml(m_pages.starts.empty() ? m_text : pageText(0));
     scrollToTop();
     updatePageBar();
 }
@@ -131,7 +146,7 @@ void ReportBrowser::showPage(int page)
     // top.
     if (page != m_current) {
         m_current = page;
-        m_browser->setHtml(pageText(page));
+        showHtml(pageText(page));
     }
     scrollToTop();
     updatePageBar();
@@ -185,6 +200,14 @@ ReportBrowser::Pages ReportBrowser::split(const QString &text)
     if (pages.starts.size() == 1)
         pages.starts.clear();
     return pages;
+}
+
+void ReportBrowser::showHtml(const QString &html)
+{
+    if (hasTooManyTables(html))
+        m_browser->setPlainText(html);
+    else
+        m_browser->setHtml(html);
 }
 
 QStringView ReportBrowser::closingText()

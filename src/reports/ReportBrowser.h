@@ -28,7 +28,8 @@ public:
     explicit ReportBrowser(QWidget *parent = nullptr);
 
     // Shows the first page of text. The text is kept as given; pages are made from it when
-    // shown.
+    // shown. A page with more tables than a report has (Qt takes exponential time to lay out
+    // nested ones) is shown as plain text.
     void setReportText(const QString &text);
     const QString &reportText() const;
 
@@ -62,6 +63,8 @@ private:
 
     static Pages split(const QString &text);
     static QStringView closingText();
+    // Puts html into the browser, as plain text when it has too many tables to lay out.
+    void showHtml(const QString &html);
     void scrollToTop();
     void updatePageBar();
 

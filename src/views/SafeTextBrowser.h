@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QImage>
 #include <QTextBrowser>
+#include <QTextDocument>
 
 // Shows rich text that came from elsewhere (the server's personal messages, reports) without
 // reaching for anything it names: links are not followed, and images and other resources,
@@ -15,5 +17,16 @@ public:
         setOpenExternalLinks(false);
     }
 
-    QVariant loadResource(int, const QUrl &) override { return QVariant(); }
+    // Never nothing: given nothing, the document reads local files itself (file:///dev/zero
+    // never ends), and an image that does not decode is read from its path. A blank pixel and
+    // empty bytes show nothing.
+    QVariant loadResource(int type, const QUrl &) override
+    {
+        if (type == QTextDocument::ImageResource) {
+            QImage blank(1, 1, QImage::Format_ARGB32);
+            blank.fill(Qt::transparent);
+            return blank;
+        }
+        return QByteArray();
+    }
 };
