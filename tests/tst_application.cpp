@@ -1,16 +1,20 @@
+#include "DocumentBuilder.h"
 #include "TestEnvironment.h"
 
+#include "app/QuorvelMainWindow.h"
 #include "model/QuorvelDocument.h"
 #include "platform/MessageBox.h"
 #include "platform/QuorvelApplication.h"
 #include "platform/Resource.h"
 #include "platform/SingleInstance.h"
+#include "views/MainWidget.h"
 
 #include <QElapsedTimer>
 #include <QLocalSocket>
 #include <QProcess>
 #include <QSaveFile>
 #include <QTemporaryDir>
+#include <QToolButton>
 #include <QWidget>
 #include <QtTest>
 
@@ -48,6 +52,12 @@ private:
 QuorvelApplication *app()
 {
     return QuorvelApplication::instance();
+}
+
+QByteArray readFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 void writeFile(const QString &path, const QByteArray &contents)
@@ -126,6 +136,8 @@ private Q_SLOTS:
     void terminationSignalFlushesAndQuits();
     void terminationSignalBeforeTheMainLoopEndsItAtOnce();
     void terminationSignalEndsADialogBeforeTheMainLoop();
+    void terminationSignalWritesTheWindowsChange_data();
+    void terminationSignalWritesTheWindowsChange();
 
     void leavingTheActiveStateFlushes_data();
     void leavingTheActiveStateFlushes();
@@ -284,6 +296,55 @@ void TestApplicationObject::terminationSignalEndsADialogBeforeTheMainLoop()
     QCOMPARE(runMainLoop(&timedOut), 0);
     QVERIFY(!timedOut);
     QCOMPARE(flushes.count(), 1);
+}
+
+void TestApplicationObject::terminationSignalWritesTheWindowsChange_data()
+{
+    terminationSignalFlushesAndQuits_data();
+}
+
+void TestApplicationObject::terminationSignalWritesTheWindowsChange()
+{
+    QFETCH(int, signalNumber);
+    const QString path = QuorvelDocument::dataFilePath();
+    Configuration().setMode(Configuration::Personal);
+    {
+        QuorvelDocument doc;
+        doc.createSampleData();
+        DocumentBuilder(doc).task(doc.activities.first(), at(20, 8, 0), at(20, 9, 0), 1);
+        QVERIFY(doc.save());
+    }
+    const QByteArray before = readFile(path);
+
+    QByteArray changed;
+    {
+        QuorvelMainWindow window;
+        connect(app(), &QuorvelApplication::flush, &window, &QuorvelMainWindow::flush);
+        // Starting a task with its shortcut button is a change the window has not written.
+        QToolButton *button = window.mainWidget()->button(1);
+        QVERIFY(button->isEnabled());
+        button->click();
+        QVERIFY(window.document()->activeTasks());
+        changed = window.document()->getDocumentBytes();
+        QVERIFY(changed != before);
+        QCoreApplication::processEvents();
+        QCOMPARE(readFile(path), before);
+
+        QSignalSpy flushes(app(), &QuorvelApplication::flush);
+        QCOMPARE(std::raise(signalNumber), 0);
+        bool timedOut = false;
+        QCOMPARE(runMainLoop(&timedOut), 0);
+        QVERIFY(!timedOut);
+        QCOMPARE(flushes.count(), 1);
+        // Written by the signal's flush, while the window still stands.
+        QCOMPARE(readFile(path), changed);
+    }
+    QuorvelDocument check;
+    QVERIFY(check.load());
+    QCOMPARE(check.tasks.size(), 2);
+    QVERIFY(check.tasks.last()->isRunning());
+    QCOMPARE(check.tasks.last()->activityName(), check.tasks.first()->activityName());
+    QVERIFY(QFile::remove(path));
 }
 
 void TestApplicationObject::leavingTheActiveStateFlushes_data()

@@ -107,6 +107,8 @@ private Q_SLOTS:
     void relativePathOpensFromTheWorkingFolder();
     void secondStartHandsItsReportOver();
     void commandsGoToTheRunningProgram();
+    void signalWritesWhatIsNotOnDisk_data();
+    void signalWritesWhatIsNotOnDisk();
 };
 
 void TestProgram::init()
@@ -240,6 +242,48 @@ void TestProgram::commandsGoToTheRunningProgram()
     QVERIFY(doc.load());
     QCOMPARE(doc.tasks.size(), 1);
     QVERIFY(doc.tasks.first()->isRunning());
+}
+
+void TestProgram::signalWritesWhatIsNotOnDisk_data()
+{
+    QTest::addColumn<int>("signalNumber");
+    QTest::newRow("SIGTERM") << int(SIGTERM);
+    QTest::newRow("SIGINT") << int(SIGINT);
+    QTest::newRow("SIGHUP") << int(SIGHUP);
+}
+
+void TestProgram::signalWritesWhatIsNotOnDisk()
+{
+    QFETCH(int, signalNumber);
+    Configuration().setMode(Configuration::Personal);
+    {
+        QuorvelDocument doc;
+        doc.createSampleData();
+        DocumentBuilder build(doc);
+        build.task(doc.activities.at(1), at(20, 14, 0), at(20, 15, 10), 2);
+        build.task(doc.activities.first(), at(21, 8, 0), QDateTime(), 1);
+        doc.tasks.sort();
+        QVERIFY(doc.save());
+    }
+    const QString path = QuorvelDocument::dataFilePath();
+    const QByteArray before = readFile(path);
+
+    QProcess program;
+    QVERIFY(startProgram(program));
+    // The file goes from under the running program: its document is now held nowhere else,
+    // as an unsaved change is, and a vanished file is nothing to read again. Only a write of
+    // the program's own brings it back.
+    QVERIFY(QFile::remove(path));
+    QTest::qWait(1000);
+    QVERIFY(!QFile::exists(path));
+    QCOMPARE(program.state(), QProcess::Running);
+
+    ::kill(pid_t(program.processId()), signalNumber);
+    QVERIFY(program.waitForFinished(20000));
+    QCOMPARE(program.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(program.exitCode(), 0);
+    QCOMPARE(readFile(path), before);
+    QVERIFY(!QFile::exists(lockFile()));
 }
 
 QUORVEL_TEST_GUILESS_MAIN(TestProgram)

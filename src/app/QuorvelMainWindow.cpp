@@ -45,13 +45,6 @@ QByteArray digestOf(const QByteArray &bytes)
     return QCryptographicHash::hash(bytes, QCryptographicHash::Sha256);
 }
 
-// A name beside the data file for a copy kept at this moment: "<file>.<kind>-<stamp>".
-QString besideDataFile(const QString &kind)
-{
-    return QuorvelDocument::dataFilePath() + QLatin1Char('.') + kind + QLatin1Char('-')
-           + Clock::now().toString(QStringLiteral("yyyyMMddhhmmss"));
-}
-
 // How long a command of the command line waits for a question here to be answered.
 constexpr int HandedPatienceMs = 20 * 1000;
 
@@ -124,6 +117,13 @@ QDateTime QuorvelMainWindow::getQVTime(bool withSeconds)
 void QuorvelMainWindow::setupDocument()
 {
     m_document = std::make_unique<QuorvelDocument>();
+    const QString recovered = QuorvelDocument::recoverInterruptedSave();
+    if (!recovered.isEmpty()) {
+        MessageBox::information(this, tr("Recovered Data"),
+                                tr("A save was cut short and left data that may hold changes "
+                                   "which are not in the data file.\nIt has been kept as\n%1")
+                                    .arg(recovered));
+    }
     const bool loaded = m_document->load();
     if (loaded && m_document->configuration.mode() != Configuration::Unset) {
         rememberWritten();
@@ -138,8 +138,8 @@ void QuorvelMainWindow::setupDocument()
 
 void QuorvelMainWindow::keepDataFileAside(bool unreadable)
 {
-    const QString copy
-        = besideDataFile(unreadable ? QStringLiteral("unreadable") : QStringLiteral("replaced"));
+    const QString copy = QuorvelDocument::besideDataFile(unreadable ? QStringLiteral("unreadable")
+                                                                    : QStringLiteral("replaced"));
     if (!QFile::copy(QuorvelDocument::dataFilePath(), copy)) {
         MessageBox::warning(
             this, tr("Data File Not Kept"),
@@ -372,8 +372,24 @@ void QuorvelMainWindow::flush()
     const bool saved = m_document->save();
     if (app)
         app->ownWriteFinished();
-    if (saved)
+    if (saved) {
         m_writtenDigest = digest;
+        m_saveFailureTold = false;
+        return;
+    }
+    // Once until a save succeeds again, not at every autosave while the disk stays full; and
+    // from the event loop, so that a handed command's answer or the end on a signal does not
+    // wait for the user.
+    if (m_saveFailureTold)
+        return;
+    m_saveFailureTold = true;
+    QTimer::singleShot(0, this, [this] {
+        MessageBox::warning(this, tr("Cannot Save"),
+                            tr("Quorvel could not write its data file:\n%1\n\nYour changes are "
+                               "kept in the window; free some space and they are written at "
+                               "the next save.")
+                                .arg(QuorvelDocument::dataFilePath()));
+    });
 }
 
 void QuorvelMainWindow::reload()
@@ -383,7 +399,7 @@ void QuorvelMainWindow::reload()
     const QByteArray bytes = m_document->getDocumentBytes();
     if (digestOf(bytes) != m_writtenDigest) {
         // Changes made here since the last write would be lost by reading the file: keep them.
-        QSaveFile unsaved(besideDataFile(QStringLiteral("unsaved")));
+        QSaveFile unsaved(QuorvelDocument::besideDataFile(QStringLiteral("unsaved")));
         if (unsaved.open(QIODevice::WriteOnly)) {
             unsaved.write(bytes);
             unsaved.commit();

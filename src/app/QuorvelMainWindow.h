@@ -154,4 +154,7 @@ private:
     // Digest of the document string last written or read, to skip writes that change nothing
     // and to tell unsaved changes.
     QByteArray m_writtenDigest;
+    // True once the user has been told that the data file cannot be written, until a write
+    // succeeds again.
+    bool m_saveFailureTold = false;
 };

@@ -123,6 +123,17 @@ int handOver(SingleInstance::HandOver outcome, int exitCode, const QByteArray &o
 // Loads, changes and writes the data file while holding the lock.
 int runHere(const QStringList &arguments, const QString &workingFolder)
 {
+    // Said at once, whatever the command comes to: the kept file is the user's to look at.
+    const QString recovered = QuorvelDocument::recoverInterruptedSave();
+    if (!recovered.isEmpty()) {
+        write(stderr, (QStringLiteral("quorvel: ")
+                       + Commands::tr("a save was cut short and left data that may hold "
+                                      "changes which are not in the data file; it has been "
+                                      "kept as %1")
+                             .arg(recovered)
+                       + QLatin1Char('\n'))
+                          .toUtf8());
+    }
     QuorvelDocument doc;
     if (!doc.load() && QFileInfo::exists(QuorvelDocument::dataFilePath()))
         return refuse(unreadableDataFile());
@@ -204,7 +215,8 @@ int Launcher::runCommand(const QStringList &arguments)
         // Left to the system when the program ends: freeing a large history one record at a
         // time would take longer than reading it.
         auto *doc = new QuorvelDocument;
-        if (!loadFor(*doc, needs, arguments) && QFileInfo::exists(QuorvelDocument::dataFilePath())) {
+        if (!loadFor(*doc, needs, arguments)
+            && QFileInfo::exists(QuorvelDocument::dataFilePath())) {
             delete doc;
             return refuse(unreadableDataFile());
         }

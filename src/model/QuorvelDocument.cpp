@@ -2,9 +2,11 @@
 
 #include "DocumentFormat.h"
 #include "TaskTimeText.h"
+#include "platform/Clock.h"
 #include "platform/Paths.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QHash>
 
 #include <cerrno>
@@ -140,6 +142,12 @@ QString QuorvelDocument::dataFilePath()
 {
     return Global::applicationFileName(QStringLiteral("quorvelqpe"),
                                        QStringLiteral("quorvelqpe.dat"));
+}
+
+QString QuorvelDocument::besideDataFile(const QString &kind)
+{
+    return dataFilePath() + QLatin1Char('.') + kind + QLatin1Char('-')
+           + Clock::now().toString(QStringLiteral("yyyyMMddhhmmss"));
 }
 
 QString QuorvelDocument::cleanName(const QString &typed)
@@ -350,6 +358,52 @@ bool QuorvelDocument::save()
     }
     writeRunningNote();
     return true;
+}
+
+QString QuorvelDocument::recoverInterruptedSave()
+{
+    const QString path = dataFilePath();
+    const QString newPath = path + QLatin1String(".new");
+    const QByteArray newName = QFile::encodeName(newPath);
+    struct stat leftover;
+    // Only a plain file can be what save() left; anything else there is not ours to touch.
+    if (::lstat(newName.constData(), &leftover) != 0 || !S_ISREG(leftover.st_mode))
+        return QString();
+    QFile newFile(newPath);
+    FileBuffer contents;
+    // One that cannot be read now (permissions, an I/O error) is left for the user to see.
+    if (!newFile.open(QIODevice::ReadOnly) || !contents.read(newFile))
+        return QString();
+    newFile.close();
+
+    struct stat current;
+    const bool dataFileThere = ::stat(QFile::encodeName(path).constData(), &current) == 0;
+    bool sameBytes = false;
+    if (dataFileThere) {
+        QFile dataFile(path);
+        FileBuffer held;
+        sameBytes = dataFile.open(QIODevice::ReadOnly) && held.read(dataFile)
+                    && held.size() == contents.size()
+                    && std::memcmp(held.data(), contents.data(), size_t(held.size())) == 0;
+    }
+    const bool newer = !dataFileThere || leftover.st_mtim.tv_sec > current.st_mtim.tv_sec
+                       || (leftover.st_mtim.tv_sec == current.st_mtim.tv_sec
+                           && leftover.st_mtim.tv_nsec > current.st_mtim.tv_nsec);
+    // The reader may write into the buffer: it is read last.
+    QuorvelDocument probe;
+    if (sameBytes || !newer || !probe.populateFromByteArray(contents.data(), contents.size())) {
+        QFile::remove(newPath);
+        return QString();
+    }
+
+    // A kept copy is never replaced, not even one kept in the same second.
+    const QString kept = besideDataFile(QStringLiteral("recovered"));
+    QString keptAs = kept;
+    for (int n = 2; QFileInfo::exists(keptAs) || QFileInfo(keptAs).isSymLink(); ++n)
+        keptAs = kept + QLatin1Char('-') + QString::number(n);
+    if (::rename(newName.constData(), QFile::encodeName(keptAs).constData()) != 0)
+        return QString();
+    return keptAs;
 }
 
 namespace {

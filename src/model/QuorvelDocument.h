@@ -42,6 +42,9 @@ public:
 
     // Path of the data file.
     static QString dataFilePath();
+    // A name beside the data file for a copy kept at this moment: "<file>.<kind>-<stamp>",
+    // the stamp being Clock::now() as yyyyMMddhhmmss.
+    static QString besideDataFile(const QString &kind);
 
     // A category or activity name as typed, made fit for the data file, which keeps each name
     // on one line and skips control characters before it: control characters (line feeds,
@@ -88,6 +91,13 @@ public:
     // were written in full (also when only the rename failed: the ".new" file then holds
     // them).
     bool save();
+    // Deals with a "<file>.new" that a save cut short by a crash or a kill left behind; run
+    // before the data file is read for a change, while no save can be under way. One that
+    // does not read, or reads but is not newer than the data file (or holds the same bytes),
+    // is removed. One that reads and is newer, or stands where there is no data file, may
+    // hold changes the data file lacks: it is kept as besideDataFile("recovered") and that
+    // path is returned. Otherwise "" (also when nothing was there, or it is not a plain file).
+    static QString recoverInterruptedSave();
     // Deletes every record. nextId and deletedTaskIds stay.
     void clear();
 
