@@ -96,6 +96,8 @@ private Q_SLOTS:
     void separatorsBetweenValuesIgnored_data();
     void separatorsBetweenValuesIgnored();
     void carriageReturnStaysInName();
+    void byteOrderMarkStaysInName();
+    void byteOrderMarkBeforeTheFile();
     void emptyNameShiftsValues();
     void endMarkerWithoutLineFeed();
     void appendsToExistingRecords();
@@ -429,6 +431,36 @@ void TestDataFile::carriageReturnStaysInName()
     QCOMPARE(doc.categories.first()->name, QStringLiteral("Home\r"));
     QCOMPARE(doc.activities.size(), 1);
     QCOMPARE(doc.activities.first()->name, QStringLiteral("Garden \r"));
+}
+
+void TestDataFile::byteOrderMarkStaysInName()
+{
+    // A mark that opens a name is part of it, with the control characters after it: what was
+    // read is written and reads back the same.
+    QuorvelDocument doc;
+    // clang-format off
+    QVERIFY(populate(doc, QByteArrayLiteral("--start--\n105\n1000\n"
+                                            "1\n7\n\x08\xef\xbb\xbf\x01\x02Home\n0\n"
+                                            "1\n8\n\xef\xbb\xbf\xef\xbb\xbfGarden\n0\n0\n"
+                                            "0\n0\n--end--\n")));
+    // clang-format on
+    QCOMPARE(doc.categories.first()->name, QString(QChar(0xfeff)) + QStringLiteral("\x01\x02Home"));
+    QCOMPARE(doc.activities.first()->name,
+             QString(QChar(0xfeff)) + QChar(0xfeff) + QStringLiteral("Garden"));
+    const QByteArray written = doc.getDocumentBytes();
+    QVERIFY(written.contains("\n7\n\xef\xbb\xbf\x01\x02Home\n0\n"));
+    QuorvelDocument again;
+    QVERIFY(populate(again, written));
+    QCOMPARE(again.getDocumentBytes(), written);
+}
+
+void TestDataFile::byteOrderMarkBeforeTheFile()
+{
+    // An editor may put one before the whole file: it is no part of the opening marker.
+    QuorvelDocument doc;
+    QVERIFY(populate(doc, QByteArrayLiteral("\xef\xbb\xbf--start--\n105\n1000\n"
+                                            "1\n7\nHome\n0\n0\n0\n0\n--end--\n")));
+    QCOMPARE(doc.categories.first()->name, QStringLiteral("Home"));
 }
 
 void TestDataFile::emptyNameShiftsValues()
@@ -996,7 +1028,7 @@ void TestDataFile::cleanedNamesAlwaysReadBack()
 {
     // Whatever is typed, a cleaned non-empty name stands on one line and reads back as it is.
     QRandomGenerator random(4711);
-    const QString alphabet = QStringLiteral("ab c\n\r\t\x01\x1f-é€");
+    const QString alphabet = QStringLiteral("ab c\n\r\t\x01\x1f-é€\uFEFF");
     QuorvelDocument doc;
     DocumentBuilder build(doc);
     ActivityCategory *category = build.category(QStringLiteral("Any"));

@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <climits>
+#include <cstring>
 
 namespace DocumentFormat {
 
@@ -136,6 +137,23 @@ QString readString(char **cursor, int *remaining)
     return text;
 }
 
+namespace {
+
+// A category's or an activity's name. QString::fromUtf8 drops a byte order mark that opens
+// its bytes; a name keeps it, or a name that goes on with control characters after one would
+// read back shorter each time it is written and read.
+QString readName(char **cursor, int *remaining)
+{
+    skipControls(cursor, remaining);
+    const bool marked = *remaining >= 3 && std::memcmp(*cursor, "\xef\xbb\xbf", 3) == 0;
+    QString name = readString(cursor, remaining);
+    if (marked)
+        name.prepend(QChar(0xfeff));
+    return name;
+}
+
+} // namespace
+
 bool read(char *data, int length, Sink &sink)
 {
     char *cursor = data;
@@ -158,7 +176,7 @@ bool read(char *data, int length, Sink &sink)
     for (int i = 0; i < categoryCount && remaining > 0; ++i) {
         CategoryRecord record;
         record.id = readInt(c, r);
-        record.name = readString(c, r);
+        record.name = readName(c, r);
         record.obsolete = readInt(c, r) != 0;
         if (!sink.category(record))
             return false;
@@ -170,7 +188,7 @@ bool read(char *data, int length, Sink &sink)
     for (int i = 0; i < activityCount && remaining > 0; ++i) {
         ActivityRecord record;
         record.id = readInt(c, r);
-        record.name = readString(c, r);
+        record.name = readName(c, r);
         record.obsolete = readInt(c, r) != 0;
         record.categoryPosition = readInt(c, r);
         if (!sink.activity(record))
