@@ -122,9 +122,9 @@ bool isSimpleMarkup(const QByteArray &text)
     return true;
 }
 
-// Rich text when the messages are short and simply formatted; otherwise their text as it came,
-// the part beyond MaxShownMessageBytes replaced by a note.
-void showMessages(QTextBrowser *view, const QByteArray &bytes)
+} // namespace
+
+void Synchronize::showMessages(QTextBrowser *view, const QByteArray &bytes)
 {
     if (bytes.size() <= MaxShownMessageBytes) {
         if (isSimpleMarkup(bytes))
@@ -141,12 +141,10 @@ void showMessages(QTextBrowser *view, const QByteArray &bytes)
     if (!text.endsWith(QLatin1Char('\n')))
         text += QLatin1Char('\n');
     text += QLatin1Char('\n')
-            + Synchronize::tr("The rest of the server's messages (%1) was left out.")
+            + tr("The rest of the server's messages (%1) was left out.")
                   .arg(QLocale().formattedDataSize(bytes.size() - cut, 1));
     view->setPlainText(text);
 }
-
-} // namespace
 
 Synchronize::Synchronize(QuorvelDocument *doc, QWidget *parent)
     : SynchronizeBase(parent)

@@ -7,6 +7,7 @@
 #include <QDateTime>
 
 class QTcpSocket;
+class QTextBrowser;
 class QTimer;
 class QuorvelDocument;
 
@@ -30,6 +31,12 @@ public:
 
     void hide();
     void setVisible(bool visible) override;
+
+    // Shows the server's personal messages in view: as rich text when they are short and
+    // made only of formatting, otherwise as the text that came (its first 64 KiB, with a note
+    // of how much was left out), so that no reply the cap lets through takes minutes or
+    // gigabytes to lay out.
+    static void showMessages(QTextBrowser *view, const QByteArray &messages);
 
 private:
     void socketError(QAbstractSocket::SocketError error);
