@@ -1,0 +1,65 @@
+// A file handed to "quorvel import", read as CSV and as JSON (with the category given and
+// with the category from the first tag). Nothing in it may crash or hang the readers, and
+// every row they offer for import is whole: an activity, a start in whole minutes, a stop in
+// whole minutes after nothing but a valid moment, names on one line.
+
+#include "FuzzSupport.h"
+
+#include "cli/ImportReader.h"
+
+namespace {
+
+bool oneLine(const QString &name)
+{
+    for (const QChar c : name) {
+        const QChar::Category category = c.category();
+        if (category == QChar::Other_Control || category == QChar::Separator_Line
+            || category == QChar::Separator_Paragraph)
+            return false;
+    }
+    return name == name.trimmed();
+}
+
+bool wholeMinute(const QDateTime &when)
+{
+    return when.time().second() == 0 && when.time().msec() == 0;
+}
+
+void checkFile(const ImportFile &file, bool json)
+{
+    if (!file.error.isEmpty())
+        FUZZ_CHECK(file.rows.isEmpty());
+    int previousLine = 0;
+    for (const ImportRow &row : file.rows) {
+        // CSV rows by the line they begin on, JSON rows by their place in the array.
+        FUZZ_CHECK(row.line > previousLine);
+        FUZZ_CHECK(!json || row.line == previousLine + 1);
+        previousLine = row.line;
+        FUZZ_CHECK(oneLine(row.activity));
+        FUZZ_CHECK(oneLine(row.category));
+        if (!row.problem.isEmpty())
+            continue;
+        FUZZ_CHECK(!row.activity.isEmpty());
+        FUZZ_CHECK(row.start.isValid() && wholeMinute(row.start));
+        FUZZ_CHECK(row.stop.isNull() || (row.stop.isValid() && wholeMinute(row.stop)));
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerInitialize(int *, char ***)
+{
+    Fuzz::setUp(Fuzz::Application::Core);
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    const QByteArray bytes = Fuzz::bytes(data, size);
+    (void)ImportReader::detect(bytes);
+    checkFile(ImportReader::readCsv(bytes), false);
+    const QString category = QStringLiteral(" Imported\tWork ");
+    checkFile(ImportReader::readJson(bytes, category, false), true);
+    checkFile(ImportReader::readJson(bytes, category, true), true);
+    return 0;
+}
