@@ -576,8 +576,10 @@ void TestSyncHostile::hostileReplies_data()
     // minutes.
     const QByteArray tables = QByteArray("<table><tr><td>").repeated(32) + "deep"
                               + QByteArray("</td></tr></table>").repeated(32) + '\n';
+    // Shown as text, and 1060 characters without a space get a line feed after 1024.
+    const QString tablesText = QString::fromUtf8(tables);
     row("tables nested 32 deep", Preamble + ServerDocument + tables + EndLine, {}, 0, {}, close,
-        Complete, QString::fromUtf8(tables));
+        Complete, tablesText.left(1024) + QLatin1Char('\n') + tablesText.mid(1024));
     const QByteArray bold32
         = QByteArray("<b>").repeated(32) + "deep" + QByteArray("</b>").repeated(32);
     row("formatting nested 32 deep", Preamble + ServerDocument + bold32 + '\n' + EndLine, {}, 0, {},
@@ -586,8 +588,29 @@ void TestSyncHostile::hostileReplies_data()
     row("formatting nested 33 deep", Preamble + ServerDocument + bold33 + EndLine, {}, 0, {}, close,
         Complete, QString::fromUtf8(bold33));
     const QByteArray word = QByteArray("x").repeated(64 * 1024 - 1) + '\n';
+    // A place to break the line at least every 1024 characters: the layout of a longer stretch
+    // takes time in its square.
+    QString wordShown;
+    for (qsizetype at = 0; at < word.size() - 1; at += 1024)
+        wordShown += QString::fromUtf8(word.mid(at, qMin<qsizetype>(1024, word.size() - 1 - at)))
+                     + QLatin1Char('\n');
     row("one word of 64 KiB", Preamble + ServerDocument + word + EndLine, {}, 0, {}, close,
-        Complete, QString::fromUtf8(word.left(word.size() - 1)) + QLatin1Char(' '));
+        Complete, wordShown);
+    const QByteArray stretch
+        = QByteArray("x").repeated(1024) + ' ' + QByteArray("y").repeated(1024) + '\n';
+    row("stretches of 1024 characters", Preamble + ServerDocument + stretch + EndLine, {}, 0, {},
+        close, Complete, QString::fromUtf8(stretch.left(stretch.size() - 1)) + QLatin1Char(' '));
+    // Letters of two writing directions and broken bytes, without a space: seconds to lay
+    // out in one stretch.
+    const QByteArray mixed = QByteArray("<a\x9f<p<h1>lr\x9f\xdf\x9f\x9f\x9f\x9f\x9f\x9f"
+                                        "edoA\x9f\x9f")
+                                 .repeated(2400);
+    const QString mixedText = QString::fromUtf8(mixed);
+    QString mixedShown;
+    for (qsizetype at = 0; at < mixedText.size(); at += 1024)
+        mixedShown += mixedText.mid(at, 1024) + QLatin1Char('\n');
+    row("mixed scripts in one stretch", Preamble + ServerDocument + mixed + '\n' + EndLine, {}, 0,
+        {}, close, Complete, mixedShown);
 }
 
 void TestSyncHostile::hostileReplies()
