@@ -166,6 +166,8 @@ private Q_SLOTS:
     void localFilesAreNeverRead();
     void endlessLocalFilesAreNeverRead();
     void deeplyNestedTablesAreShownAsText();
+    void reportsHaveNoLongStretch();
+    void longStretchIsShownAsTextWithBreaks();
 };
 
 void TestReportBrowser::smallTextIsShownWhole()
@@ -714,6 +716,55 @@ void TestReportBrowser::deeplyNestedTablesAreShownAsText()
                             + str("</td></tr></table>").repeated(8) + str("</qt>");
     w.setReportText(shallow);
     QCOMPARE(w.browser()->toPlainText().trimmed(), str("shallow"));
+}
+
+void TestReportBrowser::reportsHaveNoLongStretch()
+{
+    // Quorvel's own reports, with names of a thousand letters, are laid out as reports.
+    const LongSheet sheet(true);
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    Activity *longName
+        = build.activity(str("A").repeated(1000), build.category(str("Ü").repeated(1000)));
+    for (int day = 1; day <= 30; ++day)
+        build.task(longName, QDateTime(QDate(2026, 10, day), QTime(9, 0)),
+                   QDateTime(QDate(2026, 10, day), QTime(9, 45)));
+    build.sortAll();
+    const QStringList texts = {
+        sheet.text(),
+        ReportText::periodSummary(sheet.doc, sheet.from, sheet.to, true, true),
+        ReportText::periodTimeSheet(doc, QDate(2026, 10, 1), QDate(2026, 10, 31), true, true),
+        ReportText::periodSummary(doc, QDate(2026, 10, 1), QDate(2026, 10, 31), true, true),
+    };
+    for (const QString &text : texts) {
+        ReportBrowser w;
+        w.setReportText(text);
+        for (int page = 0; page < w.pageCount(); ++page) {
+            w.showPage(page);
+            QVERIFY(!w.browser()->toPlainText().contains(str("<table")));
+            QVERIFY(w.browser()->toPlainText().contains(str("Period ")));
+        }
+    }
+}
+
+void TestReportBrowser::longStretchIsShownAsTextWithBreaks()
+{
+    // Letters of two writing directions without a space: seconds to lay out in one stretch.
+    const QString unit = QString::fromUtf8("lr\xdf\x9f\xef\xbf\xbd<b>A</b>");
+    QString stretch = unit.repeated(20000 / unit.size() + 1);
+    const QString text = str("<qt><p>") + stretch + str("</p></qt>");
+    ReportBrowser w;
+    w.setReportText(text);
+    QCOMPARE(w.reportText(), text);
+    QString shown;
+    for (qsizetype at = 0; at < text.size(); at += 1024)
+        shown += (at > 0 ? str("\n") : QString()) + text.mid(at, 1024);
+    QCOMPARE(w.browser()->toPlainText(), shown);
+
+    // 16 384 characters are still laid out.
+    stretch = str("x").repeated(16384 - 7);
+    w.setReportText(str("<p>") + stretch + str("</p> "));
+    QCOMPARE(w.browser()->toPlainText().trimmed(), stretch);
 }
 
 QUORVEL_TEST_MAIN(TestReportBrowser)

@@ -27,6 +27,10 @@ constexpr QStringView tableClose = u"</table>";
 // can hide a level.
 constexpr int maxTables = 8;
 
+// A report's markup has white space in every row; a stretch this long without any is no
+// report Quorvel wrote, and would take seconds to lay out (see SafeTextBrowser::MaxStretch).
+constexpr qsizetype MaxReportStretch = 16 * 1024;
+
 bool hasTooManyTables(QStringView text)
 {
     int tables = 0;
@@ -204,8 +208,8 @@ ReportBrowser::Pages ReportBrowser::split(const QString &text)
 
 void ReportBrowser::showHtml(const QString &html)
 {
-    if (hasTooManyTables(html))
-        m_browser->setPlainText(html);
+    if (hasTooManyTables(html) || SafeTextBrowser::hasLongStretch(html, MaxReportStretch))
+        m_browser->setPlainText(SafeTextBrowser::withLineBreaks(html));
     else
         m_browser->setHtml(html);
 }

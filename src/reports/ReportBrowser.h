@@ -29,7 +29,8 @@ public:
 
     // Shows the first page of text. The text is kept as given; pages are made from it when
     // shown. A page with more tables than a report has (Qt takes exponential time to lay out
-    // nested ones) is shown as plain text.
+    // nested ones), or with a stretch of more than 16 384 characters without white space, is
+    // shown as plain text, with line feeds in its long stretches.
     void setReportText(const QString &text);
     const QString &reportText() const;
 
@@ -63,7 +64,7 @@ private:
 
     static Pages split(const QString &text);
     static QStringView closingText();
-    // Puts html into the browser, as plain text when it has too many tables to lay out.
+    // Puts html into the browser, as plain text when it would take too long to lay out.
     void showHtml(const QString &html);
     void scrollToTop();
     void updatePageBar();

@@ -3,6 +3,7 @@
 #include "model/QuorvelDocument.h"
 #include "platform/Clock.h"
 #include "platform/QuorvelApplication.h"
+#include "views/SafeTextBrowser.h"
 
 #include <QLocale>
 #include <QTcpSocket>
@@ -20,10 +21,6 @@ int s_timeoutMilliseconds = 60000;
 constexpr qsizetype MaxShownMessageBytes = 64 * 1024;
 // Qt's HTML reader slows down with every level of nesting (quadratically).
 constexpr int MaxMarkupDepth = 32;
-// Laying out a paragraph takes time in the square of its longest stretch without a place to
-// break the line: 60 KiB of mixed scripts in one stretch take seconds. Longer stretches are
-// shown as plain text, cut into lines of this length.
-constexpr qsizetype MaxUnbrokenLength = 1024;
 
 // Formatting whose layout cost grows with the text alone; not tables (32 levels of nesting take
 // minutes, thousands overflow the stack), images or anything else that embeds. Attributes are
@@ -91,37 +88,6 @@ qsizetype skipAttributes(const QByteArray &text, qsizetype p)
     }
 }
 
-bool hasLongUnbrokenStretch(const QByteArray &text)
-{
-    qsizetype stretch = 0;
-    for (const char c : text) {
-        stretch = isSpace(c) ? 0 : stretch + 1;
-        if (stretch > MaxUnbrokenLength)
-            return true;
-    }
-    return false;
-}
-
-// The text with a line feed after every MaxUnbrokenLength characters without white space,
-// never between the halves of a surrogate pair.
-QString withLineBreaks(const QString &text)
-{
-    QString out;
-    out.reserve(text.size() + text.size() / MaxUnbrokenLength);
-    qsizetype stretch = 0;
-    for (const QChar c : text) {
-        if (stretch >= MaxUnbrokenLength && !c.isLowSurrogate()) {
-            out += QLatin1Char('\n');
-            stretch = 0;
-        }
-        out += c;
-        const bool breaks = c == QLatin1Char(' ') || c == QLatin1Char('\n')
-                            || c == QLatin1Char('\t') || c == QLatin1Char('\r');
-        stretch = breaks ? 0 : stretch + 1;
-    }
-    return out;
-}
-
 // True when every tag is a formatting tag, nested at most MaxMarkupDepth deep. Counting each
 // unclosed tag as a level errs towards plain text.
 bool isSimpleMarkup(const QByteArray &text)
@@ -162,10 +128,12 @@ bool isSimpleMarkup(const QByteArray &text)
 void Synchronize::showMessages(QTextBrowser *view, const QByteArray &bytes)
 {
     if (bytes.size() <= MaxShownMessageBytes) {
-        if (isSimpleMarkup(bytes) && !hasLongUnbrokenStretch(bytes))
-            view->setHtml(QString::fromUtf8(bytes));
+        const QString text = QString::fromUtf8(bytes);
+        // A long stretch without white space takes seconds to lay out as one.
+        if (isSimpleMarkup(bytes) && !SafeTextBrowser::hasLongStretch(text))
+            view->setHtml(text);
         else
-            view->setPlainText(withLineBreaks(QString::fromUtf8(bytes)));
+            view->setPlainText(SafeTextBrowser::withLineBreaks(text));
         return;
     }
     // Not inside a character: a UTF-8 sequence has at most three continuation bytes.
@@ -178,7 +146,7 @@ void Synchronize::showMessages(QTextBrowser *view, const QByteArray &bytes)
     text += QLatin1Char('\n')
             + tr("The rest of the server's messages (%1) was left out.")
                   .arg(QLocale().formattedDataSize(bytes.size() - cut, 1));
-    view->setPlainText(withLineBreaks(text));
+    view->setPlainText(SafeTextBrowser::withLineBreaks(text));
 }
 
 Synchronize::Synchronize(QuorvelDocument *doc, QWidget *parent)

@@ -17,6 +17,15 @@ public:
         setOpenExternalLinks(false);
     }
 
+    // Laying out a paragraph takes time in the square of its longest stretch without a place
+    // to break the line: 60 000 characters of mixed scripts in one stretch take seconds.
+    static constexpr qsizetype MaxStretch = 1024;
+    // Whether text has more than limit characters in a row without white space.
+    static bool hasLongStretch(QStringView text, qsizetype limit = MaxStretch);
+    // text with a line feed after every MaxStretch characters without white space, never
+    // between the halves of a surrogate pair.
+    static QString withLineBreaks(const QString &text);
+
     // Never nothing: given nothing, the document reads local files itself (file:///dev/zero
     // never ends), and an image that does not decode is read from its path. A blank pixel and
     // empty bytes show nothing.
