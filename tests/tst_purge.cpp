@@ -7,8 +7,10 @@
 
 #include <QtTest>
 
+#include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
+#include <QSpinBox>
 
 namespace {
 
@@ -53,6 +55,8 @@ private Q_SLOTS:
     void twentyFourHourClock();
     void widgetsEnabledOnlyWhenSpecified();
     void specifiedIsReturnedExactly();
+    void typedDigitsAreTakenAsTyped_data();
+    void typedDigitsAreTakenAsTyped();
     void cancelLeavesResultRejected();
     void popupOpensBelowDateButton();
     void pickedDateReplacesDate();
@@ -295,6 +299,76 @@ void TestPurge::specifiedIsReturnedExactly()
     QCOMPARE(dialog.result(), int(QDialog::Accepted));
     // A date in the future is accepted as it stands.
     QCOMPARE(dialog.getDateTime(), at(2031, 8, 9, 6, 3));
+}
+
+void TestPurge::typedDigitsAreTakenAsTyped_data()
+{
+    QTest::addColumn<bool>("twelveHour");
+    QTest::addColumn<bool>("minute");
+    QTest::addColumn<bool>("selectAll");
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<int>("value");
+
+    for (const bool selectAll : {false, true}) {
+        const QByteArray how = selectAll ? "selected" : "clicked";
+        for (const bool twelve : {false, true}) {
+            const QByteArray clock = twelve ? " 12h" : " 24h";
+            for (const char *typed : {"45", "07", "59", "9"})
+                QTest::newRow("minute " + how + clock + ' ' + typed)
+                    << twelve << true << selectAll << QString::fromLatin1(typed)
+                    << QString::fromLatin1(typed).toInt();
+        }
+        for (const char *typed : {"07", "9", "19"})
+            QTest::newRow("hour " + how + " 24h " + typed)
+                << false << false << selectAll << QString::fromLatin1(typed)
+                << QString::fromLatin1(typed).toInt();
+        for (const char *typed : {"9", "11"})
+            QTest::newRow("hour " + how + " 12h " + typed)
+                << true << false << selectAll << QString::fromLatin1(typed)
+                << QString::fromLatin1(typed).toInt();
+    }
+}
+
+void TestPurge::typedDigitsAreTakenAsTyped()
+{
+    QFETCH(bool, twelveHour);
+    QFETCH(bool, minute);
+    QFETCH(bool, selectAll);
+    QFETCH(QString, typed);
+    QFETCH(int, value);
+
+    if (!twelveHour)
+        useTwentyFourHourClock();
+    // 11:32: two digits without a leading zero, which typing one digit brings in.
+    Clock::setFixed(at(2026, 11, 21, 11, 32));
+    PurgeTasks dialog;
+    dialog.radSpecified->click();
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    QSpinBox *spin = minute ? dialog.spinMinute : dialog.spinHour;
+    auto *edit = spin->findChild<QLineEdit *>();
+    QVERIFY(edit);
+    if (selectAll) {
+        spin->setFocus();
+        spin->selectAll();
+    } else {
+        QTest::mouseClick(edit, Qt::LeftButton, {}, QPoint(edit->width() - 4, edit->height() / 2));
+        QVERIFY(spin->hasFocus());
+        edit->end(false);
+        QTest::keyClick(edit, Qt::Key_Backspace);
+        QTest::keyClick(edit, Qt::Key_Backspace);
+    }
+    QTest::keyClicks(spin, typed);
+    QCOMPARE(spin->value(), value);
+    const QString shown = (twelveHour && !minute) || value >= 10
+                              ? QString::number(value)
+                              : QStringLiteral("0") + QString::number(value);
+    QCOMPARE(spin->text(), shown);
+    QTest::keyClick(spin, Qt::Key_Tab);
+    QCOMPARE(spin->value(), value);
+    clickOk(dialog);
+    QCOMPARE(dialog.getDateTime(),
+             minute ? at(2026, 11, 21, 11, value) : at(2026, 11, 21, value, 32));
 }
 
 void TestPurge::cancelLeavesResultRejected()

@@ -15,8 +15,10 @@
 #include <QtTest>
 
 #include <QCalendarWidget>
+#include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
+#include <QSpinBox>
 #include <QTableView>
 
 namespace {
@@ -74,6 +76,8 @@ private Q_SLOTS:
     void pmToggleAtTwelveNeverGivesTwentyFour();
     void twentyFourHourClock();
     void minuteDoesNotCarryIntoHour();
+    void typedDigitsAreTakenAsTyped_data();
+    void typedDigitsAreTakenAsTyped();
     void specifiedRadioEnablesItsWidgets();
     void runningTaskShowsStopLater();
     void stoppedTaskShowsSpecifiedStop();
@@ -277,6 +281,103 @@ void TestTaskEdit::twentyFourHourClock()
     // The PM box has no say with the 24-hour clock.
     dialog.chkPMStart->setChecked(true);
     QCOMPARE(dialog.getStartDateTime(), at(21, 0, 5));
+}
+
+void TestTaskEdit::typedDigitsAreTakenAsTyped_data()
+{
+    QTest::addColumn<bool>("twelveHour");
+    QTest::addColumn<QString>("field");
+    QTest::addColumn<bool>("selectAll");
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<int>("value");
+    QTest::addColumn<QString>("shown");
+
+    const QStringList minutes
+        = {QStringLiteral("spinStartMinute"), QStringLiteral("spinStopMinute")};
+    const QStringList hours = {QStringLiteral("spinStartHour"), QStringLiteral("spinStopHour")};
+    for (const bool selectAll : {false, true}) {
+        const char *how = selectAll ? "selected" : "clicked";
+        for (const QString &field : minutes) {
+            for (const bool twelve : {false, true}) {
+                const QByteArray name = field.toLatin1() + ' ' + how + (twelve ? " 12h" : " 24h");
+                QTest::newRow(name + " 45") << twelve << field << selectAll << QStringLiteral("45")
+                                            << 45 << QStringLiteral("45");
+                QTest::newRow(name + " 07") << twelve << field << selectAll << QStringLiteral("07")
+                                            << 7 << QStringLiteral("07");
+                QTest::newRow(name + " 59") << twelve << field << selectAll << QStringLiteral("59")
+                                            << 59 << QStringLiteral("59");
+                QTest::newRow(name + " 9") << twelve << field << selectAll << QStringLiteral("9")
+                                           << 9 << QStringLiteral("09");
+            }
+        }
+        for (const QString &field : hours) {
+            const QByteArray name = field.toLatin1() + ' ' + how;
+            QTest::newRow(name + " 24h 07")
+                << false << field << selectAll << QStringLiteral("07") << 7 << QStringLiteral("07");
+            QTest::newRow(name + " 24h 9")
+                << false << field << selectAll << QStringLiteral("9") << 9 << QStringLiteral("09");
+            QTest::newRow(name + " 24h 19") << false << field << selectAll << QStringLiteral("19")
+                                            << 19 << QStringLiteral("19");
+            QTest::newRow(name + " 12h 9")
+                << true << field << selectAll << QStringLiteral("9") << 9 << QStringLiteral("9");
+            QTest::newRow(name + " 12h 11")
+                << true << field << selectAll << QStringLiteral("11") << 11 << QStringLiteral("11");
+        }
+    }
+}
+
+void TestTaskEdit::typedDigitsAreTakenAsTyped()
+{
+    QFETCH(bool, twelveHour);
+    QFETCH(QString, field);
+    QFETCH(bool, selectAll);
+    QFETCH(QString, typed);
+    QFETCH(int, value);
+    QFETCH(QString, shown);
+
+    if (!twelveHour)
+        useTwentyFourHourClock();
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    Activity *coding
+        = build.activity(QStringLiteral("Coding"), build.category(QStringLiteral("Dev")));
+    Q_UNUSED(coding);
+    TaskEdit dialog(nullptr, &doc);
+    // 11:32 to 11:33: two digits without a leading zero, which typing one digit brings in.
+    specifyStart(dialog, at(21, 11, 32));
+    specifyStop(dialog, at(21, 11, 33));
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+
+    auto *spin = dialog.findChild<QSpinBox *>(field);
+    QVERIFY(spin);
+    auto *edit = spin->findChild<QLineEdit *>();
+    QVERIFY(edit);
+    if (selectAll) {
+        spin->setFocus();
+        spin->selectAll();
+    } else {
+        // A click into the field, after what it shows, and the digits it shows erased.
+        QTest::mouseClick(edit, Qt::LeftButton, {}, QPoint(edit->width() - 4, edit->height() / 2));
+        QVERIFY(spin->hasFocus());
+        edit->end(false);
+        QTest::keyClick(edit, Qt::Key_Backspace);
+        QTest::keyClick(edit, Qt::Key_Backspace);
+    }
+    QTest::keyClicks(spin, typed);
+    QCOMPARE(spin->value(), value);
+    QCOMPARE(spin->text(), shown);
+    QTest::keyClick(spin, Qt::Key_Tab);
+    QCOMPARE(spin->value(), value);
+    QCOMPARE(spin->text(), shown);
+
+    const bool start = field.startsWith(QStringLiteral("spinStart"));
+    const bool minute = field.endsWith(QStringLiteral("Minute"));
+    const QDateTime before = start ? at(21, 11, 32) : at(21, 11, 33);
+    const QDateTime expected = minute
+                                   ? QDateTime(before.date(), QTime(before.time().hour(), value))
+                                   : QDateTime(before.date(), QTime(value, before.time().minute()));
+    QCOMPARE(start ? dialog.getStartDateTime() : dialog.getStopDateTime(), expected);
 }
 
 void TestTaskEdit::minuteDoesNotCarryIntoHour()

@@ -1,5 +1,6 @@
 #include "PurgeTasks.h"
 
+#include "TimeFields.h"
 #include "model/Configuration.h"
 #include "platform/Clock.h"
 #include "platform/DateBookMonth.h"
@@ -9,12 +10,6 @@
 #include <QMenu>
 
 namespace {
-
-// The leading zero of a two-digit display; the spin boxes show plain numbers otherwise.
-QString twoDigitPrefix(int value)
-{
-    return value < 10 ? QStringLiteral("0") : QString();
-}
 
 // Hour of the day for the twelve-hour display: 12 without PM is midnight, 12 with PM noon.
 int hourFromTwelveHour(int shown, bool pm)
@@ -63,20 +58,20 @@ void PurgeTasks::setDateTime(const QDateTime &when)
     const int hour = dt.time().hour();
     if (!Configuration().twelveHourClock()) {
         chkPM->hide();
-        spinHour->setPrefix(twoDigitPrefix(hour));
+        TimeFields::setPrefix(spinHour, TimeFields::twoDigitPrefix(hour));
         spinHour->setValue(hour);
         spinHour->setRange(0, 23);
     } else {
         chkPM->show();
         // Set first, so the hour slot fired by the value change already sees the right half.
         chkPM->setChecked(hour >= 12);
-        spinHour->setPrefix(QString());
+        TimeFields::setPrefix(spinHour, QString());
         spinHour->setValue(hour % 12 == 0 ? 12 : hour % 12);
         spinHour->setRange(1, 12);
     }
 
     const int minute = dt.time().minute();
-    spinMinute->setPrefix(twoDigitPrefix(minute));
+    TimeFields::setPrefix(spinMinute, TimeFields::twoDigitPrefix(minute));
     spinMinute->setValue(minute);
 
     purgeDateTime = dt;
@@ -126,7 +121,7 @@ void PurgeTasks::hourChanged(int value)
     if (Configuration().twelveHourClock()) {
         hour = hourFromTwelveHour(value, chkPM->isChecked());
     } else {
-        spinHour->setPrefix(twoDigitPrefix(value));
+        TimeFields::setPrefix(spinHour, TimeFields::twoDigitPrefix(value));
     }
     purgeDateTime = QDateTime(purgeDateTime.date(), QTime(hour, purgeDateTime.time().minute(), 0));
 }
@@ -134,7 +129,7 @@ void PurgeTasks::hourChanged(int value)
 void PurgeTasks::minuteChanged(int value)
 {
     purgeDateTime = QDateTime(purgeDateTime.date(), QTime(purgeDateTime.time().hour(), value, 0));
-    spinMinute->setPrefix(twoDigitPrefix(value));
+    TimeFields::setPrefix(spinMinute, TimeFields::twoDigitPrefix(value));
 }
 
 void PurgeTasks::pmChanged(int state)

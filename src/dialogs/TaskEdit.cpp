@@ -1,6 +1,7 @@
 #include "TaskEdit.h"
 
 #include "ActivityEdit.h"
+#include "TimeFields.h"
 #include "model/QuorvelDocument.h"
 #include "platform/Clock.h"
 #include "platform/DateBookMonth.h"
@@ -18,12 +19,6 @@ namespace {
 int checkState(bool checked)
 {
     return checked ? int(Qt::Checked) : int(Qt::Unchecked);
-}
-
-// The leading zero of a two-digit display.
-QString twoDigitPrefix(int value)
-{
-    return value < 10 ? QStringLiteral("0") : QString();
 }
 
 // The hour of the day that a twelve-hour spin value and PM box stand for.
@@ -119,19 +114,19 @@ void TaskEdit::showDateTime(const QDateTime &given, QToolButton *dateButton, QSp
 
     if (!twelveHourClock()) {
         pmBox->hide();
-        hourSpin->setPrefix(twoDigitPrefix(hour));
+        TimeFields::setPrefix(hourSpin, TimeFields::twoDigitPrefix(hour));
         hourSpin->setValue(hour);
         hourSpin->setRange(0, 23);
     } else {
         pmBox->show();
         // Set before the hour, so the hour slot that setValue fires sees the right half day.
         pmBox->setChecked(hour >= 12);
-        hourSpin->setPrefix(QString());
+        TimeFields::setPrefix(hourSpin, QString());
         hourSpin->setValue(hour % 12 == 0 ? 12 : hour % 12);
         hourSpin->setRange(1, 12);
     }
 
-    minuteSpin->setPrefix(twoDigitPrefix(minute));
+    TimeFields::setPrefix(minuteSpin, TimeFields::twoDigitPrefix(minute));
     minuteSpin->setValue(minute);
 
     *target = dt;
@@ -153,7 +148,7 @@ void TaskEdit::hourChanged(int value, QSpinBox *hourSpin, const QCheckBox *pmBox
     if (twelveHourClock()) {
         hour = hourOfDay(value, pmBox->isChecked());
     } else {
-        hourSpin->setPrefix(twoDigitPrefix(value));
+        TimeFields::setPrefix(hourSpin, TimeFields::twoDigitPrefix(value));
     }
     *target = withTime(*target, hour, target->time().minute());
 }
@@ -161,7 +156,7 @@ void TaskEdit::hourChanged(int value, QSpinBox *hourSpin, const QCheckBox *pmBox
 void TaskEdit::minuteChanged(int value, QSpinBox *minuteSpin, QDateTime *target)
 {
     *target = withTime(*target, target->time().hour(), value);
-    minuteSpin->setPrefix(twoDigitPrefix(value));
+    TimeFields::setPrefix(minuteSpin, TimeFields::twoDigitPrefix(value));
 }
 
 void TaskEdit::pmChanged(int state, const QSpinBox *hourSpin, QDateTime *target)
