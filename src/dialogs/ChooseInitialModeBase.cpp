@@ -1,6 +1,7 @@
 #include "ChooseInitialModeBase.h"
 
 #include "FormFonts.h"
+#include "WrappedText.h"
 
 #include <QEvent>
 
@@ -10,6 +11,7 @@ ChooseInitialModeBase::ChooseInitialModeBase(QWidget *parent)
     setupUi(this);
     connect(buttonBox, &QDialogButtonBox::accepted, this, &QDialog::accept);
     connect(buttonBox, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    fitToWrappedText(this);
 }
 
 bool ChooseInitialModeBase::event(QEvent *event)

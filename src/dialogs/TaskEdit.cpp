@@ -10,6 +10,7 @@
 #include "platform/TimeString.h"
 #include "views/BalloonTip.h"
 
+#include <QAbstractItemView>
 #include <QMenu>
 #include <QSignalBlocker>
 
@@ -41,6 +42,11 @@ TaskEdit::TaskEdit(QVTask *task, QuorvelDocument *document, QWidget *parent)
     , editedTask(task)
     , m_document(document)
 {
+    // A very long activity name must not make the dialog wider than the screen: the list is
+    // as wide as a name of some length, and longer names are elided.
+    comboActivity->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    comboActivity->setMinimumContentsLength(24);
+    comboActivity->view()->setTextElideMode(Qt::ElideRight);
     setupTask();
     setupActivities();
     setupDatePicker();
