@@ -25,6 +25,7 @@
 #include <QCryptographicHash>
 #include <QFile>
 #include <QFileInfo>
+#include <QKeyEvent>
 #include <QMenu>
 #include <QMenuBar>
 #include <QSaveFile>
@@ -72,6 +73,7 @@ QuorvelMainWindow::QuorvelMainWindow(QWidget *parent)
     setupReports();
     setupMenuBar();
     setupCentralWidget();
+    setupKeyboard();
     setupTimer();
     updateView(nullptr);
     showBalloonTips();
@@ -303,6 +305,75 @@ void QuorvelMainWindow::addSettingsMenuItems(QMenu *settingsMenu)
     m_operatingMode = new QAction(tr("Operating Mode"), this);
     connect(m_operatingMode, &QAction::triggered, this, &QuorvelMainWindow::operatingMode);
     settingsMenu->addAction(m_operatingMode);
+}
+
+void QuorvelMainWindow::setupKeyboard()
+{
+    // Every command within reach of the keyboard. The shortcuts show in the menus beside the
+    // entries; the entries' texts stay as they are.
+    m_newTask->setShortcut(QKeySequence::New);
+    m_editTask->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_E));
+    // Enter on a row edits it too, as in the lists of other programs; the table still gets the
+    // key (eventFilter).
+    m_mainWidget->table->installEventFilter(this);
+    m_deleteTask->setShortcut(QKeySequence::Delete);
+    if (QAction *summary = actionForReport(0))
+        summary->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_R));
+
+    // The three shortcut buttons, through the buttons themselves: the same command, with every
+    // refusal and question.
+    for (int slot = 1; slot <= 3; ++slot) {
+        auto *toggle = new QAction(this);
+        toggle->setObjectName(QStringLiteral("toggleShortcut%1").arg(slot));
+        toggle->setShortcut(QKeySequence(Qt::CTRL | Qt::Key(Qt::Key_0 + slot)));
+        connect(toggle, &QAction::triggered, this, [this, slot] {
+            QToolButton *button = m_mainWidget->button(slot);
+            if (button->isVisible() && button->isEnabled())
+                button->click();
+        });
+        addAction(toggle);
+    }
+
+    auto *quit = new QAction(this);
+    quit->setObjectName(QStringLiteral("quit"));
+    quit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
+    connect(quit, &QAction::triggered, this, &QWidget::close);
+    addAction(quit);
+
+    // The menus' titles carry no mnemonic marks; Alt with their first letters opens them all
+    // the same, and F10 the first, as on other desktops.
+    const QList<QAction *> menus = menuBar()->actions();
+    for (QAction *menu : menus) {
+        const QString title = menu->text();
+        if (title.isEmpty())
+            continue;
+        auto *open = new QAction(this);
+        open->setObjectName(QStringLiteral("open menu ") + title);
+        open->setShortcut(QKeySequence(Qt::ALT | Qt::Key(title.at(0).toUpper().unicode())));
+        connect(open, &QAction::triggered, this,
+                [this, menu] { menuBar()->setActiveAction(menu); });
+        addAction(open);
+    }
+    if (!menus.isEmpty()) {
+        auto *first = new QAction(this);
+        first->setObjectName(QStringLiteral("open first menu"));
+        first->setShortcut(QKeySequence(Qt::Key_F10));
+        connect(first, &QAction::triggered, this,
+                [this, menu = menus.first()] { menuBar()->setActiveAction(menu); });
+        addAction(first);
+    }
+}
+
+bool QuorvelMainWindow::eventFilter(QObject *watched, QEvent *event)
+{
+    if (m_mainWidget && watched == m_mainWidget->table && event->type() == QEvent::KeyPress) {
+        const auto *key = static_cast<QKeyEvent *>(event);
+        const bool enter = key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter;
+        if (enter && (key->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier
+            && m_editTask->isEnabled())
+            m_editTask->trigger();
+    }
+    return QMainWindow::eventFilter(watched, event);
 }
 
 void QuorvelMainWindow::setupCentralWidget()

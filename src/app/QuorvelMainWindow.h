@@ -88,6 +88,9 @@ public Q_SLOTS:
     // command that changes tasks waits while a question or an editor is open here.
     void carryOut(HandedCommand *command);
 
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 private:
     void setupDocument();
     void setupReports();
@@ -96,6 +99,10 @@ private:
     void addReportMenuItems(QMenu *reportMenu);
     void addSettingsMenuItems(QMenu *settingsMenu);
     void setupCentralWidget();
+    // Shortcuts for the commands, the shortcut buttons and the menus.
+    void setupKeyboard();
+    // The Report menu's entry of the report at that place in m_reports, or null.
+    QAction *actionForReport(int index) const;
     void setupTimer();
     void promptUserMode();
     bool getServerSettings();

@@ -24,6 +24,7 @@ void QuorvelMainWindow::addReportMenuItems(QMenu *reportMenu)
 {
     for (const std::unique_ptr<Report> &report : m_reports) {
         auto *action = new QAction(report->getMenuName(), this);
+        action->setObjectName(QStringLiteral("report %1").arg(&report - m_reports.data()));
         reportMenu->addAction(action);
         connect(action, &QAction::triggered, report.get(), &Report::invoke);
     }
@@ -31,6 +32,11 @@ void QuorvelMainWindow::addReportMenuItems(QMenu *reportMenu)
     auto *viewSaved = new QAction(tr("View Saved Report"), this);
     connect(viewSaved, &QAction::triggered, this, &QuorvelMainWindow::viewSavedReport);
     reportMenu->addAction(viewSaved);
+}
+
+QAction *QuorvelMainWindow::actionForReport(int index) const
+{
+    return findChild<QAction *>(QStringLiteral("report %1").arg(index), Qt::FindDirectChildrenOnly);
 }
 
 void QuorvelMainWindow::viewSavedReport()
