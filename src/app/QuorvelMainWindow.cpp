@@ -400,6 +400,7 @@ void QuorvelMainWindow::updateView(QVTask *task)
     }
     m_mainWidget->updateShortcutTimers();
     updateControls();
+    Q_EMIT tasksChanged();
 }
 
 void QuorvelMainWindow::updateControls()

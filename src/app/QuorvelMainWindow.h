@@ -88,6 +88,10 @@ public Q_SLOTS:
     // command that changes tasks waits while a question or an editor is open here.
     void carryOut(HandedCommand *command);
 
+Q_SIGNALS:
+    // The table and the buttons were brought up to date after the tasks may have changed.
+    void tasksChanged();
+
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 

@@ -1,3 +1,4 @@
+#include "app/DBusService.h"
 #include "app/QuorvelMainWindow.h"
 #include "model/QuorvelDocument.h"
 #include "platform/Clock.h"
@@ -49,6 +50,12 @@ int main(int argc, char *argv[])
     QObject::connect(&instance, &SingleInstance::commandReceived, &window,
                      &QuorvelMainWindow::carryOut);
     instance.acceptCommands();
+    // The same commands on the session bus, for panels, scripts and desktop shortcuts; without
+    // a bus Quorvel works as before.
+    DBusService service(&window);
+    QString why;
+    if (!service.publish(QDBusConnection::sessionBus(), &why))
+        qInfo("Quorvel is not on the session bus: %s", qPrintable(why));
     app.watchDataFile(QuorvelDocument::dataFilePath());
 
     window.setWindowTitle(QCoreApplication::translate("main", "Quorvel"));

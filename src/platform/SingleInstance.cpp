@@ -34,8 +34,20 @@ HandedCommand::HandedCommand(const QStringList &arguments, QLocalSocket *socket)
     , m_socket(socket)
 {}
 
+HandedCommand::HandedCommand(const QStringList &arguments, Answer answer, QObject *parent)
+    : QObject(parent)
+    , m_arguments(arguments)
+    , m_answer(std::move(answer))
+{}
+
 void HandedCommand::reply(int exitCode, const QByteArray &out, const QByteArray &err)
 {
+    if (m_answer) {
+        const Answer answer = std::exchange(m_answer, nullptr);
+        answer(exitCode, out, err);
+        deleteLater();
+        return;
+    }
     if (!m_socket)
         return;
     // The output goes with its length: it is the user's text and may hold any byte.

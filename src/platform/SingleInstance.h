@@ -7,6 +7,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <memory>
 
 class QLocalServer;
@@ -19,7 +20,12 @@ class HandedCommand : public QObject
     Q_OBJECT
 
 public:
+    using Answer = std::function<void(int exitCode, const QByteArray &out, const QByteArray &err)>;
+
     HandedCommand(const QStringList &arguments, QLocalSocket *socket);
+    // A command from elsewhere (the session bus): the answer goes to answer, and the command
+    // deletes itself once answered.
+    HandedCommand(const QStringList &arguments, Answer answer, QObject *parent);
 
     const QStringList &arguments() const { return m_arguments; }
     // Sends the answer (once) and ends the connection.
@@ -28,6 +34,7 @@ public:
 private:
     QStringList m_arguments;
     QPointer<QLocalSocket> m_socket;
+    Answer m_answer;
 };
 
 // One Quorvel per user: a lock file in the data folder. The first instance listens on a

@@ -1,0 +1,294 @@
+// The window's service on a private session bus started by the test: each method's result and
+// refusal, and the signal after a start from the window.
+
+#include "DocumentBuilder.h"
+#include "TestEnvironment.h"
+
+#include "app/DBusService.h"
+#include "app/QuorvelMainWindow.h"
+#include "model/Configuration.h"
+#include "platform/Clock.h"
+#include "platform/MessageBox.h"
+#include "views/MainWidget.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QToolButton>
+#include <QtTest>
+
+#include <csignal>
+
+namespace {
+
+const QString Interface = QStringLiteral("org.quorvel.Quorvel");
+
+struct Answer
+{
+    bool error = false;
+    QString errorName;
+    QString text;
+    QStringList list;
+};
+
+// Calls the method and waits for its answer, letting the window run meanwhile (the service is
+// in this thread, so nothing here may block on the bus).
+Answer call(const QString &method, const QVariantList &arguments = {})
+{
+    QDBusMessage message = QDBusMessage::createMethodCall(
+        QString::fromLatin1(DBusService::ServiceName), QString::fromLatin1(DBusService::ObjectPath),
+        Interface, method);
+    message.setArguments(arguments);
+    QDBusPendingCallWatcher watcher(QDBusConnection(QStringLiteral("client")).asyncCall(message));
+    Answer answer;
+    if (!QTest::qWaitFor([&watcher] { return watcher.isFinished(); }, 10000)) {
+        answer.error = true;
+        answer.text = QStringLiteral("no answer within 10 s");
+        return answer;
+    }
+    const QDBusMessage reply = watcher.reply();
+    answer.error = reply.type() == QDBusMessage::ErrorMessage;
+    answer.errorName = reply.errorName();
+    answer.text = answer.error ? reply.errorMessage() : reply.arguments().value(0).toString();
+    answer.list = reply.arguments().value(0).toStringList();
+    return answer;
+}
+
+// Counts a signal from the bus.
+class SignalCounter : public QObject
+{
+    Q_OBJECT
+
+public:
+    int count = 0;
+
+public Q_SLOTS:
+    void received() { ++count; }
+};
+
+} // namespace
+
+class TestDBus : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
+    void init();
+    void cleanup();
+    void startStopAndStatus();
+    void refusalsAreErrors();
+    void theNameIsTakenOnce();
+    void tasksChangedAfterAStartFromTheWindow();
+    void aCallStartsQuorvel();
+
+private:
+    QProcess m_daemon;
+    QTemporaryDir m_busFolder;
+    QString m_address;
+    std::unique_ptr<QuorvelMainWindow> m_window;
+    DBusService *m_service = nullptr;
+};
+
+void TestDBus::initTestCase()
+{
+    // A bus of our own, never the desktop's, which starts Quorvel from its service file as a
+    // desktop's bus would: the file installed, with the window's program of this build.
+    QVERIFY(m_busFolder.isValid());
+    const QString services = m_busFolder.filePath(QStringLiteral("services"));
+    QVERIFY(QDir().mkpath(services));
+    QFile installed(QStringLiteral(QUORVEL_SERVICE_FILE));
+    QVERIFY(installed.open(QIODevice::ReadOnly));
+    QByteArray service = installed.readAll();
+    const qsizetype exec = service.indexOf("Exec=");
+    QVERIFY(exec >= 0);
+    service = service.left(exec) + "Exec=" + QByteArray(QUORVEL_GUI) + '\n';
+    QFile serviceFile(services + QStringLiteral("/org.quorvel.Quorvel.service"));
+    QVERIFY(serviceFile.open(QIODevice::WriteOnly));
+    serviceFile.write(service);
+    serviceFile.close();
+
+    const QString socket = m_busFolder.filePath(QStringLiteral("bus"));
+    const QString config = m_busFolder.filePath(QStringLiteral("session.conf"));
+    QFile configFile(config);
+    QVERIFY(configFile.open(QIODevice::WriteOnly));
+    configFile.write(
+        QStringLiteral("<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus "
+                       "Configuration 1.0//EN\" "
+                       "\"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
+                       "<busconfig><type>session</type><listen>unix:path=%1</listen>"
+                       "<servicedir>%2</servicedir><policy context=\"default\">"
+                       "<allow send_destination=\"*\" eavesdrop=\"true\"/>"
+                       "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>\n")
+            .arg(socket, services)
+            .toUtf8());
+    configFile.close();
+
+    // Set first, so that what the bus starts finds it too.
+    m_address = QStringLiteral("unix:path=") + socket;
+    qputenv("DBUS_SESSION_BUS_ADDRESS", m_address.toUtf8());
+    m_daemon.start(QStringLiteral("dbus-daemon"),
+                   {QStringLiteral("--config-file=") + config, QStringLiteral("--nofork"),
+                    QStringLiteral("--print-address=1")});
+    if (!m_daemon.waitForStarted(10000))
+        QFAIL("cannot start a private D-Bus session bus: dbus-daemon did not start (Debian "
+              "package dbus); the D-Bus service is untested");
+    QVERIFY(m_daemon.waitForReadyRead(10000));
+    const QString printed = QString::fromUtf8(m_daemon.readLine()).trimmed();
+    QVERIFY2(printed.startsWith(m_address), qPrintable(printed));
+}
+
+void TestDBus::cleanupTestCase()
+{
+    m_daemon.terminate();
+    m_daemon.waitForFinished(5000);
+}
+
+void TestDBus::init()
+{
+    TestEnvironment::wipe();
+    MessageBox::clearShown();
+    Clock::setFixed(at(21, 9, 30));
+    Configuration().setMode(Configuration::Personal);
+    Configuration().setAllowConcurrentTasks(false);
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    ActivityCategory *work = build.category(QStringLiteral("Work"));
+    build.activity(QStringLiteral("Writing"), work);
+    build.activity(QStringLiteral("Reading"), work);
+    build.task(doc.activities.at(0), at(21, 8, 0), at(21, 8, 30), 1);
+    build.sortAll();
+    QVERIFY(doc.save());
+
+    m_window = std::make_unique<QuorvelMainWindow>();
+    m_service = new DBusService(m_window.get());
+    QString why;
+    QVERIFY2(m_service->publish(QDBusConnection::sessionBus(), &why), qPrintable(why));
+    const QDBusConnection client
+        = QDBusConnection::connectToBus(m_address, QStringLiteral("client"));
+    QVERIFY(client.isConnected());
+}
+
+void TestDBus::cleanup()
+{
+    QDBusConnection::disconnectFromBus(QStringLiteral("client"));
+    QDBusConnection::disconnectFromBus(QStringLiteral("second"));
+    QDBusConnection::sessionBus().unregisterService(QString::fromLatin1(DBusService::ServiceName));
+    QDBusConnection::sessionBus().unregisterObject(QString::fromLatin1(DBusService::ObjectPath));
+    m_window.reset();
+}
+
+void TestDBus::startStopAndStatus()
+{
+    Answer answer = call(QStringLiteral("Status"));
+    QVERIFY(!answer.error);
+    QCOMPARE(answer.text, QStringLiteral("No task is running."));
+    QCOMPARE(call(QStringLiteral("RunningTasks")).list, QStringList());
+
+    answer = call(QStringLiteral("Start"), {QStringLiteral("Reading")});
+    QVERIFY2(!answer.error, qPrintable(answer.text));
+    // The window shows it at once, on the button of the activity.
+    QCOMPARE(m_window->document()->tasks.size(), 2);
+    QVERIFY(m_window->document()->tasks.last()->isRunning());
+    QCOMPARE(m_window->document()->tasks.last()->start(), at(21, 9, 30));
+    QCOMPARE(call(QStringLiteral("RunningTasks")).list, QStringList{QStringLiteral("Reading")});
+
+    Clock::setFixed(at(21, 10, 47));
+    answer = call(QStringLiteral("Status"));
+    QVERIFY(!answer.error);
+    QCOMPARE(answer.text, QStringLiteral("Reading\t1:17\n"));
+
+    // Starting another stops the first, as concurrent tasks are not allowed.
+    answer = call(QStringLiteral("Start"), {QStringLiteral("Writing")});
+    QVERIFY2(!answer.error, qPrintable(answer.text));
+    QCOMPARE(call(QStringLiteral("RunningTasks")).list, QStringList{QStringLiteral("Writing")});
+
+    Clock::setFixed(at(21, 11, 0));
+    answer = call(QStringLiteral("Stop"), {QString()});
+    QVERIFY2(!answer.error, qPrintable(answer.text));
+    QCOMPARE(call(QStringLiteral("RunningTasks")).list, QStringList());
+    QCOMPARE(m_window->document()->tasks.size(), 3);
+    QCOMPARE(m_window->document()->tasks.last()->stop(), at(21, 11, 0));
+    // And it is on disk.
+    QuorvelDocument saved;
+    QVERIFY(saved.load());
+    QCOMPARE(saved.tasks.size(), 3);
+}
+
+void TestDBus::refusalsAreErrors()
+{
+    Answer answer = call(QStringLiteral("Start"), {QStringLiteral("Gardening")});
+    QVERIFY(answer.error);
+    QCOMPARE(answer.errorName, QStringLiteral("org.quorvel.Quorvel.Error.Refused"));
+    QCOMPARE(answer.text, QStringLiteral("no activity is called “Gardening”. The activities "
+                                         "are:\n  Reading (Work)\n  Writing (Work)"));
+
+    answer = call(QStringLiteral("Stop"), {QString()});
+    QVERIFY(answer.error);
+    QCOMPARE(answer.errorName, QStringLiteral("org.quorvel.Quorvel.Error.Refused"));
+    QCOMPARE(answer.text, QStringLiteral("no task is running."));
+    QCOMPARE(m_window->document()->tasks.size(), 1);
+}
+
+void TestDBus::theNameIsTakenOnce()
+{
+    // A second Quorvel on the bus cannot take the name, nor publish twice on one connection.
+    QuorvelMainWindow other;
+    DBusService second(&other);
+    QString why;
+    QVERIFY(
+        !second.publish(QDBusConnection::connectToBus(m_address, QStringLiteral("second")), &why));
+    QCOMPARE(why, QStringLiteral("another program has the name org.quorvel.Quorvel"));
+    QVERIFY(!second.publish(QDBusConnection::sessionBus(), &why));
+    QCOMPARE(why, QStringLiteral("another object is published at /Quorvel"));
+    // The first one still answers.
+    QCOMPARE(call(QStringLiteral("Status")).text, QStringLiteral("No task is running."));
+}
+
+void TestDBus::tasksChangedAfterAStartFromTheWindow()
+{
+    SignalCounter changed;
+    QVERIFY(QDBusConnection(QStringLiteral("client"))
+                .connect(QString::fromLatin1(DBusService::ServiceName),
+                         QString::fromLatin1(DBusService::ObjectPath), Interface,
+                         QStringLiteral("TasksChanged"), &changed, SLOT(received())));
+    // A round trip, so that the match rule is in place before the start.
+    QCOMPARE(call(QStringLiteral("Status")).text, QStringLiteral("No task is running."));
+    QToolButton *button = m_window->mainWidget()->button(1);
+    QVERIFY(button->isEnabled());
+    button->click();
+    QVERIFY(m_window->document()->tasks.last()->isRunning());
+    QTRY_VERIFY(changed.count >= 1);
+}
+
+void TestDBus::aCallStartsQuorvel()
+{
+    // No Quorvel on the bus: the call starts the window's program, which answers it.
+    m_window.reset();
+    QDBusConnection::sessionBus().unregisterService(QString::fromLatin1(DBusService::ServiceName));
+    QDBusConnection::sessionBus().unregisterObject(QString::fromLatin1(DBusService::ObjectPath));
+    QDBusConnectionInterface *bus = QDBusConnection(QStringLiteral("client")).interface();
+    QVERIFY(!bus->isServiceRegistered(QString::fromLatin1(DBusService::ServiceName)).value());
+
+    const Answer answer = call(QStringLiteral("Start"), {QStringLiteral("Writing")});
+    QVERIFY2(!answer.error, qPrintable(answer.text));
+    const uint pid = bus->servicePid(QString::fromLatin1(DBusService::ServiceName)).value();
+    QVERIFY(pid > 0);
+    QCOMPARE(call(QStringLiteral("RunningTasks")).list, QStringList{QStringLiteral("Writing")});
+
+    // It ends on SIGTERM, having written the task.
+    QVERIFY(::kill(pid_t(pid), SIGTERM) == 0);
+    QTRY_VERIFY_WITH_TIMEOUT(
+        !bus->isServiceRegistered(QString::fromLatin1(DBusService::ServiceName)).value(), 10000);
+    QuorvelDocument saved;
+    QVERIFY(saved.load());
+    QCOMPARE(saved.tasks.size(), 2);
+    QVERIFY(saved.tasks.last()->isRunning());
+}
+
+QUORVEL_TEST_MAIN(TestDBus)
+#include "tst_dbus.moc"
