@@ -1,5 +1,6 @@
 #include "QuorvelMainWindow.h"
 
+#include "TrayIcon.h"
 #include "cli/Commands.h"
 #include "dialogs/ActivityList.h"
 #include "dialogs/CategoryList.h"
@@ -21,6 +22,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QCloseEvent>
 #include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QFile>
@@ -362,6 +364,30 @@ void QuorvelMainWindow::setupKeyboard()
                 [this, menu = menus.first()] { menuBar()->setActiveAction(menu); });
         addAction(first);
     }
+}
+
+void QuorvelMainWindow::closeEvent(QCloseEvent *event)
+{
+    if (m_tray && m_tray->isShown()) {
+        if (m_tray->showsRunning()) {
+            // The running task goes on being timed, and the panel shows it.
+            event->ignore();
+            hide();
+            Config settings(QStringLiteral("quorvelqpe"));
+            settings.setGroup(QStringLiteral("Desktop"));
+            if (!settings.readBoolEntry(QStringLiteral("ToldAboutPanel"), false)) {
+                settings.writeEntry(QStringLiteral("ToldAboutPanel"), true);
+                MessageBox::information(nullptr, tr("Quorvel Keeps Running"),
+                                        tr("A task is running, so Quorvel stays in the panel "
+                                           "and goes on timing it.\nOpen or quit Quorvel from "
+                                           "its icon there."));
+            }
+            return;
+        }
+        // Nothing runs: closing the window ends Quorvel, as it does without a panel.
+        QTimer::singleShot(0, qApp, &QCoreApplication::quit);
+    }
+    QMainWindow::closeEvent(event);
 }
 
 bool QuorvelMainWindow::eventFilter(QObject *watched, QEvent *event)

@@ -21,6 +21,7 @@ class QTimer;
 class QToolBar;
 class QToolButton;
 class QuorvelDocument;
+class TrayIcon;
 class QVTask;
 class Report;
 class TaskEdit;
@@ -88,12 +89,18 @@ public Q_SLOTS:
     // command that changes tasks waits while a question or an editor is open here.
     void carryOut(HandedCommand *command);
 
+public:
+    // The panel icon, when Quorvel has one: closing the window while a task runs then keeps
+    // Quorvel there, and closing it otherwise ends Quorvel as without a panel.
+    void setTrayIcon(TrayIcon *tray) { m_tray = tray; }
+
 Q_SIGNALS:
     // The table and the buttons were brought up to date after the tasks may have changed.
     void tasksChanged();
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
+    void closeEvent(QCloseEvent *event) override;
 
 private:
     void setupDocument();
@@ -168,4 +175,5 @@ private:
     // True once the user has been told that the data file cannot be written, until a write
     // succeeds again.
     bool m_saveFailureTold = false;
+    TrayIcon *m_tray = nullptr;
 };

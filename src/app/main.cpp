@@ -1,5 +1,6 @@
 #include "app/DBusService.h"
 #include "app/QuorvelMainWindow.h"
+#include "app/TrayIcon.h"
 #include "model/QuorvelDocument.h"
 #include "platform/Clock.h"
 #include "platform/QuorvelApplication.h"
@@ -57,6 +58,11 @@ int main(int argc, char *argv[])
     if (!service.publish(QDBusConnection::sessionBus(), &why))
         qInfo("Quorvel is not on the session bus: %s", qPrintable(why));
     app.watchDataFile(QuorvelDocument::dataFilePath());
+
+    // In the panel where the desktop has one; without, closing the window ends Quorvel.
+    TrayIcon tray(&window);
+    if (tray.show())
+        window.setTrayIcon(&tray);
 
     window.setWindowTitle(QCoreApplication::translate("main", "Quorvel"));
     window.setWindowIcon(Resource::loadIcon(QStringLiteral("quorvel")));

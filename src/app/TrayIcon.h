@@ -1,0 +1,60 @@
+#pragma once
+
+#include <QIcon>
+#include <QObject>
+
+#include <memory>
+
+class QAction;
+class QMenu;
+class QSystemTrayIcon;
+class QTimer;
+class QuorvelMainWindow;
+
+// Quorvel in the panel (a StatusNotifierItem on KDE, and on GNOME with the AppIndicator
+// extension). Its icon tells whether a task runs, its tooltip lists the running tasks with
+// their running times, and its menu has the three shortcut buttons (clicking the buttons
+// themselves: the same command, with every refusal and question), "Open Quorvel" and
+// "Quit". The window closed while a task runs stays here (QuorvelMainWindow::closeEvent).
+class TrayIcon : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit TrayIcon(QuorvelMainWindow *window);
+    ~TrayIcon() override;
+
+    // Puts the icon into the panel; false when the desktop has no panel for it.
+    bool show();
+    bool isShown() const;
+
+    QMenu *menu() const { return m_menu.get(); }
+    // The entry of a shortcut button, 1 to 3.
+    QAction *shortcutAction(int slot) const;
+    QAction *openAction() const { return m_open; }
+    QAction *quitAction() const { return m_quit; }
+    // "Quorvel", then a line "activity<tab>H:MM" for each running task, oldest first.
+    QString toolTip() const;
+    // Whether the icon shows a running task.
+    bool showsRunning() const { return m_showsRunning; }
+
+    // Brings the entries, the tooltip and the icon up to date with the window.
+    void refresh();
+
+    // --- Test seam: a panel where the platform has none (offscreen). show() then succeeds
+    // and the icon counts as shown, without a QSystemTrayIcon.
+    static void setPanelForTesting(bool on);
+
+private:
+    QuorvelMainWindow *m_window;
+    std::unique_ptr<QMenu> m_menu;
+    QSystemTrayIcon *m_icon = nullptr;
+    QAction *m_shortcuts[3] = {};
+    QAction *m_open = nullptr;
+    QAction *m_quit = nullptr;
+    QTimer *m_timer = nullptr;
+    QIcon m_idleIcon;
+    QIcon m_runningIcon;
+    bool m_showsRunning = false;
+    bool m_shownForTesting = false;
+};

@@ -1,0 +1,275 @@
+// The panel icon: its entries follow the shortcut buttons and run their command, with every
+// refusal; its tooltip and icon tell what runs; the window closed while a task runs stays
+// there.
+
+#include "DocumentBuilder.h"
+#include "TestEnvironment.h"
+
+#include "app/QuorvelMainWindow.h"
+#include "app/TrayIcon.h"
+#include "model/Configuration.h"
+#include "platform/Clock.h"
+#include "platform/MessageBox.h"
+#include "views/MainWidget.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QMenu>
+#include <QToolButton>
+#include <QtTest>
+
+namespace {
+
+// Activities A, B and C; tasks of A and B hold the first two shortcut buttons.
+struct FileSetup
+{
+    QuorvelDocument doc;
+    Activity *a = nullptr;
+    Activity *b = nullptr;
+    Activity *c = nullptr;
+
+    FileSetup()
+    {
+        Configuration().setMode(Configuration::Personal);
+        Configuration().setAllowConcurrentTasks(false);
+        DocumentBuilder build(doc);
+        ActivityCategory *work = build.category(QStringLiteral("Work"));
+        a = build.activity(QStringLiteral("A"), work);
+        b = build.activity(QStringLiteral("B"), work);
+        c = build.activity(QStringLiteral("C"), work);
+        build.task(a, at(20, 8, 0), at(20, 8, 30), 1);
+        build.task(b, at(20, 9, 0), at(20, 9, 30), 2);
+    }
+    void task(Activity *activity, const QDateTime &start, const QDateTime &stop, int slot = 0)
+    {
+        DocumentBuilder(doc).task(activity, start, stop, slot);
+    }
+    void save()
+    {
+        doc.tasks.sort();
+        QVERIFY(doc.save());
+    }
+};
+
+QStringList titles()
+{
+    QStringList list;
+    for (const MessageBox::Shown &shown : MessageBox::shown())
+        list << shown.title;
+    return list;
+}
+
+} // namespace
+
+class TestTray : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void entriesFollowTheButtons();
+    void startAndStopFromTheMenu();
+    void startRefusedForOverlap();
+    void stopRefusedForFutureStart();
+    void stopRefusedForOverlap();
+    void startingAnotherStopsTheFirst();
+    void closingWhileATaskRunsKeepsQuorvel();
+    void closingWithNothingRunningEndsQuorvel();
+    void withoutAPanelNothingChanges();
+};
+
+void TestTray::init()
+{
+    TestEnvironment::wipe();
+    MessageBox::clearShown();
+    Clock::setFixed(at(21, 9, 30));
+}
+
+void TestTray::cleanup()
+{
+    TrayIcon::setPanelForTesting(false);
+    QApplication::setQuitOnLastWindowClosed(true);
+}
+
+void TestTray::entriesFollowTheButtons()
+{
+    FileSetup setup;
+    setup.save();
+    QuorvelMainWindow window;
+    TrayIcon tray(&window);
+    QCOMPARE(tray.shortcutAction(1)->text(), QStringLiteral("A"));
+    QCOMPARE(tray.shortcutAction(2)->text(), QStringLiteral("B"));
+    QVERIFY(tray.shortcutAction(1)->isVisible());
+    QVERIFY(tray.shortcutAction(1)->isEnabled());
+    QVERIFY(!tray.shortcutAction(1)->isChecked());
+    // The third button stands for no task.
+    QVERIFY(!tray.shortcutAction(3)->isVisible());
+    QCOMPARE(tray.openAction()->text(), QStringLiteral("Open Quorvel"));
+    QCOMPARE(tray.quitAction()->text(), QStringLiteral("Quit"));
+    QCOMPARE(tray.menu()->actions().size(), 6);
+    QCOMPARE(tray.toolTip(), QStringLiteral("Quorvel"));
+    QVERIFY(!tray.showsRunning());
+
+    // A start from the window shows in the menu.
+    window.mainWidget()->button(2)->click();
+    QVERIFY(tray.shortcutAction(2)->isChecked());
+    QVERIFY(tray.showsRunning());
+}
+
+void TestTray::startAndStopFromTheMenu()
+{
+    FileSetup setup;
+    setup.save();
+    QuorvelMainWindow window;
+    TrayIcon tray(&window);
+    tray.shortcutAction(1)->trigger();
+    QVERIFY(MessageBox::shown().isEmpty());
+    QVERIFY(window.mainWidget()->button(1)->isChecked());
+    QVERIFY(tray.shortcutAction(1)->isChecked());
+    QCOMPARE(window.document()->tasks.size(), 3);
+    QVERIFY(window.document()->tasks.last()->isRunning());
+    QCOMPARE(window.document()->tasks.last()->activity, window.document()->activities.at(0));
+
+    Clock::setFixed(at(21, 10, 31, 20));
+    QCOMPARE(tray.toolTip(), QStringLiteral("Quorvel\nA\t1:01"));
+    QVERIFY(tray.showsRunning());
+
+    tray.shortcutAction(1)->trigger();
+    QVERIFY(!window.mainWidget()->button(1)->isChecked());
+    QVERIFY(!tray.shortcutAction(1)->isChecked());
+    QCOMPARE(window.document()->tasks.last()->stop(), at(21, 10, 31));
+    QCOMPARE(tray.toolTip(), QStringLiteral("Quorvel"));
+    QVERIFY(!tray.showsRunning());
+}
+
+void TestTray::startRefusedForOverlap()
+{
+    FileSetup setup;
+    setup.task(setup.c, at(21, 9, 0), at(21, 10, 0));
+    setup.save();
+    QuorvelMainWindow window;
+    TrayIcon tray(&window);
+    tray.shortcutAction(1)->trigger();
+    QCOMPARE(titles(), QStringList{QStringLiteral("Cannot Start Task")});
+    QCOMPARE(MessageBox::shown().at(0).text,
+             QStringLiteral("This task cannot be started\nnow because this would cause it\nto "
+                            "overlap with another task.\n"));
+    QVERIFY(!tray.shortcutAction(1)->isChecked());
+    QCOMPARE(window.document()->tasks.size(), 3);
+}
+
+void TestTray::stopRefusedForFutureStart()
+{
+    FileSetup setup;
+    setup.task(setup.c, at(21, 10, 0), QDateTime(), 3);
+    setup.save();
+    QuorvelMainWindow window;
+    TrayIcon tray(&window);
+    QVERIFY(tray.shortcutAction(3)->isChecked());
+    tray.shortcutAction(3)->trigger();
+    QCOMPARE(titles(), QStringList{QStringLiteral("Cannot Stop Task")});
+    QCOMPARE(MessageBox::shown().at(0).text,
+             QStringLiteral("This task cannot be stopped\nnow because its start time is in\nthe "
+                            "future. To set a specific\nfuture stop time, you can Edit\nthe "
+                            "task."));
+    QVERIFY(tray.shortcutAction(3)->isChecked());
+    QVERIFY(window.document()->tasks.last()->isRunning());
+}
+
+void TestTray::stopRefusedForOverlap()
+{
+    FileSetup setup;
+    setup.task(setup.c, at(21, 8, 0), QDateTime(), 3);
+    setup.task(setup.b, at(21, 9, 0), at(21, 9, 10));
+    setup.save();
+    QuorvelMainWindow window;
+    TrayIcon tray(&window);
+    tray.shortcutAction(3)->trigger();
+    QCOMPARE(titles(), QStringList{QStringLiteral("Cannot Stop Task")});
+    QCOMPARE(MessageBox::shown().at(0).text,
+             QStringLiteral("This task cannot be stopped\nnow because this would cause it\nto "
+                            "overlap with another task.\nYou can Edit the task to set\na stop "
+                            "time."));
+    QVERIFY(tray.shortcutAction(3)->isChecked());
+}
+
+void TestTray::startingAnotherStopsTheFirst()
+{
+    FileSetup setup;
+    setup.save();
+    QuorvelMainWindow window;
+    TrayIcon tray(&window);
+    tray.shortcutAction(1)->trigger();
+    Clock::setFixed(at(21, 9, 45));
+    tray.shortcutAction(2)->trigger();
+    QVERIFY(!tray.shortcutAction(1)->isChecked());
+    QVERIFY(tray.shortcutAction(2)->isChecked());
+    Clock::setFixed(at(21, 10, 0));
+    QCOMPARE(tray.toolTip(), QStringLiteral("Quorvel\nB\t0:15"));
+}
+
+void TestTray::closingWhileATaskRunsKeepsQuorvel()
+{
+    FileSetup setup;
+    setup.save();
+    QuorvelMainWindow window;
+    TrayIcon::setPanelForTesting(true);
+    TrayIcon tray(&window);
+    QVERIFY(tray.show());
+    window.setTrayIcon(&tray);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    tray.shortcutAction(1)->trigger();
+
+    QVERIFY(!window.close());
+    QVERIFY(!window.isVisible());
+    QCOMPARE(titles(), QStringList{QStringLiteral("Quorvel Keeps Running")});
+    QCOMPARE(MessageBox::shown().at(0).text,
+             QStringLiteral("A task is running, so Quorvel stays in the panel and goes on "
+                            "timing it.\nOpen or quit Quorvel from its icon there."));
+    // The task went on, and is on disk: hiding the window writes.
+    QVERIFY(window.document()->tasks.last()->isRunning());
+
+    // Said once: not at the next close, nor after a restart.
+    tray.openAction()->trigger();
+    QVERIFY(window.isVisible());
+    QVERIFY(!window.close());
+    QCOMPARE(MessageBox::shown().size(), 1);
+}
+
+void TestTray::closingWithNothingRunningEndsQuorvel()
+{
+    FileSetup setup;
+    setup.save();
+    QuorvelMainWindow window;
+    TrayIcon::setPanelForTesting(true);
+    TrayIcon tray(&window);
+    QVERIFY(tray.show());
+    window.setTrayIcon(&tray);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    QVERIFY(window.close());
+    QVERIFY(MessageBox::shown().isEmpty());
+}
+
+void TestTray::withoutAPanelNothingChanges()
+{
+    FileSetup setup;
+    setup.save();
+    QuorvelMainWindow window;
+    TrayIcon tray(&window);
+    // The offscreen platform has no panel.
+    QVERIFY(!tray.show());
+    QVERIFY(!tray.isShown());
+    QVERIFY(QApplication::quitOnLastWindowClosed());
+    window.setTrayIcon(&tray);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    window.mainWidget()->button(1)->click();
+    QVERIFY(window.close());
+    QVERIFY(MessageBox::shown().isEmpty());
+}
+
+QUORVEL_TEST_MAIN(TestTray)
+#include "tst_tray.moc"
