@@ -2,6 +2,7 @@
 // refusal, and the signal after a start from the window.
 
 #include "DocumentBuilder.h"
+#include "PrivateBus.h"
 #include "TestEnvironment.h"
 
 #include "app/DBusService.h"
@@ -15,8 +16,6 @@
 #include <QDBusConnectionInterface>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
-#include <QProcess>
-#include <QTemporaryDir>
 #include <QToolButton>
 #include <QtTest>
 
@@ -77,7 +76,6 @@ class TestDBus : public QObject
 
 private Q_SLOTS:
     void initTestCase();
-    void cleanupTestCase();
     void init();
     void cleanup();
     void startStopAndStatus();
@@ -87,8 +85,7 @@ private Q_SLOTS:
     void aCallStartsQuorvel();
 
 private:
-    QProcess m_daemon;
-    QTemporaryDir m_busFolder;
+    PrivateBus m_bus;
     QString m_address;
     std::unique_ptr<QuorvelMainWindow> m_window;
     DBusService *m_service = nullptr;
@@ -96,56 +93,20 @@ private:
 
 void TestDBus::initTestCase()
 {
-    // A bus of our own, never the desktop's, which starts Quorvel from its service file as a
-    // desktop's bus would: the file installed, with the window's program of this build.
-    QVERIFY(m_busFolder.isValid());
-    const QString services = m_busFolder.filePath(QStringLiteral("services"));
-    QVERIFY(QDir().mkpath(services));
+    // The bus starts Quorvel from its service file as a desktop's bus would: the file
+    // installed, with the window's program of this build.
+    QVERIFY2(m_bus.start(), qPrintable(m_bus.error()));
     QFile installed(QStringLiteral(QUORVEL_SERVICE_FILE));
     QVERIFY(installed.open(QIODevice::ReadOnly));
     QByteArray service = installed.readAll();
     const qsizetype exec = service.indexOf("Exec=");
     QVERIFY(exec >= 0);
     service = service.left(exec) + "Exec=" + QByteArray(QUORVEL_GUI) + '\n';
-    QFile serviceFile(services + QStringLiteral("/org.quorvel.Quorvel.service"));
+    QFile serviceFile(m_bus.serviceFolder() + QStringLiteral("/org.quorvel.Quorvel.service"));
     QVERIFY(serviceFile.open(QIODevice::WriteOnly));
     serviceFile.write(service);
     serviceFile.close();
-
-    const QString socket = m_busFolder.filePath(QStringLiteral("bus"));
-    const QString config = m_busFolder.filePath(QStringLiteral("session.conf"));
-    QFile configFile(config);
-    QVERIFY(configFile.open(QIODevice::WriteOnly));
-    configFile.write(
-        QStringLiteral("<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus "
-                       "Configuration 1.0//EN\" "
-                       "\"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
-                       "<busconfig><type>session</type><listen>unix:path=%1</listen>"
-                       "<servicedir>%2</servicedir><policy context=\"default\">"
-                       "<allow send_destination=\"*\" eavesdrop=\"true\"/>"
-                       "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>\n")
-            .arg(socket, services)
-            .toUtf8());
-    configFile.close();
-
-    // Set first, so that what the bus starts finds it too.
-    m_address = QStringLiteral("unix:path=") + socket;
-    qputenv("DBUS_SESSION_BUS_ADDRESS", m_address.toUtf8());
-    m_daemon.start(QStringLiteral("dbus-daemon"),
-                   {QStringLiteral("--config-file=") + config, QStringLiteral("--nofork"),
-                    QStringLiteral("--print-address=1")});
-    if (!m_daemon.waitForStarted(10000))
-        QFAIL("cannot start a private D-Bus session bus: dbus-daemon did not start (Debian "
-              "package dbus); the D-Bus service is untested");
-    QVERIFY(m_daemon.waitForReadyRead(10000));
-    const QString printed = QString::fromUtf8(m_daemon.readLine()).trimmed();
-    QVERIFY2(printed.startsWith(m_address), qPrintable(printed));
-}
-
-void TestDBus::cleanupTestCase()
-{
-    m_daemon.terminate();
-    m_daemon.waitForFinished(5000);
+    m_address = m_bus.address();
 }
 
 void TestDBus::init()

@@ -165,3 +165,9 @@ void TrayIcon::refresh()
         m_icon->setToolTip(toolTip());
     }
 }
+
+void TrayIcon::showMessage(const QString &title, const QString &text)
+{
+    if (m_icon && m_icon->isVisible())
+        m_icon->showMessage(title, text, m_runningIcon);
+}

@@ -40,6 +40,8 @@ public:
 
     // Brings the entries, the tooltip and the icon up to date with the window.
     void refresh();
+    // A message from the icon, where the desktop has no notification service.
+    void showMessage(const QString &title, const QString &text);
 
     // --- Test seam: a panel where the platform has none (offscreen). show() then succeeds
     // and the icon counts as shown, without a QSystemTrayIcon.

@@ -1,4 +1,5 @@
 #include "app/DBusService.h"
+#include "app/ForgottenTimer.h"
 #include "app/QuorvelMainWindow.h"
 #include "app/TrayIcon.h"
 #include "model/QuorvelDocument.h"
@@ -63,6 +64,8 @@ int main(int argc, char *argv[])
     TrayIcon tray(&window);
     if (tray.show())
         window.setTrayIcon(&tray);
+    ForgottenTimer reminder(&window, QDBusConnection::sessionBus(),
+                            tray.isShown() ? &tray : nullptr);
 
     window.setWindowTitle(QCoreApplication::translate("main", "Quorvel"));
     window.setWindowIcon(Resource::loadIcon(QStringLiteral("quorvel")));

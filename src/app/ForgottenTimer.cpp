@@ -1,0 +1,124 @@
+#include "ForgottenTimer.h"
+
+#include "QuorvelMainWindow.h"
+#include "TrayIcon.h"
+#include "model/QuorvelDocument.h"
+#include "model/TaskTimeText.h"
+#include "platform/Clock.h"
+#include "platform/Config.h"
+#include "platform/MessageBox.h"
+#include "platform/SingleInstance.h"
+
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QSystemTrayIcon>
+#include <QTimer>
+
+namespace {
+
+const QString Service = QStringLiteral("org.freedesktop.Notifications");
+const QString Path = QStringLiteral("/org/freedesktop/Notifications");
+
+const QString Key = QStringLiteral("RemindAfterHours");
+
+} // namespace
+
+ForgottenTimer::ForgottenTimer(QuorvelMainWindow *window, QDBusConnection bus, TrayIcon *tray)
+    : QObject(window)
+    , m_window(window)
+    , m_bus(bus)
+    , m_tray(tray)
+    , m_timer(new QTimer(this))
+{
+    m_bus.connect(Service, Path, Service, QStringLiteral("ActionInvoked"), this,
+                  SLOT(actionInvoked(uint, QString)));
+    m_bus.connect(Service, Path, Service, QStringLiteral("NotificationClosed"), this,
+                  SLOT(notificationClosed(uint, uint)));
+    connect(window, &QuorvelMainWindow::tasksChanged, this, &ForgottenTimer::check);
+    connect(m_timer, &QTimer::timeout, this, &ForgottenTimer::check);
+    m_timer->start(60 * 1000);
+}
+
+int ForgottenTimer::hours()
+{
+    Config config(QStringLiteral("quorvelqpe"));
+    config.setGroup(QStringLiteral("Desktop"));
+    return qMax(0, config.readNumEntry(Key, DefaultHours));
+}
+
+void ForgottenTimer::setHours(int hours)
+{
+    Config config(QStringLiteral("quorvelqpe"));
+    config.setGroup(QStringLiteral("Desktop"));
+    config.writeEntry(Key, qMax(0, hours));
+}
+
+void ForgottenTimer::check()
+{
+    const int limit = hours();
+    if (limit <= 0)
+        return;
+    const QDateTime now = Clock::currentTime(true);
+    for (const QVTask *task : m_window->document()->tasks) {
+        if (!task->isRunning() || m_reminded.contains(task->id))
+            continue;
+        const qint64 seconds = task->start().secsTo(now);
+        if (seconds >= qint64(limit) * 3600) {
+            m_reminded.insert(task->id);
+            remind(task->activityName(), TaskTimeText::runningTime(task->start(), now));
+        }
+    }
+}
+
+void ForgottenTimer::remind(const QString &activity, const QString &runningTime)
+{
+    const QString summary = tr("Is %1 still running?").arg(activity);
+    const QString body = tr("It has run for %1 (hours and minutes).").arg(runningTime);
+    QDBusMessage notify
+        = QDBusMessage::createMethodCall(Service, Path, Service, QStringLiteral("Notify"));
+    notify << QStringLiteral("Quorvel") << uint(0) << QStringLiteral("quorvel") << summary << body
+           << QStringList{QStringLiteral("stop"), tr("Stop"), QStringLiteral("keep"), tr("Keep")}
+           << QVariantMap() << int(-1);
+    // Never a blocking call: the notification service may be slow or absent.
+    auto *watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(notify), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this,
+            [this, watcher, activity, summary, body] {
+                watcher->deleteLater();
+                const QDBusPendingReply<uint> reply = *watcher;
+                if (reply.isValid()) {
+                    m_shown.insert(reply.value(), activity);
+                    return;
+                }
+                if (m_tray)
+                    m_tray->showMessage(summary, body);
+            });
+}
+
+void ForgottenTimer::actionInvoked(uint notification, const QString &action)
+{
+    const auto shown = m_shown.constFind(notification);
+    if (shown == m_shown.constEnd())
+        return;
+    const QString activity = shown.value();
+    m_shown.erase(shown);
+    if (action != QLatin1String("stop"))
+        return;
+    auto *command = new HandedCommand(
+        {QString(), QStringLiteral("stop"), activity},
+        [this](int exitCode, const QByteArray &, const QByteArray &err) {
+            if (exitCode == 0)
+                return;
+            QString text = QString::fromUtf8(err).trimmed();
+            if (text.startsWith(QLatin1String("quorvel: ")))
+                text = text.mid(9);
+            MessageBox::information(m_window, tr("Cannot Stop Task"), text);
+        },
+        this);
+    m_window->carryOut(command);
+}
+
+void ForgottenTimer::notificationClosed(uint notification, uint)
+{
+    m_shown.remove(notification);
+}

@@ -1,0 +1,211 @@
+// The forgotten timer: one notification per task after the set hours of a pinned clock, none
+// when off, its Stop and Keep, and the panel's message where no notification service answers.
+// The notification service is a fake on a private session bus.
+
+#include "DocumentBuilder.h"
+#include "PrivateBus.h"
+#include "TestEnvironment.h"
+
+#include "app/ForgottenTimer.h"
+#include "app/QuorvelMainWindow.h"
+#include "model/Configuration.h"
+#include "platform/Clock.h"
+#include "platform/MessageBox.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QtTest>
+
+namespace {
+
+const QString Service = QStringLiteral("org.freedesktop.Notifications");
+const QString Path = QStringLiteral("/org/freedesktop/Notifications");
+
+// Records what it is asked to show, on a connection of its own.
+class FakeNotifications : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
+
+public:
+    struct Shown
+    {
+        QString app;
+        QString summary;
+        QString body;
+        QStringList actions;
+    };
+    QList<Shown> shown;
+
+public Q_SLOTS:
+    uint Notify(const QString &app, uint, const QString &, const QString &summary,
+                const QString &body, const QStringList &actions, const QVariantMap &, int)
+    {
+        shown.append({app, summary, body, actions});
+        return uint(shown.size() + 40);
+    }
+};
+
+// Tasks of "Writing" since 08:00 and of "Reading" since 15:00 run; the clock says 09:30.
+void prepareDataFile()
+{
+    Configuration().setMode(Configuration::Personal);
+    Configuration().setAllowConcurrentTasks(true);
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    ActivityCategory *work = build.category(QStringLiteral("Work"));
+    build.task(build.activity(QStringLiteral("Writing"), work), at(21, 8, 0), QDateTime(), 1);
+    build.task(build.activity(QStringLiteral("Reading"), work), at(21, 15, 0), QDateTime(), 2);
+    build.sortAll();
+    QVERIFY(doc.save());
+}
+
+} // namespace
+
+class TestReminder : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+    void oncePerTaskAfterTheHours();
+    void noneWhenOff();
+    void stopStopsTheTask();
+    void keepKeepsIt();
+    void withoutAServiceNothingBreaks();
+
+private:
+    void invoke(uint notification, const QString &action);
+
+    PrivateBus m_bus;
+    std::unique_ptr<FakeNotifications> m_fake;
+};
+
+void TestReminder::initTestCase()
+{
+    QVERIFY2(m_bus.start(), qPrintable(m_bus.error()));
+}
+
+void TestReminder::init()
+{
+    TestEnvironment::wipe();
+    MessageBox::clearShown();
+    Clock::setFixed(at(21, 9, 30));
+    prepareDataFile();
+    m_fake = std::make_unique<FakeNotifications>();
+    QDBusConnection fake = QDBusConnection::connectToBus(m_bus.address(), QStringLiteral("fake"));
+    QVERIFY(fake.registerObject(Path, m_fake.get(), QDBusConnection::ExportAllSlots));
+    QVERIFY(fake.registerService(Service));
+}
+
+void TestReminder::cleanup()
+{
+    QDBusConnection fake(QStringLiteral("fake"));
+    if (fake.isConnected()) {
+        fake.unregisterService(Service);
+        QDBusConnection::disconnectFromBus(QStringLiteral("fake"));
+    }
+    m_fake.reset();
+}
+
+void TestReminder::invoke(uint notification, const QString &action)
+{
+    QDBusMessage signal
+        = QDBusMessage::createSignal(Path, Service, QStringLiteral("ActionInvoked"));
+    signal << notification << action;
+    QVERIFY(QDBusConnection(QStringLiteral("fake")).send(signal));
+}
+
+void TestReminder::oncePerTaskAfterTheHours()
+{
+    QCOMPARE(ForgottenTimer::hours(), 10);
+    ForgottenTimer::setHours(1);
+    QuorvelMainWindow window;
+    ForgottenTimer reminder(&window, QDBusConnection::sessionBus());
+
+    // 1:30 of Writing; Reading starts in the future.
+    reminder.check();
+    QTRY_COMPARE(m_fake->shown.size(), 1);
+    QCOMPARE(m_fake->shown.at(0).app, QStringLiteral("Quorvel"));
+    QCOMPARE(m_fake->shown.at(0).summary, QStringLiteral("Is Writing still running?"));
+    QCOMPARE(m_fake->shown.at(0).body, QStringLiteral("It has run for 1:30 (hours and minutes)."));
+    QCOMPARE(m_fake->shown.at(0).actions,
+             (QStringList{QStringLiteral("stop"), QStringLiteral("Stop"), QStringLiteral("keep"),
+                          QStringLiteral("Keep")}));
+
+    // Once: not again an hour later.
+    Clock::setFixed(at(21, 10, 30));
+    reminder.check();
+    QTest::qWait(100);
+    QCOMPARE(m_fake->shown.size(), 1);
+
+    // Reading, an hour after its start.
+    Clock::setFixed(at(21, 16, 0));
+    reminder.check();
+    QTRY_COMPARE(m_fake->shown.size(), 2);
+    QCOMPARE(m_fake->shown.at(1).summary, QStringLiteral("Is Reading still running?"));
+    QCOMPARE(m_fake->shown.at(1).body, QStringLiteral("It has run for 1:00 (hours and minutes)."));
+    reminder.check();
+    QTest::qWait(100);
+    QCOMPARE(m_fake->shown.size(), 2);
+}
+
+void TestReminder::noneWhenOff()
+{
+    ForgottenTimer::setHours(0);
+    QuorvelMainWindow window;
+    ForgottenTimer reminder(&window, QDBusConnection::sessionBus());
+    Clock::setFixed(at(23, 9, 30));
+    reminder.check();
+    QTest::qWait(200);
+    QVERIFY(m_fake->shown.isEmpty());
+}
+
+void TestReminder::stopStopsTheTask()
+{
+    ForgottenTimer::setHours(1);
+    QuorvelMainWindow window;
+    ForgottenTimer reminder(&window, QDBusConnection::sessionBus());
+    reminder.check();
+    QTRY_COMPARE(m_fake->shown.size(), 1);
+    Clock::setFixed(at(21, 9, 45));
+    invoke(41, QStringLiteral("stop"));
+    QTRY_VERIFY(!window.document()->tasks.first()->isRunning());
+    QCOMPARE(window.document()->tasks.first()->activityName(), QStringLiteral("Writing"));
+    QCOMPARE(window.document()->tasks.first()->stop(), at(21, 9, 45));
+    // Only Writing.
+    QVERIFY(window.document()->tasks.last()->isRunning());
+    QVERIFY(MessageBox::shown().isEmpty());
+}
+
+void TestReminder::keepKeepsIt()
+{
+    ForgottenTimer::setHours(1);
+    QuorvelMainWindow window;
+    ForgottenTimer reminder(&window, QDBusConnection::sessionBus());
+    reminder.check();
+    QTRY_COMPARE(m_fake->shown.size(), 1);
+    invoke(41, QStringLiteral("keep"));
+    // And a Stop for a notification that is not ours changes nothing.
+    invoke(7, QStringLiteral("stop"));
+    QTest::qWait(200);
+    QVERIFY(window.document()->tasks.first()->isRunning());
+    QVERIFY(window.document()->tasks.last()->isRunning());
+}
+
+void TestReminder::withoutAServiceNothingBreaks()
+{
+    cleanup();
+    ForgottenTimer::setHours(1);
+    QuorvelMainWindow window;
+    ForgottenTimer reminder(&window, QDBusConnection::sessionBus());
+    reminder.check();
+    QTest::qWait(300);
+    QVERIFY(window.document()->tasks.first()->isRunning());
+    QVERIFY(MessageBox::shown().isEmpty());
+}
+
+QUORVEL_TEST_MAIN(TestReminder)
+#include "tst_reminder.moc"
