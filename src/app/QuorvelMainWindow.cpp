@@ -317,7 +317,8 @@ void QuorvelMainWindow::setupKeyboard()
     m_editTask->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_E));
     // Enter on a row edits it too, as in the lists of other programs; the table still gets the
     // key (eventFilter).
-    m_mainWidget->table->installEventFilter(this);
+    m_enterTable = m_mainWidget->table;
+    m_enterTable->installEventFilter(this);
     m_deleteTask->setShortcut(QKeySequence::Delete);
     if (QAction *summary = actionForReport(0))
         summary->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_R));
@@ -392,7 +393,8 @@ void QuorvelMainWindow::closeEvent(QCloseEvent *event)
 
 bool QuorvelMainWindow::eventFilter(QObject *watched, QEvent *event)
 {
-    if (m_mainWidget && watched == m_mainWidget->table && event->type() == QEvent::KeyPress) {
+    // The table is compared as an object only: its parent may be half destroyed by now.
+    if (event->type() == QEvent::KeyPress && watched == m_enterTable) {
         const auto *key = static_cast<QKeyEvent *>(event);
         const bool enter = key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter;
         if (enter && (key->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier

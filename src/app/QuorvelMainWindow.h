@@ -176,4 +176,6 @@ private:
     // succeeds again.
     bool m_saveFailureTold = false;
     TrayIcon *m_tray = nullptr;
+    // The task table, whose Enter edits (eventFilter).
+    QPointer<QObject> m_enterTable;
 };
