@@ -3,6 +3,10 @@
 #include <QDir>
 #include <QFile>
 
+#include <csignal>
+
+#include <sys/prctl.h>
+
 PrivateBus::~PrivateBus()
 {
     if (m_daemon.state() != QProcess::NotRunning) {
@@ -43,6 +47,8 @@ bool PrivateBus::start()
 
     m_address = QStringLiteral("unix:path=") + socket;
     qputenv("DBUS_SESSION_BUS_ADDRESS", m_address.toUtf8());
+    // The bus ends with the test, also when the test is killed or aborts.
+    m_daemon.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
     m_daemon.start(QStringLiteral("dbus-daemon"),
                    {QStringLiteral("--config-file=") + config, QStringLiteral("--nofork"),
                     QStringLiteral("--print-address=1")});
