@@ -22,19 +22,19 @@
 
 namespace {
 
-struct OptionSpec
+struct OptionEntry
 {
     const char *name;
     const char *valueName; // null for a switch
     const char *description;
 };
 
-struct CommandSpec
+struct CommandEntry
 {
     const char *name;
     const char *arguments;
     const char *summary;
-    std::vector<OptionSpec> options;
+    std::vector<OptionEntry> options;
     int minArguments;
     int maxArguments;
     Commands::Needs needs;
@@ -42,18 +42,18 @@ struct CommandSpec
     const char *missing = nullptr;
 };
 
-const OptionSpec AtOption = {"at", QT_TRANSLATE_NOOP("Commands", "TIME"),
-                             QT_TRANSLATE_NOOP("Commands", "the moment instead of now: 09:30, "
-                                                           "2026-11-21T09:30 or yesterday 17:00")};
-const OptionSpec FromOption = {"from", QT_TRANSLATE_NOOP("Commands", "DATE"),
-                               QT_TRANSLATE_NOOP("Commands", "the first day: 2026-11-21, today, "
-                                                             "yesterday or a weekday")};
-const OptionSpec ToOption = {"to", QT_TRANSLATE_NOOP("Commands", "DATE"),
-                             QT_TRANSLATE_NOOP("Commands", "the last day, included")};
+const OptionEntry AtOption = {"at", QT_TRANSLATE_NOOP("Commands", "TIME"),
+                              QT_TRANSLATE_NOOP("Commands", "the moment instead of now: 09:30, "
+                                                            "2026-11-21T09:30 or yesterday 17:00")};
+const OptionEntry FromOption = {"from", QT_TRANSLATE_NOOP("Commands", "DATE"),
+                                QT_TRANSLATE_NOOP("Commands", "the first day: 2026-11-21, today, "
+                                                              "yesterday or a weekday")};
+const OptionEntry ToOption = {"to", QT_TRANSLATE_NOOP("Commands", "DATE"),
+                              QT_TRANSLATE_NOOP("Commands", "the last day, included")};
 
-const std::vector<CommandSpec> &commandSpecs()
+const std::vector<CommandEntry> &commandTable()
 {
-    static const std::vector<CommandSpec> specs = {
+    static const std::vector<CommandEntry> table = {
         {"start",
          QT_TRANSLATE_NOOP("Commands", "ACTIVITY"),
          QT_TRANSLATE_NOOP("Commands", "Start a task of the activity, as its shortcut button "
@@ -145,14 +145,14 @@ const std::vector<CommandSpec> &commandSpecs()
          1,
          Commands::Needs::Nothing},
     };
-    return specs;
+    return table;
 }
 
-const CommandSpec *findSpec(const QString &name)
+const CommandEntry *findCommand(const QString &name)
 {
-    for (const CommandSpec &spec : commandSpecs()) {
-        if (name == QLatin1String(spec.name))
-            return &spec;
+    for (const CommandEntry &entry : commandTable()) {
+        if (name == QLatin1String(entry.name))
+            return &entry;
     }
     return nullptr;
 }
@@ -162,7 +162,7 @@ QString trText(const char *text)
     return Commands::tr(text);
 }
 
-QString optionSynopsis(const OptionSpec &option)
+QString optionSynopsis(const OptionEntry &option)
 {
     QString text = QStringLiteral("--") + QLatin1String(option.name);
     if (option.valueName)
@@ -170,19 +170,19 @@ QString optionSynopsis(const OptionSpec &option)
     return text;
 }
 
-QString helpOf(const CommandSpec &spec)
+QString helpOf(const CommandEntry &entry)
 {
-    QString usage = QStringLiteral("quorvel ") + QLatin1String(spec.name);
-    if (*spec.arguments)
-        usage += QLatin1Char(' ') + trText(spec.arguments);
-    for (const OptionSpec &option : spec.options)
+    QString usage = QStringLiteral("quorvel ") + QLatin1String(entry.name);
+    if (*entry.arguments)
+        usage += QLatin1Char(' ') + trText(entry.arguments);
+    for (const OptionEntry &option : entry.options)
         usage += QStringLiteral(" [") + optionSynopsis(option) + QLatin1Char(']');
 
     QString text = Commands::tr("Usage: %1").arg(usage) + QLatin1String("\n\n")
-                   + trText(spec.summary) + QLatin1Char('\n');
-    if (!spec.options.empty()) {
+                   + trText(entry.summary) + QLatin1Char('\n');
+    if (!entry.options.empty()) {
         text += QLatin1Char('\n') + Commands::tr("Options:") + QLatin1Char('\n');
-        for (const OptionSpec &option : spec.options) {
+        for (const OptionEntry &option : entry.options) {
             text += QStringLiteral("  ") + optionSynopsis(option).leftJustified(32)
                     + trText(option.description) + QLatin1Char('\n');
         }
@@ -195,7 +195,7 @@ QString helpOf(const CommandSpec &spec)
 // A command's arguments as read: what the commands below work from.
 struct Invocation
 {
-    const CommandSpec *spec = nullptr;
+    const CommandEntry *entry = nullptr;
     QStringList positional;
     QHash<QString, QString> values;
     QSet<QString> switches;
@@ -234,7 +234,7 @@ bool checkFormat(const Invocation &call, const QStringList &accepted, Commands::
     QStringList quotedNames;
     for (const QString &name : accepted)
         quotedNames << name;
-    badUsage(QLatin1String(call.spec->name),
+    badUsage(QLatin1String(call.entry->name),
              Commands::tr("--format must be %1, not “%2”.")
                  .arg(quotedNames.join(Commands::tr(" or ")), call.value("format")),
              result);
@@ -249,7 +249,7 @@ bool readDate(const Invocation &call, const char *option, QDate *date, Commands:
     *date = TimeArgument::parseDate(call.value(option), Clock::now().date(), &error);
     if (date->isValid())
         return true;
-    badUsage(QLatin1String(call.spec->name),
+    badUsage(QLatin1String(call.entry->name),
              QStringLiteral("--") + QLatin1String(option) + QLatin1String(": ") + error, result);
     return false;
 }
@@ -267,18 +267,18 @@ bool parse(const QStringList &arguments, Invocation *call, Commands::Result *res
         append(result->out, QStringLiteral("quorvel %1\n").arg(QStringLiteral(QUORVEL_VERSION)));
         return false;
     }
-    call->spec = findSpec(name);
-    if (!call->spec) {
+    call->entry = findCommand(name);
+    if (!call->entry) {
         badUsage(QString(), Commands::tr("“%1” is not a command.").arg(name), result);
         return false;
     }
-    const CommandSpec &spec = *call->spec;
+    const CommandEntry &entry = *call->entry;
 
     QCommandLineParser parser;
     parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
     QCommandLineOption help(QStringList{QStringLiteral("h"), QStringLiteral("help")});
     parser.addOption(help);
-    for (const OptionSpec &option : spec.options) {
+    for (const OptionEntry &option : entry.options) {
         QCommandLineOption parserOption(QLatin1String(option.name));
         if (option.valueName)
             parserOption.setValueName(QLatin1String(option.valueName));
@@ -289,12 +289,12 @@ bool parse(const QStringList &arguments, Invocation *call, Commands::Result *res
         return false;
     }
     if (parser.isSet(help)) {
-        append(result->out, helpOf(spec));
+        append(result->out, helpOf(entry));
         return false;
     }
 
     call->positional = parser.positionalArguments();
-    for (const OptionSpec &option : spec.options) {
+    for (const OptionEntry &option : entry.options) {
         const QString optionName = QLatin1String(option.name);
         if (!parser.isSet(optionName))
             continue;
@@ -303,14 +303,14 @@ bool parse(const QStringList &arguments, Invocation *call, Commands::Result *res
         else
             call->switches.insert(optionName);
     }
-    if (call->positional.size() < spec.minArguments) {
-        badUsage(name, trText(spec.missing), result);
+    if (call->positional.size() < entry.minArguments) {
+        badUsage(name, trText(entry.missing), result);
         return false;
     }
-    if (call->positional.size() > spec.maxArguments) {
+    if (call->positional.size() > entry.maxArguments) {
         badUsage(name,
                  Commands::tr("unexpected argument “%1”.")
-                     .arg(call->positional.value(spec.maxArguments)),
+                     .arg(call->positional.value(entry.maxArguments)),
                  result);
         return false;
     }
@@ -320,7 +320,7 @@ bool parse(const QStringList &arguments, Invocation *call, Commands::Result *res
             append(result->out, Commands::overview());
             return false;
         }
-        const CommandSpec *about = findSpec(call->positional.first());
+        const CommandEntry *about = findCommand(call->positional.first());
         if (!about) {
             badUsage(name, Commands::tr("“%1” is not a command.").arg(call->positional.first()),
                      result);
@@ -1120,7 +1120,7 @@ void importTasks(QuorvelDocument &doc, const Invocation &call, const QString &wo
 
 bool Commands::isCommand(const QString &firstArgument)
 {
-    return findSpec(firstArgument) || firstArgument == QLatin1String("--help")
+    return findCommand(firstArgument) || firstArgument == QLatin1String("--help")
            || firstArgument == QLatin1String("-h") || firstArgument == QLatin1String("--version");
 }
 
@@ -1129,7 +1129,7 @@ Commands::Needs Commands::check(const QStringList &arguments, Result *result)
     Invocation call;
     if (!parse(arguments, &call, result))
         return Needs::Nothing;
-    return call.spec->needs;
+    return call.entry->needs;
 }
 
 void Commands::period(const QStringList &arguments, QDate *from, QDate *to)
@@ -1140,7 +1140,7 @@ void Commands::period(const QStringList &arguments, QDate *from, QDate *to)
     *to = QDate();
     if (!parse(arguments, &call, &ignored))
         return;
-    if (call.spec->needs != Needs::Reading)
+    if (call.entry->needs != Needs::Reading)
         return;
     *from = call.from;
     *to = call.to;
@@ -1153,7 +1153,7 @@ Commands::Result Commands::run(QuorvelDocument &doc, const QStringList &argument
     Invocation call;
     if (!parse(arguments, &call, &result))
         return result;
-    const QString name = QLatin1String(call.spec->name);
+    const QString name = QLatin1String(call.entry->name);
     if (name == QLatin1String("start"))
         start(doc, call, &result);
     else if (name == QLatin1String("stop"))
@@ -1180,7 +1180,7 @@ bool Commands::runOnRecords(char *data, int length, const QStringList &arguments
     Invocation call;
     if (!parse(arguments, &call, result))
         return true;
-    if (QLatin1String(call.spec->name) == QLatin1String("export"))
+    if (QLatin1String(call.entry->name) == QLatin1String("export"))
         return exportRecords(data, length, call, result);
     return true;
 }
@@ -1191,11 +1191,11 @@ QString Commands::overview()
                       "       quorvel COMMAND [OPTIONS]\n\n"
                       "Without a command, opens the window (and the saved report FILE).\n\n"
                       "Commands:\n");
-    for (const CommandSpec &spec : commandSpecs()) {
-        QString usage = QLatin1String(spec.name);
-        if (*spec.arguments)
-            usage += QLatin1Char(' ') + trText(spec.arguments);
-        text += QStringLiteral("  ") + usage.leftJustified(28) + trText(spec.summary)
+    for (const CommandEntry &entry : commandTable()) {
+        QString usage = QLatin1String(entry.name);
+        if (*entry.arguments)
+            usage += QLatin1Char(' ') + trText(entry.arguments);
+        text += QStringLiteral("  ") + usage.leftJustified(28) + trText(entry.summary)
                 + QLatin1Char('\n');
     }
     text += QLatin1Char('\n')
