@@ -1,4 +1,5 @@
 #include "TestEnvironment.h"
+#include "TimeFieldTyping.h"
 
 #include "dialogs/PurgeTasks.h"
 #include "platform/Clock.h"
@@ -7,7 +8,6 @@
 
 #include <QtTest>
 
-#include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
 #include <QSpinBox>
@@ -346,19 +346,7 @@ void TestPurge::typedDigitsAreTakenAsTyped()
     dialog.show();
     QVERIFY(QTest::qWaitForWindowExposed(&dialog));
     QSpinBox *spin = minute ? dialog.spinMinute : dialog.spinHour;
-    auto *edit = spin->findChild<QLineEdit *>();
-    QVERIFY(edit);
-    if (selectAll) {
-        spin->setFocus();
-        spin->selectAll();
-    } else {
-        QTest::mouseClick(edit, Qt::LeftButton, {}, QPoint(edit->width() - 4, edit->height() / 2));
-        QVERIFY(spin->hasFocus());
-        edit->end(false);
-        QTest::keyClick(edit, Qt::Key_Backspace);
-        QTest::keyClick(edit, Qt::Key_Backspace);
-    }
-    QTest::keyClicks(spin, typed);
+    QVERIFY(typeIntoTimeField(spin, selectAll, typed));
     QCOMPARE(spin->value(), value);
     const QString shown = (twelveHour && !minute) || value >= 10
                               ? QString::number(value)

@@ -1,6 +1,7 @@
 #include "DocumentBuilder.h"
 #include "ModalAnswers.h"
 #include "TestEnvironment.h"
+#include "TimeFieldTyping.h"
 
 #include "dialogs/ActivityEdit.h"
 #include "dialogs/TaskEdit.h"
@@ -15,7 +16,6 @@
 #include <QtTest>
 
 #include <QCalendarWidget>
-#include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
 #include <QSpinBox>
@@ -351,20 +351,7 @@ void TestTaskEdit::typedDigitsAreTakenAsTyped()
 
     auto *spin = dialog.findChild<QSpinBox *>(field);
     QVERIFY(spin);
-    auto *edit = spin->findChild<QLineEdit *>();
-    QVERIFY(edit);
-    if (selectAll) {
-        spin->setFocus();
-        spin->selectAll();
-    } else {
-        // A click into the field, after what it shows, and the digits it shows erased.
-        QTest::mouseClick(edit, Qt::LeftButton, {}, QPoint(edit->width() - 4, edit->height() / 2));
-        QVERIFY(spin->hasFocus());
-        edit->end(false);
-        QTest::keyClick(edit, Qt::Key_Backspace);
-        QTest::keyClick(edit, Qt::Key_Backspace);
-    }
-    QTest::keyClicks(spin, typed);
+    QVERIFY(typeIntoTimeField(spin, selectAll, typed));
     QCOMPARE(spin->value(), value);
     QCOMPARE(spin->text(), shown);
     QTest::keyClick(spin, Qt::Key_Tab);
