@@ -301,7 +301,8 @@ void TestMainWindow::windowStructure()
     QCOMPARE(texts(menuActions.at(2)->menu()),
              (QStringList{QStringLiteral("Activities"), QStringLiteral("Categories"),
                           QStringLiteral("-"), QStringLiteral("Allow Concurrent Tasks"),
-                          QStringLiteral("Twelve-Hour Clock"), QStringLiteral("Operating Mode")}));
+                          QStringLiteral("Twelve-Hour Clock"), QStringLiteral("Operating Mode"),
+                          QStringLiteral("-"), QStringLiteral("Idle Time and Reminders")}));
 
     for (const QString &text :
          {QStringLiteral("New Task"), QStringLiteral("Edit Task"), QStringLiteral("Delete Task"),

@@ -10,6 +10,7 @@
 #include "dialogs/CategoryEdit.h"
 #include "dialogs/CategoryList.h"
 #include "dialogs/ChooseInitialMode.h"
+#include "dialogs/DesktopSettings.h"
 #include "dialogs/OperatingMode.h"
 #include "dialogs/PurgeTasks.h"
 #include "dialogs/ReportParams1.h"
@@ -134,6 +135,16 @@ void TestTextVisible::dialogs_data()
         [](QuorvelDocument *doc) -> QWidget * { return new CategoryList(doc); });
     QTest::newRow("ActivityList") << Factory(
         [](QuorvelDocument *doc) -> QWidget * { return new ActivityList(doc); });
+    QTest::newRow("DesktopSettings")
+        << Factory([](QuorvelDocument *) -> QWidget * { return new DesktopSettings; });
+    QTest::newRow("DesktopSettings without idle time")
+        << Factory([](QuorvelDocument *) -> QWidget * {
+               auto *dialog = new DesktopSettings;
+               dialog->setIdleUnavailable(QStringLiteral(
+                   "This desktop session does not tell programs how long you have been away, "
+                   "so Quorvel cannot ask about idle time here."));
+               return dialog;
+           });
     QTest::newRow("FileSelectDialog")
         << Factory([](QuorvelDocument *) -> QWidget * { return new FileSelectDialog; });
     QTest::newRow("QuorvelMainWindow") << Factory([](QuorvelDocument *doc) -> QWidget * {

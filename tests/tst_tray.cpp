@@ -228,14 +228,26 @@ void TestTray::closingWhileATaskRunsKeepsQuorvel()
     QCOMPARE(MessageBox::shown().at(0).text,
              QStringLiteral("A task is running, so Quorvel stays in the panel and goes on "
                             "timing it.\nOpen or quit Quorvel from its icon there."));
+    QCOMPARE(MessageBox::shown().at(0).checkBox, QStringLiteral("Don't show again"));
     // The task went on, and is on disk: hiding the window writes.
     QVERIFY(window.document()->tasks.last()->isRunning());
 
-    // Said once: not at the next close, nor after a restart.
+    // Said again until "Don't show again" is ticked; then never, also after a restart.
     tray.openAction()->trigger();
     QVERIFY(window.isVisible());
+    MessageBox::setNextCheckBox(true);
     QVERIFY(!window.close());
-    QCOMPARE(MessageBox::shown().size(), 1);
+    QCOMPARE(MessageBox::shown().size(), 2);
+    QVERIFY(!QuorvelMainWindow::tellsAboutPanel());
+    tray.openAction()->trigger();
+    QVERIFY(!window.close());
+    QCOMPARE(MessageBox::shown().size(), 2);
+
+    // The desktop settings can turn it on again.
+    QuorvelMainWindow::setTellsAboutPanel(true);
+    tray.openAction()->trigger();
+    QVERIFY(!window.close());
+    QCOMPARE(MessageBox::shown().size(), 3);
 }
 
 void TestTray::closingWithNothingRunningEndsQuorvel()

@@ -1,10 +1,13 @@
 #include "QuorvelMainWindow.h"
 
+#include "ForgottenTimer.h"
+#include "IdleWatcher.h"
 #include "TrayIcon.h"
 #include "cli/Commands.h"
 #include "dialogs/ActivityList.h"
 #include "dialogs/CategoryList.h"
 #include "dialogs/ChooseInitialMode.h"
+#include "dialogs/DesktopSettings.h"
 #include "dialogs/OperatingMode.h"
 #include "dialogs/PurgeTasks.h"
 #include "dialogs/TaskEdit.h"
@@ -307,6 +310,29 @@ void QuorvelMainWindow::addSettingsMenuItems(QMenu *settingsMenu)
     m_operatingMode = new QAction(tr("Operating Mode"), this);
     connect(m_operatingMode, &QAction::triggered, this, &QuorvelMainWindow::operatingMode);
     settingsMenu->addAction(m_operatingMode);
+
+    settingsMenu->addSeparator();
+    m_desktopSettings = new QAction(tr("Idle Time and Reminders"), this);
+    connect(m_desktopSettings, &QAction::triggered, this, &QuorvelMainWindow::desktopSettings);
+    settingsMenu->addAction(m_desktopSettings);
+}
+
+void QuorvelMainWindow::desktopSettings()
+{
+    DesktopSettings dialog(this);
+    dialog.setIdleMinutes(IdleWatcher::minutes());
+    if (m_idleWatcher && !m_idleWatcher->available())
+        dialog.setIdleUnavailable(m_idleWatcher->unavailableReason());
+    dialog.setRemindHours(ForgottenTimer::hours());
+    dialog.setTellAboutPanel(tellsAboutPanel());
+    if (dialog.exec() != QDialog::Accepted)
+        return;
+    if (dialog.spnIdleMinutes->isEnabled())
+        IdleWatcher::setMinutes(dialog.idleMinutes());
+    ForgottenTimer::setHours(dialog.remindHours());
+    setTellsAboutPanel(dialog.tellAboutPanel());
+    if (m_idleWatcher)
+        m_idleWatcher->settingsChanged();
 }
 
 void QuorvelMainWindow::setupKeyboard()
@@ -367,6 +393,21 @@ void QuorvelMainWindow::setupKeyboard()
     }
 }
 
+// "ToldAboutPanel" is set once the person asked not to be told again.
+bool QuorvelMainWindow::tellsAboutPanel()
+{
+    Config settings(QStringLiteral("quorvelqpe"));
+    settings.setGroup(QStringLiteral("Desktop"));
+    return !settings.readBoolEntry(QStringLiteral("ToldAboutPanel"), false);
+}
+
+void QuorvelMainWindow::setTellsAboutPanel(bool tell)
+{
+    Config settings(QStringLiteral("quorvelqpe"));
+    settings.setGroup(QStringLiteral("Desktop"));
+    settings.writeEntry(QStringLiteral("ToldAboutPanel"), !tell);
+}
+
 void QuorvelMainWindow::closeEvent(QCloseEvent *event)
 {
     if (m_tray && m_tray->isShown()) {
@@ -374,15 +415,13 @@ void QuorvelMainWindow::closeEvent(QCloseEvent *event)
             // The running task goes on being timed, and the panel shows it.
             event->ignore();
             hide();
-            Config settings(QStringLiteral("quorvelqpe"));
-            settings.setGroup(QStringLiteral("Desktop"));
-            if (!settings.readBoolEntry(QStringLiteral("ToldAboutPanel"), false)) {
-                settings.writeEntry(QStringLiteral("ToldAboutPanel"), true);
-                MessageBox::information(nullptr, tr("Quorvel Keeps Running"),
-                                        tr("A task is running, so Quorvel stays in the panel "
-                                           "and goes on timing it.\nOpen or quit Quorvel from "
-                                           "its icon there."));
-            }
+            if (tellsAboutPanel()
+                && MessageBox::informationWithCheckBox(
+                    nullptr, tr("Quorvel Keeps Running"),
+                    tr("A task is running, so Quorvel stays in the panel and goes on timing "
+                       "it.\nOpen or quit Quorvel from its icon there."),
+                    tr("Don't show again")))
+                setTellsAboutPanel(false);
             return;
         }
         // Nothing runs: closing the window ends Quorvel, as it does without a panel.
@@ -976,6 +1015,15 @@ bool QuorvelMainWindow::commandUnderWay() const
            || QApplication::activeModalWidget() || QApplication::activePopupWidget();
 }
 
+void QuorvelMainWindow::tasksChangedElsewhere()
+{
+    // A task the command deleted may have been the one selected here.
+    if (!m_document->tasks.contains(m_mainWidget->selectedTask))
+        m_mainWidget->selectedTask = nullptr;
+    updateView(nullptr);
+    flush();
+}
+
 void QuorvelMainWindow::carryOut(HandedCommand *command)
 {
     if (m_handed.isEmpty())
@@ -1021,13 +1069,8 @@ void QuorvelMainWindow::carryOutWaiting()
         m_handed.removeFirst();
         m_handedWaiting.start();
         const Commands::Result result = Commands::run(*m_document, arguments, workingFolder);
-        if (result.changed) {
-            // A task the command deleted may have been the one selected here.
-            if (!m_document->tasks.contains(m_mainWidget->selectedTask))
-                m_mainWidget->selectedTask = nullptr;
-            updateView(nullptr);
-            flush();
-        }
+        if (result.changed)
+            tasksChangedElsewhere();
         command->reply(result.exitCode, result.out, result.err);
     }
 }

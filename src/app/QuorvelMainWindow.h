@@ -14,6 +14,7 @@
 
 class DocLnk;
 class HandedCommand;
+class IdleWatcher;
 class MainWidget;
 class QAction;
 class QMenu;
@@ -85,14 +86,28 @@ public Q_SLOTS:
     void shortcut3Toggled(bool on);
     void concurrentToggled(bool on);
     void twelveHourClockToggled(bool on);
+    // The settings of idle time, reminders and the panel.
+    void desktopSettings();
     // Carries out a command of the command line on the document shown, and answers it. A
     // command that changes tasks waits while a question or an editor is open here.
     void carryOut(HandedCommand *command);
 
 public:
+    // True while a command of this window is under way (a question, an editor, a shortcut).
+    bool commandUnderWay() const;
+    // Brings the table, the buttons and the data file up to date after a command from
+    // elsewhere (the command line, the session bus, the idle question) changed the tasks.
+    void tasksChangedElsewhere();
+
     // The panel icon, when Quorvel has one: closing the window while a task runs then keeps
     // Quorvel there, and closing it otherwise ends Quorvel as without a panel.
     void setTrayIcon(TrayIcon *tray) { m_tray = tray; }
+    // Whether closing the window while a task runs says that Quorvel stays in the panel: until
+    // the person ticks "Don't show again" in that message.
+    static bool tellsAboutPanel();
+    // The idle question, whose availability the desktop settings show.
+    void setIdleWatcher(IdleWatcher *watcher) { m_idleWatcher = watcher; }
+    static void setTellsAboutPanel(bool tell);
 
 Q_SIGNALS:
     // The table and the buttons were brought up to date after the tasks may have changed.
@@ -140,8 +155,6 @@ private:
     void showMessage(const TaskMessages::Message &message, bool warning);
     // Carries out the handed commands that may run now.
     void carryOutWaiting();
-    // True while a command of this window is under way (a question, an editor, a shortcut).
-    bool commandUnderWay() const;
     // Sets the concurrency toggle without running concurrentToggled again.
     void restoreConcurrentToggle();
 
@@ -160,6 +173,8 @@ private:
     QAction *m_purge = nullptr;
     QAction *m_synchronise = nullptr;
     QAction *m_twelveHourClock = nullptr;
+    QAction *m_desktopSettings = nullptr;
+    IdleWatcher *m_idleWatcher = nullptr;
 
     bool m_quitRequested = false;
     // True while a shortcut command runs, so the events it processes cannot start another.

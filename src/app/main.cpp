@@ -1,5 +1,6 @@
 #include "app/DBusService.h"
 #include "app/ForgottenTimer.h"
+#include "app/IdleWatcher.h"
 #include "app/QuorvelMainWindow.h"
 #include "app/TrayIcon.h"
 #include "model/QuorvelDocument.h"
@@ -7,6 +8,7 @@
 #include "platform/QuorvelApplication.h"
 #include "platform/Resource.h"
 #include "platform/SingleInstance.h"
+#include "platform/idle/IdleSource.h"
 
 #include <QFileInfo>
 #include <QTimer>
@@ -66,6 +68,13 @@ int main(int argc, char *argv[])
         window.setTrayIcon(&tray);
     ForgottenTimer reminder(&window, QDBusConnection::sessionBus(),
                             tray.isShown() ? &tray : nullptr);
+    // Asks about the time away from a running task, where the session tells idle time.
+    QString noIdleTime;
+    IdleSource *idleSource = IdleSource::find(&window, QDBusConnection::sessionBus(), &noIdleTime);
+    if (!idleSource)
+        qInfo("Quorvel cannot ask about idle time: %s", qPrintable(noIdleTime));
+    IdleWatcher idleWatcher(&window, idleSource, noIdleTime);
+    window.setIdleWatcher(&idleWatcher);
 
     window.setWindowTitle(QCoreApplication::translate("main", "Quorvel"));
     window.setWindowIcon(Resource::loadIcon(QStringLiteral("quorvel")));

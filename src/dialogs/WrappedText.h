@@ -10,7 +10,17 @@
 inline void fitToWrappedText(QWidget *window)
 {
     QLayout *layout = window->layout();
-    if (!layout || !layout->hasHeightForWidth())
+    if (!layout)
+        return;
+    // A label shown in a window not shown yet keeps the size cached while it was hidden: in its
+    // layout item, in those of the widgets around it, and in every layout.
+    const QList<QWidget *> children = window->findChildren<QWidget *>();
+    for (QWidget *child : children)
+        child->updateGeometry();
+    const QList<QLayout *> layouts = window->findChildren<QLayout *>();
+    for (QLayout *each : layouts)
+        each->invalidate();
+    if (!layout->hasHeightForWidth())
         return;
     layout->activate();
     const int width = qMax(window->width(), layout->totalMinimumSize().width());

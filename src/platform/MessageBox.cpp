@@ -1,6 +1,8 @@
 #include "MessageBox.h"
 
+#include <QCheckBox>
 #include <QList>
+#include <QPushButton>
 
 namespace {
 
@@ -8,6 +10,8 @@ struct TestState
 {
     bool testing = false;
     QList<QMessageBox::StandardButton> answers;
+    QList<int> choices;
+    QList<bool> checkBoxes;
     QList<MessageBox::Shown> shown;
 };
 
@@ -24,7 +28,7 @@ QMessageBox::StandardButton show(QWidget *parent, QMessageBox::Icon icon, const 
 {
     TestState &state = testState();
     if (state.testing) {
-        state.shown.append({title, text, icon});
+        state.shown.append({title, text, icon, {}, {}});
         if (!state.answers.isEmpty())
             return state.answers.takeFirst();
         if (escapeButton != QMessageBox::NoButton)
@@ -64,6 +68,42 @@ void MessageBox::information(QWidget *parent, const QString &title, const QStrin
          QMessageBox::Ok);
 }
 
+bool MessageBox::informationWithCheckBox(QWidget *parent, const QString &title, const QString &text,
+                                         const QString &checkBoxText)
+{
+    TestState &state = testState();
+    if (state.testing) {
+        state.shown.append({title, text, QMessageBox::Information, {}, checkBoxText});
+        return !state.checkBoxes.isEmpty() && state.checkBoxes.takeFirst();
+    }
+    QMessageBox box(QMessageBox::Information, title, text, QMessageBox::Ok, parent);
+    auto *checkBox = new QCheckBox(checkBoxText, &box);
+    box.setCheckBox(checkBox);
+    box.exec();
+    return checkBox->isChecked();
+}
+
+int MessageBox::choose(QWidget *parent, const QString &title, const QString &text,
+                       const QStringList &buttons, int defaultIndex, int escapeIndex)
+{
+    TestState &state = testState();
+    if (state.testing) {
+        state.shown.append({title, text, QMessageBox::Question, buttons, {}});
+        return state.choices.isEmpty() ? escapeIndex : state.choices.takeFirst();
+    }
+    QMessageBox box(QMessageBox::Question, title, text, QMessageBox::NoButton, parent);
+    QList<QPushButton *> pushButtons;
+    for (const QString &wording : buttons)
+        pushButtons << box.addButton(wording, QMessageBox::ActionRole);
+    if (defaultIndex >= 0 && defaultIndex < pushButtons.size())
+        box.setDefaultButton(pushButtons.at(defaultIndex));
+    if (escapeIndex >= 0 && escapeIndex < pushButtons.size())
+        box.setEscapeButton(pushButtons.at(escapeIndex));
+    box.exec();
+    const int pressed = int(pushButtons.indexOf(qobject_cast<QPushButton *>(box.clickedButton())));
+    return pressed >= 0 ? pressed : escapeIndex;
+}
+
 void MessageBox::setTesting(bool on)
 {
     testState().testing = on;
@@ -72,6 +112,16 @@ void MessageBox::setTesting(bool on)
 void MessageBox::setNextAnswer(QMessageBox::StandardButton answer)
 {
     testState().answers.append(answer);
+}
+
+void MessageBox::setNextChoice(int index)
+{
+    testState().choices.append(index);
+}
+
+void MessageBox::setNextCheckBox(bool ticked)
+{
+    testState().checkBoxes.append(ticked);
 }
 
 QList<MessageBox::Shown> MessageBox::shown()
@@ -83,4 +133,6 @@ void MessageBox::clearShown()
 {
     testState().shown.clear();
     testState().answers.clear();
+    testState().choices.clear();
+    testState().checkBoxes.clear();
 }

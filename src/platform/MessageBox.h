@@ -2,6 +2,7 @@
 
 #include <QMessageBox>
 #include <QString>
+#include <QStringList>
 
 // Every message box of the program goes through here, so that tests can see each box's title
 // and text and answer it. Titles, texts, buttons, the default and the Escape button are the
@@ -19,6 +20,14 @@ public:
     // A question with Yes and No; No is the default and the Escape button. True for Yes.
     static bool ask(QWidget *parent, const QString &title, const QString &text);
     static void information(QWidget *parent, const QString &title, const QString &text);
+    // An information with a check box (checkBoxText, off at first) below the text; returns
+    // whether the person ticked it.
+    static bool informationWithCheckBox(QWidget *parent, const QString &title, const QString &text,
+                                        const QString &checkBoxText);
+    // A question with buttons of the caller's words, left to right; returns the index of the
+    // button pressed, escapeIndex when the box is closed.
+    static int choose(QWidget *parent, const QString &title, const QString &text,
+                      const QStringList &buttons, int defaultIndex, int escapeIndex);
 
     // --- Test seam ----------------------------------------------------------------------
     // Once testing is on, no box is shown: each call is recorded and answered with the next
@@ -29,9 +38,16 @@ public:
         QString title;
         QString text;
         QMessageBox::Icon icon;
+        // The buttons of choose() and the check box of informationWithCheckBox(), as worded.
+        QStringList buttons;
+        QString checkBox;
     };
     static void setTesting(bool on);
     static void setNextAnswer(QMessageBox::StandardButton answer);
+    // The next choose() returns index; when none is queued, it returns its escapeIndex.
+    static void setNextChoice(int index);
+    // The next check box is ticked (or not); when none is queued, it is left off.
+    static void setNextCheckBox(bool ticked);
     static QList<Shown> shown();
     static void clearShown();
 };

@@ -1,0 +1,173 @@
+#include "IdleWatcher.h"
+
+#include "QuorvelMainWindow.h"
+#include "model/Activity.h"
+#include "model/Configuration.h"
+#include "model/QuorvelDocument.h"
+#include "model/TaskCommands.h"
+#include "model/TaskTimeText.h"
+#include "platform/Clock.h"
+#include "platform/Config.h"
+#include "platform/MessageBox.h"
+#include "platform/TimeString.h"
+#include "platform/idle/IdleSource.h"
+
+#include <QTimer>
+
+namespace {
+
+const QString Key = QStringLiteral("AskIdleAfterMinutes");
+
+QList<QVTask *> runningTasks(const QuorvelDocument &doc, const QList<int> &ids)
+{
+    QList<QVTask *> tasks;
+    for (QVTask *task : doc.tasks) {
+        if (task->isRunning() && ids.contains(task->id))
+            tasks << task;
+    }
+    return tasks;
+}
+
+// The time alone today, else the date and time.
+QString momentText(const QDateTime &when)
+{
+    if (when.date() == Clock::currentTime(false).date())
+        return TimeString::timeString(when.time(), Configuration().twelveHourClock());
+    return TaskTimeText::text(when);
+}
+
+} // namespace
+
+IdleWatcher::IdleWatcher(QuorvelMainWindow *window, IdleSource *source, const QString &reason)
+    : QObject(window)
+    , m_window(window)
+    , m_source(source)
+    , m_reason(reason)
+    , m_retry(new QTimer(this))
+{
+    m_retry->setSingleShot(true);
+    m_retry->setInterval(500);
+    connect(m_retry, &QTimer::timeout, this, &IdleWatcher::askWhenFree);
+    if (m_source) {
+        connect(m_source, &IdleSource::wentIdle, this, &IdleWatcher::wentIdle);
+        connect(m_source, &IdleSource::cameBack, this, &IdleWatcher::cameBack);
+    }
+    settingsChanged();
+}
+
+int IdleWatcher::minutes()
+{
+    Config config(QStringLiteral("quorvelqpe"));
+    config.setGroup(QStringLiteral("Desktop"));
+    return qMax(0, config.readNumEntry(Key, DefaultMinutes));
+}
+
+void IdleWatcher::setMinutes(int minutes)
+{
+    Config config(QStringLiteral("quorvelqpe"));
+    config.setGroup(QStringLiteral("Desktop"));
+    config.writeEntry(Key, qMax(0, minutes));
+}
+
+void IdleWatcher::settingsChanged()
+{
+    if (m_source)
+        m_source->watch(qint64(minutes()) * 60 * 1000);
+}
+
+void IdleWatcher::wentIdle(qint64 idleMs)
+{
+    if (m_asking || minutes() <= 0)
+        return;
+    const QDateTime now = Clock::currentTime(true);
+    QDateTime left = now.addMSecs(-qMax<qint64>(0, idleMs));
+    left = QDateTime(left.date(), QTime(left.time().hour(), left.time().minute()));
+    // Only the tasks the person left running: one started while away was started on purpose.
+    QList<int> ids;
+    for (const QVTask *task : m_window->document()->tasks) {
+        if (task->isRunning() && task->start() <= left)
+            ids << task->id;
+    }
+    m_left = ids.isEmpty() ? QDateTime() : left;
+    m_taskIds = ids;
+}
+
+void IdleWatcher::cameBack()
+{
+    if (!m_left.isValid() || m_asking)
+        return;
+    askWhenFree();
+}
+
+void IdleWatcher::askWhenFree()
+{
+    if (!m_left.isValid())
+        return;
+    if (m_window->commandUnderWay()) {
+        m_retry->start();
+        return;
+    }
+    const QDateTime left = m_left;
+    const QList<int> ids = m_taskIds;
+    m_left = QDateTime();
+    m_taskIds.clear();
+    const QList<QVTask *> tasks = runningTasks(*m_window->document(), ids);
+    if (tasks.isEmpty())
+        return;
+
+    QStringList names;
+    for (const QVTask *task : tasks) {
+        if (!names.contains(task->activityName()))
+            names << task->activityName();
+    }
+    const QDateTime now = Clock::currentTime(true);
+    const QString leftText = momentText(left);
+    const QString text = tr("You have been away since %1, for %2 (hours and minutes).\n"
+                            "Running then: %3.\n\nWhat should be done with the time away?")
+                             .arg(leftText, TaskTimeText::runningTime(left, now),
+                                  names.join(QStringLiteral(", ")));
+    const QStringList buttons = {tr("Keep the Time"), tr("Stop at %1").arg(leftText),
+                                 tr("Stop at %1 and Start Again").arg(leftText)};
+    m_asking = true;
+    QWidget *parent = m_window->isVisible() ? m_window : nullptr;
+    const int answer = MessageBox::choose(parent, tr("Idle Time"), text, buttons, 0, 0);
+    m_asking = false;
+    if (answer == StopThen || answer == StopThenStartAgain)
+        settle(Answer(answer), left, ids);
+}
+
+void IdleWatcher::settle(Answer answer, const QDateTime &left, const QList<int> &taskIds)
+{
+    QuorvelDocument &doc = *m_window->document();
+    // The question ran an event loop: look the tasks up again.
+    const QList<QVTask *> tasks = runningTasks(doc, taskIds);
+    if (tasks.isEmpty())
+        return;
+    QList<Activity *> activities;
+    for (const QVTask *task : tasks) {
+        if (task->activity && !activities.contains(task->activity))
+            activities << task->activity;
+    }
+    const TaskCommands::Outcome stopped = TaskCommands::stop(doc, tasks, left);
+    if (stopped.refused) {
+        // A task stopped at the moment the person left can only overlap; the usual wording
+        // speaks of "now".
+        MessageBox::warning(m_window, stopped.refusal.title,
+                            tr("Stopping at %1 would make a task overlap another one, so "
+                               "nothing was changed.\nYou can Edit the task to set its stop "
+                               "time.")
+                                .arg(momentText(left)));
+        return;
+    }
+    if (answer == StopThenStartAgain) {
+        const QDateTime now = Clock::currentTime(false);
+        for (Activity *activity : std::as_const(activities)) {
+            const TaskCommands::Outcome started = TaskCommands::start(doc, activity, now);
+            if (started.refused) {
+                MessageBox::warning(m_window, started.refusal.title, started.refusal.text);
+                break;
+            }
+        }
+    }
+    m_window->tasksChangedElsewhere();
+}

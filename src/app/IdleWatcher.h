@@ -1,0 +1,57 @@
+#pragma once
+
+#include "platform/idle/IdleSource.h"
+
+#include <QDateTime>
+#include <QList>
+#include <QObject>
+#include <QPointer>
+#include <QString>
+
+class QTimer;
+class QuorvelMainWindow;
+
+// Asks, when the person comes back after being idle for the setting "Ask about idle time after
+// N minutes" (settings group "Desktop", key "AskIdleAfterMinutes"; 15 unless set, 0 for never)
+// while tasks ran, what to do with the time away: keep it, stop those tasks at the moment the
+// person left, or stop them then and start the same activities again now. Stopping and
+// starting follow the shortcut buttons' rules; a refusal changes nothing.
+class IdleWatcher : public QObject
+{
+    Q_OBJECT
+
+public:
+    static constexpr int DefaultMinutes = 15;
+    enum Answer { KeepTime, StopThen, StopThenStartAgain };
+
+    // source may be null: this session tells no idle time, and why is in reason.
+    IdleWatcher(QuorvelMainWindow *window, IdleSource *source, const QString &reason = QString());
+
+    // The setting, in minutes; 0 is off.
+    static int minutes();
+    static void setMinutes(int minutes);
+
+    // Whether this session tells idle time, and if not, why (for the settings dialog).
+    bool available() const { return m_source != nullptr; }
+    QString unavailableReason() const { return m_reason; }
+
+public Q_SLOTS:
+    // Reads the setting again and watches with it.
+    void settingsChanged();
+
+private:
+    void wentIdle(qint64 idleMs);
+    void cameBack();
+    // Asks once no other question or editor is open in the window.
+    void askWhenFree();
+    void settle(Answer answer, const QDateTime &left, const QList<int> &taskIds);
+
+    QuorvelMainWindow *m_window;
+    QPointer<IdleSource> m_source;
+    QString m_reason;
+    QTimer *m_retry;
+    bool m_asking = false;
+    // The moment the person left (a whole minute), and the tasks that were running then.
+    QDateTime m_left;
+    QList<int> m_taskIds;
+};

@@ -1,0 +1,9 @@
+#include "DesktopSettingsBase.h"
+
+DesktopSettingsBase::DesktopSettingsBase(QWidget *parent)
+    : QDialog(parent)
+{
+    setupUi(this);
+    connect(buttonBox, &QDialogButtonBox::accepted, this, &QDialog::accept);
+    connect(buttonBox, &QDialogButtonBox::rejected, this, &QDialog::reject);
+}
