@@ -35,6 +35,9 @@ ActivityList::ActivityList(QuorvelDocument *doc, QWidget *parent)
     connect(btnEdit, &QToolButton::clicked, this, &ActivityList::editActivity);
     connect(btnDelete, &QToolButton::clicked, this, &ActivityList::deleteActivity);
     connect(table, &QVTable::ok, this, &ActivityList::editActivity);
+
+    // The list is what the window is for: the arrow keys choose, Space edits.
+    table->setFocus();
 }
 
 void ActivityList::setupList()
@@ -47,6 +50,8 @@ void ActivityList::setupList()
     const QSignalBlocker blocker(table);
     table->setModel(m_model);
     table->verticalHeader()->hide();
+    // Tab leaves the list for the buttons; the arrow keys move between its cells.
+    table->setTabKeyNavigation(false);
     table->horizontalHeader()->setStretchLastSection(true);
     tableLayout->addWidget(table);
 }

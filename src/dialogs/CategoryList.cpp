@@ -28,6 +28,9 @@ CategoryList::CategoryList(QuorvelDocument *doc, QWidget *parent)
     connect(btnDelete, &QToolButton::clicked, this, &CategoryList::deleteCategory);
     connect(table, &QVTable::ok, this, &CategoryList::editCategory);
 
+    // The list is what the window is for: the arrow keys choose, Space edits.
+    table->setFocus();
+
     resize(sizeHint().expandedTo(QSize(360, 400)));
 }
 
@@ -121,6 +124,8 @@ void CategoryList::setupList()
     const QSignalBlocker blocker(table);
     table->setModel(m_model);
     table->verticalHeader()->hide();
+    // Tab leaves the list for the buttons; the arrow keys move between its cells.
+    table->setTabKeyNavigation(false);
     m_model->setColumnCount(1);
     m_model->setHorizontalHeaderLabels({tr("Category")});
     table->horizontalHeader()->setStretchLastSection(true);

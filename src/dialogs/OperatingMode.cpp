@@ -2,6 +2,8 @@
 
 #include "platform/MessageBox.h"
 
+#include <QShowEvent>
+
 namespace {
 
 // These delimit the document string and the synchronisation body, so the server would
@@ -54,6 +56,21 @@ void OperatingMode::accept()
     txtUserID->setText(userId);
     txtPassword->setText(password);
     QDialog::accept();
+}
+
+void OperatingMode::showEvent(QShowEvent *event)
+{
+    // The caller chooses the mode after construction. The focus starts on the chosen mode, or
+    // on the server when group mode is the only choice left.
+    if (!event->spontaneous()) {
+        if (!radGroup->isChecked())
+            radPersonal->setFocus();
+        else if (radPersonal->isEnabled())
+            radGroup->setFocus();
+        else
+            txtServer->setFocus();
+    }
+    OperatingModeBase::showEvent(event);
 }
 
 void OperatingMode::modeToggled(bool personalOn)

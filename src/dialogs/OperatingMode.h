@@ -15,4 +15,7 @@ public:
 public Q_SLOTS:
     void accept() override;
     void modeToggled(bool personalOn);
+
+protected:
+    void showEvent(QShowEvent *event) override;
 };

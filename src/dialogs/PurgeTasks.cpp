@@ -6,6 +6,7 @@
 #include "platform/DateBookMonth.h"
 #include "platform/TimeString.h"
 
+#include <QCalendarWidget>
 #include <QDebug>
 #include <QMenu>
 
@@ -92,6 +93,8 @@ void PurgeTasks::pickDate()
     connect(datePopup, &QMenu::aboutToHide, this, &PurgeTasks::gotHideDate);
     monthPicker->setDate(purgeDateTime.date());
     datePopup->popup(datePopupPosition());
+    // The days are chosen with the arrow keys and Return too.
+    monthPicker->calendar()->setFocus();
 }
 
 void PurgeTasks::setDate(int year, int month, int day)

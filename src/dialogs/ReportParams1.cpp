@@ -5,6 +5,7 @@
 #include "platform/MessageBox.h"
 #include "platform/TimeString.h"
 
+#include <QCalendarWidget>
 #include <QDebug>
 #include <QMenu>
 
@@ -70,7 +71,8 @@ void ReportParams1::openDatePicker(void (ReportParams1::*chosen)(int, int, int),
     connect(datePopup, &QMenu::aboutToHide, this, hidden);
     monthPicker->setDate(date);
     datePopup->popup(datePopupPosition(button));
-    monthPicker->setFocus();
+    // The calendar itself, not its frame, takes the arrow keys and Return.
+    monthPicker->calendar()->setFocus();
 }
 
 void ReportParams1::pickFromDate()

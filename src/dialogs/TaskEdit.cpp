@@ -11,6 +11,8 @@
 #include "views/BalloonTip.h"
 
 #include <QAbstractItemView>
+#include <QButtonGroup>
+#include <QCalendarWidget>
 #include <QMenu>
 #include <QSignalBlocker>
 
@@ -35,6 +37,20 @@ QDateTime withTime(const QDateTime &old, int hour, int minute)
     return QDateTime(old.date(), QTime(hour, minute, 0));
 }
 
+// Tab enters a group of radio buttons at its chosen button, and the arrow keys choose within
+// it. Qt moves the tab stop only once a button of the group has had the focus.
+void tabStopAtChecked(const QButtonGroup *group)
+{
+    if (!group->checkedButton())
+        return;
+    const QList<QAbstractButton *> buttons = group->buttons();
+    for (QAbstractButton *button : buttons) {
+        const int policy = button->isChecked() ? button->focusPolicy() | Qt::TabFocus
+                                               : button->focusPolicy() & ~Qt::TabFocus;
+        button->setFocusPolicy(Qt::FocusPolicy(policy));
+    }
+}
+
 } // namespace
 
 TaskEdit::TaskEdit(QVTask *task, QuorvelDocument *document, QWidget *parent)
@@ -48,6 +64,8 @@ TaskEdit::TaskEdit(QVTask *task, QuorvelDocument *document, QWidget *parent)
     comboActivity->setMinimumContentsLength(24);
     comboActivity->view()->setTextElideMode(Qt::ElideRight);
     setupTask();
+    tabStopAtChecked(buttonGroupStart);
+    tabStopAtChecked(buttonGroupStop);
     setupActivities();
     setupDatePicker();
     setupBalloonTip();
@@ -237,6 +255,8 @@ void TaskEdit::openDatePicker(void (TaskEdit::*chosen)(int, int, int), void (Tas
     connect(datePopup, &QMenu::aboutToHide, this, hidden);
     monthPicker->setDate(date);
     datePopup->popup(over->mapToGlobal(QPoint(0, 0)));
+    // The days are chosen with the arrow keys and Return too.
+    monthPicker->calendar()->setFocus();
 }
 
 void TaskEdit::pickStartDate()

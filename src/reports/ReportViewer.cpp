@@ -4,6 +4,7 @@
 #include "platform/MessageBox.h"
 #include "reports/Report.h"
 #include "reports/ReportBrowser.h"
+#include "views/SafeTextBrowser.h"
 
 #include <QDebug>
 #include <QGuiApplication>
@@ -41,6 +42,9 @@ void ReportViewer::setupView(const QString &text)
     if (m_save)
         layout->addWidget(m_save);
     setFocusProxy(m_browser);
+    // The report is read first: the text has the focus, and Tab goes on to the page buttons
+    // and the save button under it.
+    m_browser->browser()->setFocus();
 
     // A report table is wide: open large, within the screen.
     const QScreen *shownOn

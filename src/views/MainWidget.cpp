@@ -34,6 +34,10 @@ void MainWidget::initTable()
     m_model = new TaskTableModel(m_document, this);
     table = new QVTable(this);
     table->setObjectName(QStringLiteral("tblTaskList"));
+    // Tab leaves the table for the shortcut buttons; the arrow keys move within it. The window
+    // opens on the table, so that a Space typed at once starts no task.
+    table->setTabKeyNavigation(false);
+    table->setFocus();
     tableLayout->addWidget(table);
 
     const QSignalBlocker blocker(table);
