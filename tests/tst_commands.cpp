@@ -104,14 +104,6 @@ QList<TaskShape> shapes(const QuorvelDocument &doc)
     return list;
 }
 
-QStringList titles()
-{
-    QStringList list;
-    for (const MessageBox::Shown &box : MessageBox::shown())
-        list << box.title;
-    return list;
-}
-
 // Puts a button into the given state without running the command, as a stale display would.
 void setQuietly(QToolButton *button, bool on)
 {
@@ -233,7 +225,7 @@ void TestCommands::zeroDurationAnsweredNoKeepsAsking()
         MessageBox::clearShown();
         button->click();
         button->click(); // answered with the Escape button, No
-        QCOMPARE(titles(), QStringList{ZeroTitle});
+        QCOMPARE(shownTitles(), QStringList{ZeroTitle});
         QCOMPARE(window.document()->tasks.size(), 2);
         QVERIFY(warnZeroTasks());
     }
@@ -454,7 +446,7 @@ void TestCommands::deleteTaskNo()
     const QList<TaskShape> before = shapes(*window.document());
     selectTask(window, window.document()->tasks.first());
     action(window, QStringLiteral("Delete Task"))->trigger();
-    QCOMPARE(titles(), QStringList{QStringLiteral("Delete Task")});
+    QCOMPARE(shownTitles(), QStringList{QStringLiteral("Delete Task")});
     QCOMPARE(MessageBox::shown().at(0).text, QStringLiteral("Are you sure you want to delete\nA?"));
     QCOMPARE(shapes(*window.document()), before);
 }
@@ -532,8 +524,8 @@ void TestCommands::disableConcurrentStopsRunningTasks()
     Clock::setFixed(at(21, 9, 30, 40));
     MessageBox::setNextAnswer(QMessageBox::Yes);
     action(window, QStringLiteral("Allow Concurrent Tasks"))->trigger();
-    QCOMPARE(titles(), (QStringList{QStringLiteral("Disable Concurrent Tasks"),
-                                    QStringLiteral("Active Task Deleted")}));
+    QCOMPARE(shownTitles(), (QStringList{QStringLiteral("Disable Concurrent Tasks"),
+                                         QStringLiteral("Active Task Deleted")}));
     QCOMPARE(MessageBox::shown().at(1).text,
              QStringLiteral("One or more active tasks have\nbeen deleted because their\n"
                             "duration was less than\na minute."));
@@ -556,8 +548,8 @@ void TestCommands::disableConcurrentRefusedForFutureStart()
     MessageBox::setNextAnswer(QMessageBox::Yes);
     QAction *toggle = action(window, QStringLiteral("Allow Concurrent Tasks"));
     toggle->trigger();
-    QCOMPARE(titles(), (QStringList{QStringLiteral("Disable Concurrent Tasks"),
-                                    QStringLiteral("Cannot Disable Concurrent Tasks")}));
+    QCOMPARE(shownTitles(), (QStringList{QStringLiteral("Disable Concurrent Tasks"),
+                                         QStringLiteral("Cannot Disable Concurrent Tasks")}));
     QCOMPARE(MessageBox::shown().at(1).text,
              QStringLiteral("An active task cannot be stopped\nnow because its start time is "
                             "in\nthe future. To set a specific\nfuture stop time, you can "
@@ -652,7 +644,7 @@ void TestCommands::personalToGroupAnsweredYesClears()
     answers.add(chooseGroup(true));
     MessageBox::setNextAnswer(QMessageBox::Yes);
     action(window, QStringLiteral("Operating Mode"))->trigger();
-    QCOMPARE(titles(), QStringList{QStringLiteral("Change to Group Mode")});
+    QCOMPARE(shownTitles(), QStringList{QStringLiteral("Change to Group Mode")});
     QVERIFY(window.document()->tasks.isEmpty());
     QVERIFY(window.document()->activities.isEmpty());
     QVERIFY(window.document()->categories.isEmpty());
@@ -808,7 +800,7 @@ void TestCommands::dayOfWork()
         selectTask(window, findTask(*window.document(), QStringLiteral("B"), at(21, 9, 32)));
         MessageBox::setNextAnswer(QMessageBox::Yes);
         action(window, QStringLiteral("Delete Task"))->trigger();
-        QCOMPARE(titles(), QStringList{QStringLiteral("Delete Task")});
+        QCOMPARE(shownTitles(), QStringList{QStringLiteral("Delete Task")});
         QVERIFY(!widget->button(2)->isChecked());
         QCOMPARE(widget->button(2)->text(), QStringLiteral("B"));
 

@@ -37,6 +37,24 @@ public:
     qint64 threshold = -1;
 };
 
+// The window, watched through a fake idle source.
+struct Watched
+{
+    QuorvelMainWindow window;
+    FakeIdleSource source;
+    IdleWatcher watcher{&window, &source};
+
+    // The person leaves 20 minutes before the clock's time, comes back at back and gives
+    // answer, if asked.
+    void awayUntil(const QDateTime &back, IdleWatcher::Answer answer)
+    {
+        source.goIdle(20 * 60 * 1000);
+        Clock::setFixed(back);
+        MessageBox::setNextChoice(answer);
+        source.comeBack();
+    }
+};
+
 // "Writing" has run since 09:00 and holds the first shortcut button; "Reading" is the second
 // activity. With finishedReading, a task of Reading went from 10:05 to 10:10.
 void prepareDataFile(bool finishedReading = false)
@@ -71,14 +89,6 @@ QByteArray dataFile()
 {
     QFile file(QuorvelDocument::dataFilePath());
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-QStringList titles()
-{
-    QStringList list;
-    for (const MessageBox::Shown &shown : MessageBox::shown())
-        list << shown.title;
-    return list;
 }
 
 } // namespace
@@ -139,7 +149,7 @@ void TestIdle::asksWhenThePersonComesBack()
     QVERIFY(MessageBox::shown().isEmpty());
     Clock::setFixed(at(21, 11, 0, 15));
     source.comeBack();
-    QCOMPARE(titles(), QStringList{QStringLiteral("Idle Time")});
+    QCOMPARE(shownTitles(), QStringList{QStringLiteral("Idle Time")});
     const MessageBox::Shown question = MessageBox::shown().at(0);
     QCOMPARE(question.text, QStringLiteral("You have been away since 10:00 AM, for 1:00 (hours and "
                                            "minutes).\nRunning then: Writing.\n\nWhat should be "
@@ -157,33 +167,23 @@ void TestIdle::keepingTheTimeChangesNothing()
 {
     prepareDataFile();
     const QByteArray before = dataFile();
-    QuorvelMainWindow window;
-    FakeIdleSource source;
-    IdleWatcher watcher(&window, &source);
-    source.goIdle(20 * 60 * 1000);
-    Clock::setFixed(at(21, 11, 0));
-    MessageBox::setNextChoice(IdleWatcher::KeepTime);
-    source.comeBack();
+    Watched watched;
+    watched.awayUntil(at(21, 11, 0), IdleWatcher::KeepTime);
     QCOMPARE(MessageBox::shown().size(), 1);
-    QCOMPARE(tasks(*window.document()), QStringList{QStringLiteral("Writing 09:00-")});
-    QVERIFY(window.mainWidget()->button(1)->isChecked());
+    QCOMPARE(tasks(*watched.window.document()), QStringList{QStringLiteral("Writing 09:00-")});
+    QVERIFY(watched.window.mainWidget()->button(1)->isChecked());
     QCOMPARE(dataFile(), before);
 }
 
 void TestIdle::stoppingStopsWhenThePersonLeft()
 {
     prepareDataFile();
-    QuorvelMainWindow window;
-    FakeIdleSource source;
-    IdleWatcher watcher(&window, &source);
-    source.goIdle(20 * 60 * 1000);
-    Clock::setFixed(at(21, 11, 0));
-    MessageBox::setNextChoice(IdleWatcher::StopThen);
-    source.comeBack();
-    QCOMPARE(titles(), QStringList{QStringLiteral("Idle Time")});
-    QCOMPARE(tasks(*window.document()), QStringList{QStringLiteral("Writing 09:00-10:00")});
-    QVERIFY(!window.mainWidget()->button(1)->isChecked());
-    // Written at once, as every command of the window.
+    Watched watched;
+    watched.awayUntil(at(21, 11, 0), IdleWatcher::StopThen);
+    QCOMPARE(shownTitles(), QStringList{QStringLiteral("Idle Time")});
+    QCOMPARE(tasks(*watched.window.document()), QStringList{QStringLiteral("Writing 09:00-10:00")});
+    QVERIFY(!watched.window.mainWidget()->button(1)->isChecked());
+    // Written at once, as every command of the watched.window.
     QuorvelDocument reread;
     QVERIFY(reread.load());
     QCOMPARE(tasks(reread), QStringList{QStringLiteral("Writing 09:00-10:00")});
@@ -192,21 +192,16 @@ void TestIdle::stoppingStopsWhenThePersonLeft()
 void TestIdle::stoppingAndStartingAgain()
 {
     prepareDataFile();
-    QuorvelMainWindow window;
-    FakeIdleSource source;
-    IdleWatcher watcher(&window, &source);
-    source.goIdle(20 * 60 * 1000);
-    Clock::setFixed(at(21, 11, 0, 40));
-    MessageBox::setNextChoice(IdleWatcher::StopThenStartAgain);
-    source.comeBack();
-    QCOMPARE(tasks(*window.document()), (QStringList{QStringLiteral("Writing 09:00-10:00"),
-                                                     QStringLiteral("Writing 11:00-")}));
+    Watched watched;
+    watched.awayUntil(at(21, 11, 0, 40), IdleWatcher::StopThenStartAgain);
+    QCOMPARE(tasks(*watched.window.document()), (QStringList{QStringLiteral("Writing 09:00-10:00"),
+                                                             QStringLiteral("Writing 11:00-")}));
     // The new task takes the activity's button.
-    QVERIFY(window.mainWidget()->button(1)->isChecked());
-    QCOMPARE(window.document()->tasks.last()->shortcut, 1);
+    QVERIFY(watched.window.mainWidget()->button(1)->isChecked());
+    QCOMPARE(watched.window.document()->tasks.last()->shortcut, 1);
     QuorvelDocument reread;
     QVERIFY(reread.load());
-    QCOMPARE(tasks(reread), tasks(*window.document()));
+    QCOMPARE(tasks(reread), tasks(*watched.window.document()));
 }
 
 void TestIdle::aRefusedStopLeavesEverything()
@@ -214,22 +209,18 @@ void TestIdle::aRefusedStopLeavesEverything()
     // Stopping Writing at 10:15 would overlap Reading from 10:05 to 10:10.
     prepareDataFile(true);
     const QByteArray before = dataFile();
-    QuorvelMainWindow window;
-    FakeIdleSource source;
-    IdleWatcher watcher(&window, &source);
+    Watched watched;
     Clock::setFixed(at(21, 10, 35));
-    source.goIdle(20 * 60 * 1000);
-    Clock::setFixed(at(21, 11, 0));
-    MessageBox::setNextChoice(IdleWatcher::StopThenStartAgain);
-    source.comeBack();
-    QCOMPARE(titles(),
+    watched.awayUntil(at(21, 11, 0), IdleWatcher::StopThenStartAgain);
+    QCOMPARE(shownTitles(),
              (QStringList{QStringLiteral("Idle Time"), QStringLiteral("Cannot Stop Task")}));
     QCOMPARE(
         MessageBox::shown().at(1).text,
         QStringLiteral("Stopping at 10:15 AM would make a task overlap another one, so nothing "
                        "was changed.\nYou can Edit the task to set its stop time."));
-    QCOMPARE(tasks(*window.document()), (QStringList{QStringLiteral("Writing 09:00-"),
-                                                     QStringLiteral("Reading 10:05-10:10")}));
+    QCOMPARE(
+        tasks(*watched.window.document()),
+        (QStringList{QStringLiteral("Writing 09:00-"), QStringLiteral("Reading 10:05-10:10")}));
     QCOMPARE(dataFile(), before);
 }
 
@@ -299,7 +290,7 @@ void TestIdle::waitsForAnOpenQuestion()
     });
     window.purge();
     QCOMPARE(answers.remaining(), 0);
-    QTRY_COMPARE(titles(), QStringList{QStringLiteral("Idle Time")});
+    QTRY_COMPARE(shownTitles(), QStringList{QStringLiteral("Idle Time")});
     QCOMPARE(tasks(*window.document()), QStringList{QStringLiteral("Writing 09:00-")});
 }
 

@@ -51,14 +51,6 @@ struct FileSetup
     }
 };
 
-QStringList titles()
-{
-    QStringList list;
-    for (const MessageBox::Shown &shown : MessageBox::shown())
-        list << shown.title;
-    return list;
-}
-
 } // namespace
 
 class TestTray : public QObject
@@ -151,7 +143,7 @@ void TestTray::startRefusedForOverlap()
     QuorvelMainWindow window;
     TrayIcon tray(&window);
     tray.shortcutAction(1)->trigger();
-    QCOMPARE(titles(), QStringList{QStringLiteral("Cannot Start Task")});
+    QCOMPARE(shownTitles(), QStringList{QStringLiteral("Cannot Start Task")});
     QCOMPARE(MessageBox::shown().at(0).text,
              QStringLiteral("This task cannot be started\nnow because this would cause it\nto "
                             "overlap with another task.\n"));
@@ -168,7 +160,7 @@ void TestTray::stopRefusedForFutureStart()
     TrayIcon tray(&window);
     QVERIFY(tray.shortcutAction(3)->isChecked());
     tray.shortcutAction(3)->trigger();
-    QCOMPARE(titles(), QStringList{QStringLiteral("Cannot Stop Task")});
+    QCOMPARE(shownTitles(), QStringList{QStringLiteral("Cannot Stop Task")});
     QCOMPARE(MessageBox::shown().at(0).text,
              QStringLiteral("This task cannot be stopped\nnow because its start time is in\nthe "
                             "future. To set a specific\nfuture stop time, you can Edit\nthe "
@@ -186,7 +178,7 @@ void TestTray::stopRefusedForOverlap()
     QuorvelMainWindow window;
     TrayIcon tray(&window);
     tray.shortcutAction(3)->trigger();
-    QCOMPARE(titles(), QStringList{QStringLiteral("Cannot Stop Task")});
+    QCOMPARE(shownTitles(), QStringList{QStringLiteral("Cannot Stop Task")});
     QCOMPARE(MessageBox::shown().at(0).text,
              QStringLiteral("This task cannot be stopped\nnow because this would cause it\nto "
                             "overlap with another task.\nYou can Edit the task to set\na stop "
@@ -224,7 +216,7 @@ void TestTray::closingWhileATaskRunsKeepsQuorvel()
 
     QVERIFY(!window.close());
     QVERIFY(!window.isVisible());
-    QCOMPARE(titles(), QStringList{QStringLiteral("Quorvel Keeps Running")});
+    QCOMPARE(shownTitles(), QStringList{QStringLiteral("Quorvel Keeps Running")});
     QCOMPARE(MessageBox::shown().at(0).text,
              QStringLiteral("A task is running, so Quorvel stays in the panel and goes on "
                             "timing it.\nOpen or quit Quorvel from its icon there."));

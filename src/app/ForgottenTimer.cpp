@@ -1,11 +1,11 @@
 #include "ForgottenTimer.h"
 
+#include "DesktopConfig.h"
 #include "QuorvelMainWindow.h"
 #include "TrayIcon.h"
 #include "model/QuorvelDocument.h"
 #include "model/TaskTimeText.h"
 #include "platform/Clock.h"
-#include "platform/Config.h"
 #include "platform/MessageBox.h"
 #include "platform/SingleInstance.h"
 
@@ -42,16 +42,12 @@ ForgottenTimer::ForgottenTimer(QuorvelMainWindow *window, QDBusConnection bus, T
 
 int ForgottenTimer::hours()
 {
-    Config config(QStringLiteral("quorvelqpe"));
-    config.setGroup(QStringLiteral("Desktop"));
-    return qMax(0, config.readNumEntry(Key, DefaultHours));
+    return DesktopConfig::number(Key, DefaultHours);
 }
 
 void ForgottenTimer::setHours(int hours)
 {
-    Config config(QStringLiteral("quorvelqpe"));
-    config.setGroup(QStringLiteral("Desktop"));
-    config.writeEntry(Key, qMax(0, hours));
+    DesktopConfig::setNumber(Key, hours);
 }
 
 void ForgottenTimer::check()

@@ -1,5 +1,6 @@
 #include "IdleWatcher.h"
 
+#include "DesktopConfig.h"
 #include "QuorvelMainWindow.h"
 #include "model/Activity.h"
 #include "model/Configuration.h"
@@ -7,7 +8,6 @@
 #include "model/TaskCommands.h"
 #include "model/TaskTimeText.h"
 #include "platform/Clock.h"
-#include "platform/Config.h"
 #include "platform/MessageBox.h"
 #include "platform/TimeString.h"
 #include "platform/idle/IdleSource.h"
@@ -57,16 +57,12 @@ IdleWatcher::IdleWatcher(QuorvelMainWindow *window, IdleSource *source, const QS
 
 int IdleWatcher::minutes()
 {
-    Config config(QStringLiteral("quorvelqpe"));
-    config.setGroup(QStringLiteral("Desktop"));
-    return qMax(0, config.readNumEntry(Key, DefaultMinutes));
+    return DesktopConfig::number(Key, DefaultMinutes);
 }
 
 void IdleWatcher::setMinutes(int minutes)
 {
-    Config config(QStringLiteral("quorvelqpe"));
-    config.setGroup(QStringLiteral("Desktop"));
-    config.writeEntry(Key, qMax(0, minutes));
+    DesktopConfig::setNumber(Key, minutes);
 }
 
 void IdleWatcher::settingsChanged()

@@ -1,5 +1,6 @@
 #include "QuorvelMainWindow.h"
 
+#include "DesktopConfig.h"
 #include "ForgottenTimer.h"
 #include "IdleWatcher.h"
 #include "TrayIcon.h"
@@ -396,16 +397,12 @@ void QuorvelMainWindow::setupKeyboard()
 // "ToldAboutPanel" is set once the person asked not to be told again.
 bool QuorvelMainWindow::tellsAboutPanel()
 {
-    Config settings(QStringLiteral("quorvelqpe"));
-    settings.setGroup(QStringLiteral("Desktop"));
-    return !settings.readBoolEntry(QStringLiteral("ToldAboutPanel"), false);
+    return !DesktopConfig::flag(QStringLiteral("ToldAboutPanel"), false);
 }
 
 void QuorvelMainWindow::setTellsAboutPanel(bool tell)
 {
-    Config settings(QStringLiteral("quorvelqpe"));
-    settings.setGroup(QStringLiteral("Desktop"));
-    settings.writeEntry(QStringLiteral("ToldAboutPanel"), !tell);
+    DesktopConfig::setFlag(QStringLiteral("ToldAboutPanel"), !tell);
 }
 
 void QuorvelMainWindow::closeEvent(QCloseEvent *event)

@@ -23,8 +23,8 @@ TestEnvironment::TestEnvironment()
     // Local sockets (the one-instance check) go here: each test run has its own.
     const QString runtimeDir = m_root.path() + QStringLiteral("/runtime");
     QDir().mkpath(runtimeDir);
-    QFile::setPermissions(runtimeDir, QFileDevice::ReadOwner | QFileDevice::WriteOwner
-                                          | QFileDevice::ExeOwner);
+    QFile::setPermissions(runtimeDir,
+                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtimeDir));
     QDir().mkpath(m_root.path() + QStringLiteral("/home"));
     QDir().mkpath(dataHome());
@@ -61,4 +61,12 @@ void TestEnvironment::wipe()
 TestEnvironment *TestEnvironment::instance()
 {
     return s_instance;
+}
+
+QStringList shownTitles()
+{
+    QStringList list;
+    for (const MessageBox::Shown &shown : MessageBox::shown())
+        list << shown.title;
+    return list;
 }

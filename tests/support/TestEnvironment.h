@@ -4,6 +4,7 @@
 
 #include <QApplication>
 #include <QString>
+#include <QStringList>
 #include <QTemporaryDir>
 
 // Every test executable runs inside one of these: XDG data, config and documents folders in a
@@ -27,6 +28,9 @@ private:
     QTemporaryDir m_root;
 };
 
+// The titles of the message boxes recorded so far, in order.
+QStringList shownTitles();
+
 // Like QTEST_GUILESS_MAIN, with a TestEnvironment set up before the test object exists.
 #define QUORVEL_TEST_GUILESS_MAIN(TestObject)                                                      \
     int main(int argc, char *argv[])                                                               \
@@ -41,13 +45,13 @@ private:
 
 // For tests with widgets: a QApplication on the offscreen platform, and message boxes
 // recorded and answered through MessageBox's test seam instead of being shown.
-#define QUORVEL_TEST_MAIN(TestObject)                                                            \
-    int main(int argc, char *argv[])                                                             \
-    {                                                                                            \
-        TestEnvironment environment;                                                             \
-        QApplication app(argc, argv);                                                            \
-        MessageBox::setTesting(true);                                                            \
-        TestObject tc;                                                                           \
-        QTEST_SET_MAIN_SOURCE_PATH                                                               \
-        return QTest::qExec(&tc, argc, argv);                                                    \
+#define QUORVEL_TEST_MAIN(TestObject)                                                              \
+    int main(int argc, char *argv[])                                                               \
+    {                                                                                              \
+        TestEnvironment environment;                                                               \
+        QApplication app(argc, argv);                                                              \
+        MessageBox::setTesting(true);                                                              \
+        TestObject tc;                                                                             \
+        QTEST_SET_MAIN_SOURCE_PATH                                                                 \
+        return QTest::qExec(&tc, argc, argv);                                                      \
     }

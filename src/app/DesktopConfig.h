@@ -1,0 +1,15 @@
+#pragma once
+
+#include <QString>
+
+// The settings of Quorvel on the desktop (idle time, reminders, the panel): the group "Desktop"
+// of the settings store "quorvelqpe", opened afresh on every access as every setting is.
+namespace DesktopConfig {
+
+// A count of minutes or hours, never below 0.
+int number(const QString &key, int byDefault);
+void setNumber(const QString &key, int value);
+bool flag(const QString &key, bool byDefault);
+void setFlag(const QString &key, bool value);
+
+} // namespace DesktopConfig
