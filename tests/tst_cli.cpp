@@ -33,6 +33,8 @@ QProcessEnvironment commandEnvironment(const QString &now)
     env.insert(QStringLiteral("LC_ALL"), QStringLiteral("en_US.UTF-8"));
     env.insert(QStringLiteral("LANG"), QStringLiteral("en_US.UTF-8"));
     env.insert(QStringLiteral("TZ"), QStringLiteral("UTC"));
+    // LANGUAGE would choose the language of the texts before LC_ALL.
+    env.remove(QStringLiteral("LANGUAGE"));
     return env;
 }
 
@@ -49,6 +51,30 @@ Run quorvel(const QStringList &arguments,
 {
     QProcess process;
     startCommand(process, arguments, now);
+    Run run;
+    if (!process.waitForFinished(60000)) {
+        process.kill();
+        process.waitForFinished();
+        return run;
+    }
+    run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    run.out = process.readAllStandardOutput();
+    run.err = process.readAllStandardError();
+    return run;
+}
+
+// The command as a German session runs it. A machine without the German glibc locale makes Qt
+// say so on standard error at start; that is not the program's output, and is left out.
+Run quorvelInGerman(const QStringList &arguments)
+{
+    QProcessEnvironment env = commandEnvironment(QStringLiteral("2026-11-21T09:30:00"));
+    env.insert(QStringLiteral("LC_ALL"), QStringLiteral("de_DE.UTF-8"));
+    env.insert(QStringLiteral("LANG"), QStringLiteral("de_DE.UTF-8"));
+    env.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("default.warning=false"));
+    QProcess process;
+    process.setProcessEnvironment(env);
+    process.setWorkingDirectory(TestEnvironment::instance()->documentsDir());
+    process.start(QStringLiteral(QUORVEL_CLI), arguments);
     Run run;
     if (!process.waitForFinished(60000)) {
         process.kill();
@@ -147,6 +173,7 @@ private Q_SLOTS:
     void importRefusesOverlaps();
     void badUsage();
     void help();
+    void inGerman();
     void unreadableDataFileIsLeftAlone();
     void readingCommandsNeverWrite();
     void twoStartsAtOnce();
@@ -668,6 +695,48 @@ void TestCli::help()
     QVERIFY(run.out.contains("\n  import FILE                 Add the tasks of an export"));
     run = quorvel({QStringLiteral("--version")});
     QCOMPARE(run.out, QByteArray("quorvel 0.1.0\n"));
+}
+
+void TestCli::inGerman()
+{
+    writeHistory();
+    const QByteArray before = dataFile();
+    Run run = quorvelInGerman({QStringLiteral("help"), QStringLiteral("stop")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Aufruf: quorvel stop [TÄTIGKEIT] [--at ZEIT]\n\n"
+                                 "Die laufenden Aufgaben anhalten, oder die der Tätigkeit.\n\n"
+                                 "Optionen:\n"
+                                 "  --at ZEIT                       der Zeitpunkt statt jetzt: "
+                                 "09:30, 2026-11-21T09:30 oder yesterday 17:00\n"
+                                 "  -h, --help                      diese Hilfe anzeigen\n"));
+    run = quorvelInGerman({QStringLiteral("--help")});
+    QCOMPARE(run.exitCode, 0);
+    QVERIFY(run.out.startsWith("Aufruf: quorvel [DATEI.qvreport]\n"
+                               "        quorvel BEFEHL [OPTIONEN]\n\n"
+                               "Ohne Befehl öffnet sich das Fenster (und der gespeicherte Bericht "
+                               "DATEI).\n\nBefehle:\n"
+                               "  start TÄTIGKEIT             Eine Aufgabe der Tätigkeit "
+                               "starten, wie es ihre Schnellstart-Taste tut.\n"));
+    QVERIFY(run.out.endsWith("\n„quorvel help BEFEHL“ oder „quorvel BEFEHL --help“ sagt mehr.\n"
+                             "Exit-Status: 0 erledigt, 1 abgelehnt, 2 falscher Aufruf.\n"));
+
+    run = quorvelInGerman({QStringLiteral("stop")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.err, QByteArray("quorvel: keine Aufgabe läuft.\n"));
+    run = quorvelInGerman({QStringLiteral("start"), QStringLiteral("Home Project Beta"),
+                           QStringLiteral("--at"), QStringLiteral("2026-11-19T10:00")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.out, QByteArray());
+    QCOMPARE(run.err, QByteArray("quorvel: Aufgabe kann nicht gestartet werden: Diese Aufgabe "
+                                 "kann jetzt nicht gestartet werden, da sie sich sonst mit einer "
+                                 "anderen überschneiden würde.\n"));
+    // Dates in the German form, the data file as always.
+    run = quorvelInGerman(
+        {QStringLiteral("list"), QStringLiteral("--from"), QStringLiteral("2026-11-20")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("20.11.26 18:00  20.11.26 19:05  Home Project Beta\n"
+                                 "20.11.26 20:00  20.11.26 20:20  Café, \"Ölbaum\"\n"));
+    QCOMPARE(dataFile(), before);
 }
 
 void TestCli::unreadableDataFileIsLeftAlone()

@@ -17,6 +17,7 @@
 #include "platform/Clock.h"
 #include "platform/Config.h"
 #include "platform/MessageBox.h"
+#include "platform/PrivateFiles.h"
 #include "platform/QuorvelApplication.h"
 #include "platform/Resource.h"
 #include "platform/SingleInstance.h"
@@ -154,6 +155,8 @@ void QuorvelMainWindow::keepDataFileAside(bool unreadable)
             tr("The data file could not be read\nand could not be copied to\n%1").arg(copy));
         return;
     }
+    // The copy takes the mode of a data file an older version may have left readable.
+    PrivateFiles::restrict(copy);
     m_keptDataFile = copy;
     if (unreadable) {
         MessageBox::information(
@@ -378,7 +381,8 @@ void QuorvelMainWindow::setupKeyboard()
         if (title.isEmpty())
             continue;
         auto *open = new QAction(this);
-        open->setObjectName(QStringLiteral("open menu ") + title);
+        // Named after the menu's object, not its title, which follows the language.
+        open->setObjectName(QStringLiteral("open menu ") + menu->menu()->objectName());
         open->setShortcut(QKeySequence(Qt::ALT | Qt::Key(title.at(0).toUpper().unicode())));
         connect(open, &QAction::triggered, this,
                 [this, menu] { menuBar()->setActiveAction(menu); });
@@ -537,6 +541,7 @@ void QuorvelMainWindow::reload()
         // Changes made here since the last write would be lost by reading the file: keep them.
         QSaveFile unsaved(QuorvelDocument::besideDataFile(QStringLiteral("unsaved")));
         if (unsaved.open(QIODevice::WriteOnly)) {
+            PrivateFiles::restrict(unsaved.handle());
             unsaved.write(bytes);
             unsaved.commit();
         }

@@ -3,6 +3,7 @@
 #include "Commands.h"
 #include "model/QuorvelDocument.h"
 #include "platform/SingleInstance.h"
+#include "platform/Translations.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -49,6 +50,20 @@ int finish(const Commands::Result &result)
     write(stderr, result.err);
     std::fflush(stdout);
     return result.exitCode;
+}
+
+// The window's program could not be started. Saying why is all this process still does; the
+// application object the window was to create is made here for the person's language.
+int windowNotStarted(char *argv[], const char *text, const QString &first,
+                     const QString &second = QString())
+{
+    int argc = 1;
+    QCoreApplication app(argc, argv);
+    Translations::install(app);
+    const QString message
+        = second.isNull() ? Commands::tr(text).arg(first) : Commands::tr(text).arg(first, second);
+    std::fprintf(stderr, "quorvel: %s\n", message.toLocal8Bit().constData());
+    return 127;
 }
 
 int refuse(const QString &message)
@@ -167,14 +182,15 @@ int Launcher::openWindow(char *argv[])
             argv[0] = const_cast<char *>(path.constData());
             ::execv(path.constData(), argv);
             const int error = errno;
-            std::fprintf(stderr, "quorvel: cannot start %s: %s\n", path.constData(),
-                         std::strerror(error));
-            return 127;
+            return windowNotStarted(argv, QT_TRANSLATE_NOOP("Commands", "cannot start %1: %2"),
+                                    candidate, QString::fromLocal8Bit(std::strerror(error)));
         }
     }
-    std::fprintf(stderr, "quorvel: the window's program quorvel-gui is not installed beside %s\n",
-                 QFile::encodeName(folder).constData());
-    return 127;
+    return windowNotStarted(
+        argv,
+        QT_TRANSLATE_NOOP("Commands",
+                          "the window's program quorvel-gui is not installed beside %1"),
+        folder);
 }
 
 int Launcher::runCommand(const QStringList &arguments)

@@ -248,9 +248,10 @@ QString dayCell(const QLocale &locale, const QDate &d, int rows)
 {
     return QStringLiteral("<tr><td align=top bgcolor=#c0c0c0 rowspan=") + QString::number(rows + 1)
            + QLatin1Char('>') + locale.dayName(d.dayOfWeek(), QLocale::ShortFormat)
-           + QStringLiteral("<br>") + locale.monthName(d.month(), QLocale::ShortFormat)
-           + QStringLiteral("&nbsp;") + QString::number(d.day()) + QStringLiteral("<br>")
-           + QString::number(d.year()) + QStringLiteral("</td>");
+           + QStringLiteral("<br>")
+           + ReportText::tr("%1&nbsp;%2", "a time sheet's day: the month's short name, the day")
+                 .arg(locale.monthName(d.month(), QLocale::ShortFormat), QString::number(d.day()))
+           + QStringLiteral("<br>") + QString::number(d.year()) + QStringLiteral("</td>");
 }
 
 // The empty cell that closes the first activity row of a day and spans all of them.
@@ -746,16 +747,30 @@ private:
     std::vector<Day> m_days;
 };
 
+// The reports' names, in English for the settings and translated for the menu.
+const char SummaryName[] = QT_TRANSLATE_NOOP("ReportText", "Period Summary Report");
+const char TimeSheetName[] = QT_TRANSLATE_NOOP("ReportText", "Period Time Sheet");
+
 } // namespace
 
 QString ReportText::summaryMenuName()
 {
-    return tr("Period Summary Report");
+    return tr(SummaryName);
 }
 
 QString ReportText::timeSheetMenuName()
 {
-    return tr("Period Time Sheet");
+    return tr(TimeSheetName);
+}
+
+QString ReportText::summarySettingsName()
+{
+    return QString::fromLatin1(SummaryName);
+}
+
+QString ReportText::timeSheetSettingsName()
+{
+    return QString::fromLatin1(TimeSheetName);
 }
 
 int ReportText::countNonzeroActivities(const QuorvelDocument &doc, const QDate &day)
@@ -771,8 +786,15 @@ int ReportText::countNonzeroActivities(const QuorvelDocument &doc, const QDate &
 
 QString ReportText::formatMinutes(int minutes, bool decimalHours)
 {
-    if (decimalHours)
-        return QString::asprintf("%5.4f", minutes / 60.0);
+    if (decimalHours) {
+        // The locale's decimal separator (a comma in German), and no group separators, which
+        // QLocale would add; the CSV keeps its point.
+        QString text = QString::asprintf("%5.4f", minutes / 60.0);
+        const QString point = QLocale().decimalPoint();
+        if (point != QLatin1String("."))
+            text.replace(QLatin1Char('.'), point);
+        return text;
+    }
     return QString::asprintf("%d:%02d", minutes / 60, minutes % 60);
 }
 

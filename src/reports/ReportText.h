@@ -15,13 +15,18 @@ class ReportText
     Q_DECLARE_TR_FUNCTIONS(ReportText)
 
 public:
+    // The reports' names as the Report menu shows them.
     static QString summaryMenuName();
     static QString timeSheetMenuName();
+    // The same names in English, as the settings keep them in every language.
+    static QString summarySettingsName();
+    static QString timeSheetSettingsName();
 
     // How many of the document's activities have time on day (running tasks left out).
     static int countNonzeroActivities(const QuorvelDocument &doc, const QDate &day);
 
-    // m minutes as "h:mm", or as decimal hours with four decimals.
+    // m minutes as "h:mm", or as decimal hours with four decimals and the locale's decimal
+    // separator.
     static QString formatMinutes(int minutes, bool decimalHours);
 
     static QString periodSummaryReference(const QuorvelDocument &doc, const QDate &from,

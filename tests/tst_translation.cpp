@@ -1,0 +1,234 @@
+// The German interface: CTest runs this test with LANG, LC_ALL and LC_MESSAGES set to
+// de_DE.UTF-8, and its main installs the catalogues through Translations::install, as both
+// programs do. The texts below are the German ones, written by hand.
+
+#include "DocumentBuilder.h"
+#include "TestEnvironment.h"
+
+#include "app/QuorvelMainWindow.h"
+#include "dialogs/ChooseInitialMode.h"
+#include "model/Configuration.h"
+#include "model/TaskCommands.h"
+#include "platform/Translations.h"
+#include "reports/PeriodSummaryReport.h"
+#include "reports/PeriodTimeSheetReport.h"
+#include "reports/ReportText.h"
+
+#include <QAction>
+#include <QDialogButtonBox>
+#include <QMenu>
+#include <QMenuBar>
+#include <QPushButton>
+#include <QtTest>
+
+namespace {
+
+// What Translations::install returned in main().
+QString s_installed;
+
+// The texts of a menu's entries, a separator as "-".
+QStringList entries(const QMenu *menu)
+{
+    QStringList texts;
+    for (const QAction *action : menu->actions())
+        texts << (action->isSeparator() ? QStringLiteral("-") : action->text());
+    return texts;
+}
+
+// Personal mode, the sample data and a task of 90 minutes on Saturday, 21 November 2026.
+void prepareDataFile()
+{
+    Configuration().setMode(Configuration::Personal);
+    QuorvelDocument doc;
+    doc.createSampleData();
+    DocumentBuilder build(doc);
+    build.task(doc.activities.at(0), at(21, 7, 0), at(21, 8, 30), 1);
+    doc.tasks.sort();
+    QVERIFY(doc.save());
+}
+
+} // namespace
+
+class TestTranslation : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
+    void installsGermanFromTheSystemLocale();
+    void mainWindowMenus();
+    void settingsAndObjectNamesStayEnglish();
+    void taskRefusal();
+    void firstStartDialog();
+    void reportTexts();
+    void numbersAndDates();
+};
+
+void TestTranslation::initTestCase()
+{
+    // The programs set no default locale, so their QLocale() is the system's; TestEnvironment
+    // pins en_US for the other tests, which this one undoes.
+    QLocale::setDefault(QLocale::system());
+    prepareDataFile();
+}
+
+void TestTranslation::cleanupTestCase()
+{
+    QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
+}
+
+void TestTranslation::installsGermanFromTheSystemLocale()
+{
+    QCOMPARE(QLocale::system().name(), QStringLiteral("de_DE"));
+    QCOMPARE(s_installed, QStringLiteral("de"));
+}
+
+void TestTranslation::mainWindowMenus()
+{
+    QuorvelMainWindow window;
+    const QList<QAction *> menus = window.menuBar()->actions();
+    QStringList titles;
+    for (const QAction *menu : menus)
+        titles << menu->text();
+    QCOMPARE(titles, QStringList({QStringLiteral("Aufgabe"), QStringLiteral("Bericht"),
+                                  QStringLiteral("Einstellungen")}));
+    QCOMPARE(entries(menus.at(0)->menu()),
+             QStringList({QStringLiteral("Neue Aufgabe"), QStringLiteral("Aufgabe bearbeiten"),
+                          QStringLiteral("Aufgabe löschen"), QStringLiteral("-"),
+                          QStringLiteral("Aufgaben bereinigen"),
+                          QStringLiteral("Mit Server synchronisieren")}));
+    QCOMPARE(entries(menus.at(1)->menu()),
+             QStringList({QStringLiteral("Zusammenfassung für Zeitraum"),
+                          QStringLiteral("Stundenzettel für Zeitraum"), QStringLiteral("-"),
+                          QStringLiteral("Gespeicherten Bericht ansehen")}));
+    QCOMPARE(entries(menus.at(2)->menu()),
+             QStringList({QStringLiteral("Tätigkeiten"), QStringLiteral("Kategorien"),
+                          QStringLiteral("-"), QStringLiteral("Gleichzeitige Aufgaben erlauben"),
+                          QStringLiteral("12-Stunden-Uhr"), QStringLiteral("Betriebsmodus"),
+                          QStringLiteral("-"), QStringLiteral("Abwesenheit und Erinnerungen")}));
+    // Alt with the first letter of each German title opens its menu.
+    const auto *openTask = window.findChild<QAction *>(QStringLiteral("open menu taskMenu"));
+    const auto *openReport = window.findChild<QAction *>(QStringLiteral("open menu reportMenu"));
+    const auto *openSettings
+        = window.findChild<QAction *>(QStringLiteral("open menu settingsMenu"));
+    QVERIFY(openTask && openReport && openSettings);
+    QCOMPARE(openTask->shortcut(), QKeySequence(Qt::ALT | Qt::Key_A));
+    QCOMPARE(openReport->shortcut(), QKeySequence(Qt::ALT | Qt::Key_B));
+    QCOMPARE(openSettings->shortcut(), QKeySequence(Qt::ALT | Qt::Key_E));
+}
+
+void TestTranslation::settingsAndObjectNamesStayEnglish()
+{
+    QuorvelDocument doc;
+    PeriodSummaryReport summary(nullptr, &doc);
+    PeriodTimeSheetReport timeSheet(nullptr, &doc);
+    QCOMPARE(summary.getMenuName(), QStringLiteral("Zusammenfassung für Zeitraum"));
+    QCOMPARE(summary.settingsGroup(), QStringLiteral("Report: Period Summary Report"));
+    QCOMPARE(timeSheet.getMenuName(), QStringLiteral("Stundenzettel für Zeitraum"));
+    QCOMPARE(timeSheet.settingsGroup(), QStringLiteral("Report: Period Time Sheet"));
+    // The sample categories keep their names in every language; the activities are German.
+    doc.createSampleData();
+    QStringList categories;
+    for (const ActivityCategory *category : doc.categories)
+        categories << category->name;
+    QCOMPARE(categories, QStringList({QStringLiteral("Bill rate 1"), QStringLiteral("Bill rate 2"),
+                                      QStringLiteral("Private")}));
+    QStringList activities;
+    for (const Activity *activity : doc.activities)
+        activities << activity->name;
+    QCOMPARE(activities,
+             QStringList({QStringLiteral("Beratung für Kunde R. Vance"),
+                          QStringLiteral("Heimprojekt Beta"), QStringLiteral("Heimprojekt Delta"),
+                          QStringLiteral("Projekt Alpha Dokumentation"),
+                          QStringLiteral("Projekt Alpha Entwicklung")}));
+}
+
+void TestTranslation::taskRefusal()
+{
+    const TaskMessages::Message overlap = TaskMessages::cannotStartOverlap();
+    QCOMPARE(overlap.title, QStringLiteral("Aufgabe kann nicht gestartet werden"));
+    QCOMPARE(overlap.text, QStringLiteral("Diese Aufgabe kann jetzt nicht\ngestartet werden, da "
+                                          "sie sich sonst\nmit einer anderen überschneiden "
+                                          "würde.\n"));
+    const TaskMessages::Message future = TaskMessages::cannotStopFuture();
+    QCOMPARE(future.title, QStringLiteral("Aufgabe kann nicht angehalten werden"));
+    QCOMPARE(TaskMessages::oneLine(future.text),
+             QStringLiteral("Diese Aufgabe kann jetzt nicht angehalten werden, da ihre Startzeit "
+                            "in der Zukunft liegt. Eine Endzeit in der Zukunft setzen Sie unter "
+                            "Bearbeiten."));
+}
+
+void TestTranslation::firstStartDialog()
+{
+    ChooseInitialMode dialog;
+    QCOMPARE(dialog.windowTitle(), QStringLiteral("Betriebsmodus wählen"));
+    QCOMPARE(dialog.lblMessage->text(),
+             QStringLiteral("Sie starten Quorvel zum ersten Mal.  Bitte wählen Sie unten einen "
+                            "Betriebsmodus und drücken Sie dann OK"));
+    QCOMPARE(dialog.grpMode->title(), QStringLiteral("Betriebsmodus"));
+    QCOMPARE(dialog.radPersonalInit->text(),
+             QStringLiteral("Persönlicher Modus (mit Beispieldaten)"));
+    QCOMPARE(dialog.radPersonalNoInit->text(), QStringLiteral("Persönlicher Modus (ohne Daten)"));
+    QCOMPARE(dialog.radGroup->text(), QStringLiteral("Gruppenmodus (Server)"));
+    // Qt's own catalogue, installed beside Quorvel's.
+    QCOMPARE(dialog.buttonBox->button(QDialogButtonBox::Cancel)->text(),
+             QStringLiteral("Abbrechen"));
+    QCOMPARE(dialog.buttonBox->button(QDialogButtonBox::Ok)->text(), QStringLiteral("OK"));
+}
+
+void TestTranslation::reportTexts()
+{
+    QuorvelDocument doc;
+    QVERIFY(doc.load());
+    const QDate from(2026, 11, 16);
+    const QDate to(2026, 11, 21);
+    const QString summary = ReportText::periodSummary(doc, from, to, false, false);
+    QVERIFY2(summary.startsWith(QStringLiteral(
+                 "<qt bgcolor=#ffffff><p><font face=Arial size=5 color=#0000ff>Zusammenfassung für "
+                 "Zeitraum</font></p><p><font face=Arial size=4 color=#0000ff>16.11.26 bis "
+                 "21.11.26</font></p>")),
+             qPrintable(summary));
+    QVERIFY(summary.contains(QStringLiteral("<font size=-1>Std.&nbsp;:&nbsp;Min.</font>")));
+    QVERIFY(summary.contains(QStringLiteral("<td bgcolor=#c0c0c0>Summen</td>")));
+    const QString timeSheet = ReportText::periodTimeSheet(doc, from, to, false, true);
+    QVERIFY(timeSheet.contains(QStringLiteral("<font size=-1>Stunden</font>")));
+    QVERIFY(timeSheet.contains(QStringLiteral(">Sa.<br>21.&nbsp;Nov.<br>2026</td>")));
+    QVERIFY(timeSheet.contains(QStringLiteral("<td colspan=2 bgcolor=#c0c0c0>Summen des "
+                                              "Zeitraums</td>")));
+    // The reference build says the same.
+    QCOMPARE(ReportText::periodTimeSheetReference(doc, from, to, false, true), timeSheet);
+}
+
+void TestTranslation::numbersAndDates()
+{
+    QCOMPARE(ReportText::formatMinutes(90, true), QStringLiteral("1,5000"));
+    QCOMPARE(ReportText::formatMinutes(90, false), QStringLiteral("1:30"));
+    QuorvelDocument doc;
+    QVERIFY(doc.load());
+    const QDate day(2026, 11, 21);
+    const QString summary = ReportText::periodSummary(doc, day, day, false, true);
+    QVERIFY2(summary.contains(QStringLiteral("<td align=center bgcolor=#c0ffc0>1,5000</td>")),
+             qPrintable(summary));
+    // The CSV is for programs: German headings, but the decimal point stays.
+    QCOMPARE(ReportText::periodSummaryCsv(doc, day, day, false),
+             QStringLiteral("Tätigkeit,Kategorie,Minuten,Stunden\r\n"
+                            "Beratung für Kunde R. Vance,Bill rate 1,90,1.5000\r\n"));
+    QCOMPARE(
+        ReportText::periodSummaryText(doc, day, day, false, true).section(QLatin1Char('\n'), 1, 1),
+        QStringLiteral("21.11.26 bis 21.11.26"));
+}
+
+int main(int argc, char *argv[])
+{
+    TestEnvironment environment;
+    QApplication app(argc, argv);
+    MessageBox::setTesting(true);
+    // As quorvel-gui and quorvel do, right after the application object.
+    s_installed = Translations::install(app);
+    TestTranslation tc;
+    QTEST_SET_MAIN_SOURCE_PATH
+    return QTest::qExec(&tc, argc, argv);
+}
+
+#include "tst_translation.moc"
