@@ -335,18 +335,8 @@ QWidget *mainWindow(QuorvelDocument *doc)
 
 QWidget *longTimeSheetViewer(QuorvelDocument *doc)
 {
-    DocumentBuilder build(*doc);
-    ActivityCategory *category = doc->categories.first();
-    const QList<Activity *> activities{doc->activities.first(),
-                                       build.activity(QStringLiteral("Reviews"), category),
-                                       build.activity(QStringLiteral("Meetings"), category)};
+    DocumentBuilder(*doc).longTimeSheet(300);
     const QDate last(2026, 11, 21);
-    for (int day = 0; day < 300; ++day) {
-        const QDate date = last.addDays(-day);
-        for (int i = 0; i < activities.size(); ++i)
-            build.task(activities.at(i), QDateTime(date, QTime(9 + i, 0)),
-                       QDateTime(date, QTime(9 + i, 45)));
-    }
     auto *report = new PeriodTimeSheetReport(nullptr, doc);
     report->setPeriod(last.addDays(-299), last);
     auto *viewer = new ReportViewer(report);
@@ -451,11 +441,17 @@ void TestFocus::tabRound_data()
     add("ActivityList, no categories", withoutRecords(createdFor<ActivityList>),
         {"tblActivityList"}, none);
     add("Synchronize", createdFor<Synchronize>, {"txtMessages"}, none);
-    add("ReportViewer", summaryViewer, {"txtReport/QTextBrowser", "btnSaveReport"}, none);
+    add("ReportViewer", summaryViewer,
+        {"txtReport/QTextBrowser", "btnSaveReport", "btnPrintReport", "btnExportPdf",
+         "btnExportCsv"},
+        none);
     // On the first page, Previous Page is disabled and passed over.
     add("ReportViewer, in pages", longTimeSheetViewer,
-        {"txtReport/QTextBrowser", "btnNextPage", "btnSaveReport"}, none);
-    add("ReportViewer, saved report", savedReportViewer, {"txtReport/QTextBrowser"}, none);
+        {"txtReport/QTextBrowser", "btnNextPage", "btnSaveReport", "btnPrintReport", "btnExportPdf",
+         "btnExportCsv"},
+        none);
+    add("ReportViewer, saved report", savedReportViewer,
+        {"txtReport/QTextBrowser", "btnPrintReport", "btnExportPdf"}, none);
     add("FileSelectDialog", chooserOfTwoReports, {"fileList", "Open", "Cancel"}, {"Open"});
     add("FileSelectDialog, no saved reports", created<FileSelectDialog>, {"Cancel"}, {"Open"});
     add("DesktopSettings", created<DesktopSettings>,

@@ -62,7 +62,7 @@ void QuorvelMainWindow::showDocument(const DocLnk &link)
     if (!FileManager().loadFile(link, text))
         return;
     qDebug().noquote() << "Showing saved report" << link.file();
-    ReportViewer viewer(text, this);
+    ReportViewer viewer(text, this, link.name());
     viewer.setObjectName(QStringLiteral("Report"));
     viewer.exec();
 }

@@ -14,10 +14,20 @@ QString PeriodSummaryReport::getMenuName() const
     return ReportText::summaryMenuName();
 }
 
+QString PeriodSummaryReport::getSettingsName() const
+{
+    return ReportText::summarySettingsName();
+}
+
 QString PeriodSummaryReport::getReportText() const
 {
     return ReportText::periodSummary(*document(), fromDate(), toDate(), includeZeroActivities(),
                                      decimalHours());
+}
+
+QString PeriodSummaryReport::getReportCsv() const
+{
+    return ReportText::periodSummaryCsv(*document(), fromDate(), toDate(), includeZeroActivities());
 }
 
 QString PeriodSummaryReport::getReportFileName() const
@@ -34,10 +44,21 @@ QString PeriodTimeSheetReport::getMenuName() const
     return ReportText::timeSheetMenuName();
 }
 
+QString PeriodTimeSheetReport::getSettingsName() const
+{
+    return ReportText::timeSheetSettingsName();
+}
+
 QString PeriodTimeSheetReport::getReportText() const
 {
     return ReportText::periodTimeSheet(*document(), fromDate(), toDate(), includeZeroActivities(),
                                        decimalHours());
+}
+
+QString PeriodTimeSheetReport::getReportCsv() const
+{
+    return ReportText::periodTimeSheetCsv(*document(), fromDate(), toDate(),
+                                          includeZeroActivities());
 }
 
 QString PeriodTimeSheetReport::getReportFileName() const

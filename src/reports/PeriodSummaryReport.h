@@ -12,7 +12,9 @@ public:
     PeriodSummaryReport(QWidget *parent, QuorvelDocument *document);
 
     QString getMenuName() const override;
+    QString getSettingsName() const override;
     QString getReportText() const override;
+    QString getReportCsv() const override;
     // "Summary <today's short date>".
     QString getReportFileName() const override;
 };

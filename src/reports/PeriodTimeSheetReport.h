@@ -16,7 +16,9 @@ public:
     static constexpr qint64 MaximumDays = 4 * 366;
 
     QString getMenuName() const override;
+    QString getSettingsName() const override;
     QString getReportText() const override;
+    QString getReportCsv() const override;
     // "Timesheet <today's short date>".
     QString getReportFileName() const override;
 

@@ -58,7 +58,7 @@ Report::Report(QWidget *parent, QuorvelDocument *document)
 
 QString Report::settingsGroup() const
 {
-    return QStringLiteral("Report: ") + getMenuName();
+    return QStringLiteral("Report: ") + getSettingsName();
 }
 
 QDate Report::today()
@@ -122,6 +122,12 @@ QString PeriodReport::getParameters() const
     return QString::asprintf("%d,%d,%d,%d,%d,%d,%d,%d", m_includeZeroActivities ? 1 : 0,
                              m_decimalHours ? 1 : 0, m_fromDate.year(), m_fromDate.month(),
                              m_fromDate.day(), m_toDate.year(), m_toDate.month(), m_toDate.day());
+}
+
+QString PeriodReport::getExportName() const
+{
+    return tr("%1 %2 to %3")
+        .arg(getMenuName(), m_fromDate.toString(Qt::ISODate), m_toDate.toString(Qt::ISODate));
 }
 
 bool PeriodReport::setParametersFromUI()

@@ -20,6 +20,8 @@ public:
     Report(QWidget *parent, QuorvelDocument *document);
 
     virtual QString getMenuName() const = 0;
+    // The menu name in English: the settings group's name, the same in every language.
+    virtual QString getSettingsName() const = 0;
     // Asks the user for the parameters; false when the user cancelled.
     virtual bool setParametersFromUI() = 0;
     virtual void setParametersFromString(const QString &parameters) = 0;
@@ -27,6 +29,10 @@ public:
     virtual QString getReportText() const = 0;
     // Name under which the report is saved as a document.
     virtual QString getReportFileName() const = 0;
+    // The report's table as CSV for spreadsheets (see ReportText).
+    virtual QString getReportCsv() const = 0;
+    // The name proposed for the report exported to a file, without an extension.
+    virtual QString getExportName() const { return getMenuName(); }
 
     QWidget *parentWidget() const { return m_parent; }
     QuorvelDocument *document() const { return m_document; }
@@ -61,6 +67,8 @@ public:
     // a date that does not exist.
     void setParametersFromString(const QString &parameters) override;
     QString getParameters() const override;
+    // "<menu name> <from> to <to>", the dates in ISO form, which sort and hold no '/'.
+    QString getExportName() const override;
 
     QDate fromDate() const { return m_fromDate; }
     QDate toDate() const { return m_toDate; }

@@ -206,9 +206,14 @@ ReportBrowser::Pages ReportBrowser::split(const QString &text)
     return pages;
 }
 
+bool ReportBrowser::showsAsPlainText(const QString &html)
+{
+    return hasTooManyTables(html) || SafeTextBrowser::hasLongStretch(html, MaxReportStretch);
+}
+
 void ReportBrowser::showHtml(const QString &html)
 {
-    if (hasTooManyTables(html) || SafeTextBrowser::hasLongStretch(html, MaxReportStretch))
+    if (showsAsPlainText(html))
         m_browser->setPlainText(SafeTextBrowser::withLineBreaks(html));
     else
         m_browser->setHtml(html);

@@ -43,6 +43,10 @@ public:
 
     SafeTextBrowser *browser() const;
 
+    // Whether a page's html is shown as plain text (see setReportText), because laying it out
+    // as rich text would take too long.
+    static bool showsAsPlainText(const QString &html);
+
 public Q_SLOTS:
     // Shows page from its top. A page that does not exist changes nothing.
     void showPage(int page);

@@ -1,32 +1,90 @@
 #include "ReportViewer.h"
 
 #include "platform/DocLnk.h"
+#include "platform/FileDialog.h"
 #include "platform/MessageBox.h"
 #include "reports/Report.h"
 #include "reports/ReportBrowser.h"
+#include "reports/ReportPrinter.h"
 #include "views/SafeTextBrowser.h"
 
 #include <QDebug>
+#include <QDir>
+#include <QFileInfo>
 #include <QGuiApplication>
+#include <QHBoxLayout>
+#include <QLocale>
+#include <QPageLayout>
+#include <QPdfWriter>
+#include <QPrintDialog>
+#include <QPrinter>
 #include <QPushButton>
+#include <QSaveFile>
 #include <QScreen>
 #include <QVBoxLayout>
+
+namespace {
+
+// Paper as the locale uses it, with margins a printer can reach.
+QPageLayout defaultPageLayout()
+{
+    const QPageSize size(QLocale().measurementSystem() == QLocale::ImperialUSSystem
+                             ? QPageSize::Letter
+                             : QPageSize::A4);
+    return QPageLayout(size, QPageLayout::Portrait, QMarginsF(15, 15, 15, 15),
+                       QPageLayout::Millimeter);
+}
+
+// A year's time sheet takes a while to lay out: the pointer says so meanwhile.
+class BusyCursor
+{
+public:
+    BusyCursor() { QGuiApplication::setOverrideCursor(Qt::WaitCursor); }
+    ~BusyCursor() { QGuiApplication::restoreOverrideCursor(); }
+    BusyCursor(const BusyCursor &) = delete;
+    BusyCursor &operator=(const BusyCursor &) = delete;
+};
+
+} // namespace
 
 ReportViewer::ReportViewer(Report *report, QWidget *parent)
     : ModalWidget(parent)
     , m_report(report)
 {
-    // The save button comes first, then the text above it.
-    m_save = new QPushButton(tr("Save Report for Viewing Later"), this);
-    m_save->setObjectName(QStringLiteral("btnSaveReport"));
+    // The buttons come first, then the text above them: Tab goes from the text to the buttons.
+    m_save = addButton(tr("Save Report for Viewing Later"), QStringLiteral("btnSaveReport"));
     connect(m_save, &QPushButton::clicked, this, &ReportViewer::saveReport);
+    addExportButtons(report != nullptr);
     setupView(report ? report->getReportText() : QString());
+    if (report)
+        m_exportName = report->getExportName();
 }
 
-ReportViewer::ReportViewer(const QString &savedText, QWidget *parent)
+ReportViewer::ReportViewer(const QString &savedText, QWidget *parent, const QString &name)
     : ModalWidget(parent)
 {
+    addExportButtons(false);
     setupView(savedText);
+    m_exportName = name.isEmpty() ? m_title : name;
+}
+
+QPushButton *ReportViewer::addButton(const QString &text, const QString &objectName)
+{
+    auto *button = new QPushButton(text, this);
+    button->setObjectName(objectName);
+    return button;
+}
+
+void ReportViewer::addExportButtons(bool csv)
+{
+    m_print = addButton(tr("Print…"), QStringLiteral("btnPrintReport"));
+    connect(m_print, &QPushButton::clicked, this, &ReportViewer::printReport);
+    m_exportPdf = addButton(tr("Export as PDF…"), QStringLiteral("btnExportPdf"));
+    connect(m_exportPdf, &QPushButton::clicked, this, &ReportViewer::exportPdf);
+    if (csv) {
+        m_exportCsv = addButton(tr("Export as CSV…"), QStringLiteral("btnExportCsv"));
+        connect(m_exportCsv, &QPushButton::clicked, this, &ReportViewer::exportCsv);
+    }
 }
 
 void ReportViewer::setupView(const QString &text)
@@ -35,15 +93,22 @@ void ReportViewer::setupView(const QString &text)
     m_browser = new ReportBrowser(this);
     m_browser->setObjectName(QStringLiteral("txtReport"));
     m_browser->setReportText(text);
+    m_title = ReportPrinter::titleOf(text);
+    if (m_title.isEmpty())
+        m_title = tr("Quorvel Report");
 
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(1, 1, 1, 1);
     layout->addWidget(m_browser, 1);
-    if (m_save)
-        layout->addWidget(m_save);
+    auto *buttons = new QHBoxLayout;
+    for (QPushButton *button : {m_save, m_print, m_exportPdf, m_exportCsv}) {
+        if (button)
+            buttons->addWidget(button);
+    }
+    layout->addLayout(buttons);
     setFocusProxy(m_browser);
     // The report is read first: the text has the focus, and Tab goes on to the page buttons
-    // and the save button under it.
+    // and the buttons under them.
     m_browser->browser()->setFocus();
 
     // A report table is wide: open large, within the screen.
@@ -53,6 +118,15 @@ void ReportViewer::setupView(const QString &text)
     if (shownOn)
         size = size.boundedTo(shownOn->availableGeometry().size() * 9 / 10);
     resize(size);
+}
+
+bool ReportViewer::printTo(QPagedPaintDevice *device) const
+{
+    const ReportBrowser *browser = m_browser;
+    const ReportPrinter printer(m_title, browser->pageCount(),
+                                [browser](int page) { return browser->pageText(page); });
+    const BusyCursor busy;
+    return printer.print(device);
 }
 
 void ReportViewer::saveReport()
@@ -78,4 +152,76 @@ void ReportViewer::saveReport()
     }
     qDebug("file saved");
     MessageBox::information(this, tr("Report Saved"), tr("Report document name:\n%1").arg(name));
+}
+
+void ReportViewer::printReport()
+{
+    QPrinter printer(QPrinter::HighResolution);
+    printer.setDocName(m_title);
+    printer.setPageLayout(defaultPageLayout());
+    QPrintDialog dialog(&printer, this);
+    dialog.setWindowTitle(tr("Print Report"));
+    if (dialog.exec() != QDialog::Accepted)
+        return;
+    if (!printTo(&printer)) {
+        MessageBox::warning(this, tr("Report Not Printed"),
+                            tr("The report could not be printed on\n%1")
+                                .arg(printer.outputFileName().isEmpty()
+                                         ? printer.printerName()
+                                         : printer.outputFileName()));
+    }
+}
+
+void ReportViewer::exportPdf()
+{
+    const QString path = askExportFile(tr("Export Report as PDF"), QStringLiteral(".pdf"),
+                                       tr("PDF documents (*.pdf)"));
+    if (path.isEmpty())
+        return;
+    // Written beside the file and renamed over it when complete: a failed export leaves
+    // whatever was there before.
+    QSaveFile file(path);
+    bool written = file.open(QIODevice::WriteOnly);
+    if (written) {
+        QPdfWriter writer(&file);
+        writer.setTitle(m_title);
+        writer.setCreator(QStringLiteral("Quorvel"));
+        writer.setPageLayout(defaultPageLayout());
+        written = printTo(&writer);
+    }
+    if (!written || !file.commit())
+        tellNotWritten(path);
+}
+
+void ReportViewer::exportCsv()
+{
+    if (!m_report)
+        return;
+    const QString path = askExportFile(tr("Export Report as CSV"), QStringLiteral(".csv"),
+                                       tr("CSV files (*.csv)"));
+    if (path.isEmpty())
+        return;
+    const QByteArray bytes = m_report->getReportCsv().toUtf8();
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit())
+        tellNotWritten(path);
+}
+
+QString ReportViewer::askExportFile(const QString &caption, const QString &extension,
+                                    const QString &filter)
+{
+    const QString proposed = QDir(FileManager::userDocumentsFolder())
+                                 .filePath(FileManager::safeFileName(m_exportName) + extension);
+    QString chosen = FileDialog::getSaveFileName(this, caption, proposed, filter);
+    // A name typed without an extension gets the file's kind, as the filter promised.
+    if (!chosen.isEmpty() && QFileInfo(chosen).suffix().isEmpty())
+        chosen += extension;
+    return chosen;
+}
+
+void ReportViewer::tellNotWritten(const QString &path)
+{
+    MessageBox::warning(
+        this, tr("Report Not Exported"),
+        tr("The report could not be written to\n%1").arg(QDir::toNativeSeparators(path)));
 }

@@ -2,12 +2,15 @@
 
 #include "dialogs/ModalWidget.h"
 
+class QPagedPaintDevice;
 class QPushButton;
 class Report;
 class ReportBrowser;
 
-// Shows a report's text, computed once when the viewer is built, with a button that saves the
-// report as a document of its own. Also, without the button, shows a saved report.
+// Shows a report's text, computed once when the viewer is built, with buttons that save the
+// report as a document of its own, print it, and export it as PDF or CSV. Also shows a saved
+// report, which can be printed and exported as PDF; its CSV would need the report's data,
+// which a saved text no longer has.
 class ReportViewer : public ModalWidget
 {
     Q_OBJECT
@@ -15,19 +18,42 @@ class ReportViewer : public ModalWidget
 public:
     // report may be null to show text (a saved report) that cannot be saved again.
     explicit ReportViewer(Report *report, QWidget *parent = nullptr);
-    // Shows text that was saved before; there is nothing to save.
-    ReportViewer(const QString &savedText, QWidget *parent);
+    // Shows text that was saved before under name; there is nothing to save.
+    ReportViewer(const QString &savedText, QWidget *parent, const QString &name = QString());
 
     ReportBrowser *browser() const { return m_browser; }
     QPushButton *saveButton() const { return m_save; }
+    QPushButton *printButton() const { return m_print; }
+    QPushButton *pdfButton() const { return m_exportPdf; }
+    // Null for a saved report.
+    QPushButton *csvButton() const { return m_exportCsv; }
+
+    // The report's title as printed at the head of every sheet.
+    QString reportTitle() const { return m_title; }
+    // Paints the report as shown, page by page; false when device cannot be painted on.
+    bool printTo(QPagedPaintDevice *device) const;
 
 public Q_SLOTS:
     void saveReport();
+    void printReport();
+    void exportPdf();
+    void exportCsv();
 
 private:
+    QPushButton *addButton(const QString &text, const QString &objectName);
+    void addExportButtons(bool csv);
     void setupView(const QString &text);
+    // The file the person chooses, proposed in the documents folder under the report's name;
+    // empty when cancelled.
+    QString askExportFile(const QString &caption, const QString &extension, const QString &filter);
+    void tellNotWritten(const QString &path);
 
     Report *m_report = nullptr;
+    QString m_title;
+    QString m_exportName;
     ReportBrowser *m_browser = nullptr;
     QPushButton *m_save = nullptr;
+    QPushButton *m_print = nullptr;
+    QPushButton *m_exportPdf = nullptr;
+    QPushButton *m_exportCsv = nullptr;
 };

@@ -29,7 +29,10 @@ public:
     // Never nothing: given nothing, the document reads local files itself (file:///dev/zero
     // never ends), and an image that does not decode is read from its path. A blank pixel and
     // empty bytes show nothing.
-    QVariant loadResource(int type, const QUrl &) override
+    QVariant loadResource(int type, const QUrl &) override { return blankResource(type); }
+
+    // What a resource of type is given instead of anything it names.
+    static QVariant blankResource(int type)
     {
         if (type == QTextDocument::ImageResource) {
             QImage blank(1, 1, QImage::Format_ARGB32);

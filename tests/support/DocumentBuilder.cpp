@@ -29,6 +29,21 @@ void DocumentBuilder::sortAll()
     m_doc.tasks.sort();
 }
 
+void DocumentBuilder::longTimeSheet(int days)
+{
+    ActivityCategory *category = m_doc.categories.first();
+    const QList<Activity *> activities{m_doc.activities.first(),
+                                       activity(QStringLiteral("Reviews"), category),
+                                       activity(QStringLiteral("Meetings"), category)};
+    const QDate last(2026, 11, 21);
+    for (int day = 0; day < days; ++day) {
+        const QDate date = last.addDays(-day);
+        for (int i = 0; i < activities.size(); ++i)
+            task(activities.at(i), QDateTime(date, QTime(9 + i, 0)),
+                 QDateTime(date, QTime(9 + i, 45)));
+    }
+}
+
 QDateTime at(int day, int hour, int minute, int second)
 {
     return QDateTime(QDate(2026, 11, day), QTime(hour, minute, second));

@@ -32,6 +32,10 @@ public:
     QVTask *task(Activity *activity, const QDateTime &start, const QDateTime &stop,
                  int shortcut = 0);
     void sortAll();
+    // Two activities more, "Reviews" and "Meetings" in the first category, and a long time
+    // sheet: on each of the days days up to 2026-11-21, 45 minutes of the first activity, of
+    // Reviews and of Meetings, from 9:00, 10:00 and 11:00.
+    void longTimeSheet(int days);
 
 private:
     QuorvelDocument &m_doc;

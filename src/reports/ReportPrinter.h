@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QCoreApplication>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <vector>
+
+class QPagedPaintDevice;
+
+// Paints a report on paper or into a PDF. Each page of the report as the viewer shows it (see
+// ReportBrowser) is laid out on its own at the size of the device's page and printed on as many
+// sheets as it takes: a year's time sheet is never one document, which would take minutes and
+// gigabytes to lay out. Every sheet has the report's title at its head and "Page n of m" at its
+// foot.
+class ReportPrinter
+{
+    Q_DECLARE_TR_FUNCTIONS(ReportPrinter)
+
+public:
+    // The html of page index, 0 <= index < pageCount. Asked for once to count the sheets and
+    // once to print them, so that only one page is in memory at a time.
+    using PageText = std::function<QString(int index)>;
+
+    ReportPrinter(const QString &title, int pageCount, PageText pageText);
+    ReportPrinter(const QString &title, const QStringList &pages);
+
+    // Paints every sheet on device, the first on its current page. False when the device
+    // cannot be painted on or refuses a new page.
+    bool print(QPagedPaintDevice *device) const;
+
+    // The title of a report's html: the lines before its table, on one line ("Period Summary
+    // Report, 11/01/26 to 11/30/26"); empty when there are none.
+    static QString titleOf(const QString &html);
+
+private:
+    QString m_title;
+    int m_pageCount = 0;
+    PageText m_pageText;
+};
