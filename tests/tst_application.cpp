@@ -169,6 +169,7 @@ private Q_SLOTS:
     void bundledIconsWithoutATheme_data();
     void bundledIconsWithoutATheme();
     void unknownIconIsNull();
+    void ownIconByIdThenOldName();
 
 private:
     QString freshFolder();
@@ -750,7 +751,7 @@ void TestApplicationObject::malformedMessagesAreDropped()
 void TestApplicationObject::bundledIconsWithoutATheme_data()
 {
     QTest::addColumn<QString>("name");
-    for (const char *name : {"new", "edit", "trash", "editdelete", "repeat"})
+    for (const char *name : {"new", "edit", "trash", "editdelete", "repeat", "quorvel"})
         QTest::newRow(name) << QString::fromLatin1(name);
 }
 
@@ -782,6 +783,42 @@ void TestApplicationObject::bundledIconsWithoutATheme()
 void TestApplicationObject::unknownIconIsNull()
 {
     QVERIFY(Resource::loadIcon(QStringLiteral("no-such-icon")).isNull());
+}
+
+void TestApplicationObject::ownIconByIdThenOldName()
+{
+    // Two themes: one as an older installation left it, with the icon under its old name
+    // only, and one with both names.
+    QTemporaryDir themes;
+    QVERIFY(themes.isValid());
+    const auto makeTheme = [&themes](const QString &theme, const QStringList &icons) {
+        const QString folder = themes.filePath(theme + QStringLiteral("/scalable/apps"));
+        QVERIFY(QDir().mkpath(folder));
+        QFile index(themes.filePath(theme + QStringLiteral("/index.theme")));
+        QVERIFY(index.open(QIODevice::WriteOnly));
+        index.write("[Icon Theme]\nName=Test\nDirectories=scalable/apps\n\n"
+                    "[scalable/apps]\nSize=48\nMinSize=8\nMaxSize=512\nType=Scalable\n");
+        index.close();
+        for (const QString &icon : icons)
+            QVERIFY(QFile::copy(QStringLiteral(":/icons/org.quorvel.Quorvel.svg"),
+                                folder + QLatin1Char('/') + icon + QStringLiteral(".svg")));
+    };
+    // The bundled copy is there once Resource has loaded any icon.
+    QVERIFY(!Resource::loadIcon(QStringLiteral("new")).isNull());
+    makeTheme(QStringLiteral("old-only"), {QStringLiteral("quorvel")});
+    makeTheme(QStringLiteral("both"),
+              {QStringLiteral("quorvel"), QStringLiteral("org.quorvel.Quorvel")});
+    QIcon::setThemeSearchPaths({themes.path()});
+
+    QIcon::setThemeName(QStringLiteral("old-only"));
+    QCOMPARE(Resource::loadIcon(QStringLiteral("quorvel")).name(), QStringLiteral("quorvel"));
+    QIcon::setThemeName(QStringLiteral("both"));
+    QCOMPARE(Resource::loadIcon(QStringLiteral("quorvel")).name(),
+             QStringLiteral("org.quorvel.Quorvel"));
+    QIcon::setThemeName(QStringLiteral("quorvel-no-such-theme"));
+    const QIcon bundled = Resource::loadIcon(QStringLiteral("quorvel"));
+    QCOMPARE(bundled.name(), QString());
+    QVERIFY(!bundled.pixmap(22, 22).isNull());
 }
 
 int main(int argc, char *argv[])

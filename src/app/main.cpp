@@ -8,6 +8,7 @@
 #include "platform/QuorvelApplication.h"
 #include "platform/Resource.h"
 #include "platform/SingleInstance.h"
+#include "platform/Translations.h"
 #include "platform/idle/IdleSource.h"
 
 #include <QFileInfo>
@@ -17,9 +18,11 @@ int main(int argc, char *argv[])
 {
     Clock::pinLocalTimeZone();
     QuorvelApplication app(argc, argv);
+    Translations::install(app);
     QCoreApplication::setApplicationName(QStringLiteral("quorvel"));
     QGuiApplication::setApplicationDisplayName(QCoreApplication::translate("main", "Quorvel"));
-    QGuiApplication::setDesktopFileName(QStringLiteral("quorvel"));
+    // The desktop matches the window to its entry (and on Wayland its app id) by this name.
+    QGuiApplication::setDesktopFileName(QStringLiteral("org.quorvel.Quorvel"));
 
     // Saved reports named on the command line, as absolute paths: the running instance they
     // may be handed to has a working folder of its own.

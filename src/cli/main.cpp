@@ -1,6 +1,7 @@
 #include "Commands.h"
 #include "Launcher.h"
 #include "platform/Clock.h"
+#include "platform/Translations.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -20,6 +21,7 @@ int main(int argc, char *argv[])
         return Launcher::openWindow(argv);
 
     QCoreApplication app(argc, argv);
+    Translations::install(app);
     QCoreApplication::setApplicationName(QStringLiteral("quorvel"));
     QCoreApplication::setApplicationVersion(QStringLiteral(QUORVEL_VERSION));
     return Launcher::runCommand(QCoreApplication::arguments().mid(1));

@@ -1,6 +1,7 @@
 #include "Configuration.h"
 
 #include "platform/Config.h"
+#include "platform/PasswordStore.h"
 #include "platform/TimeString.h"
 
 namespace {
@@ -83,11 +84,39 @@ void Configuration::setServerUserID(const QString &userId)
 
 QString Configuration::serverPassword() const
 {
+    if (PasswordStore::reachable()) {
+        const PasswordStore keyring(serverAddress(), serverUserID());
+        QString password;
+        switch (keyring.read(&password)) {
+        case PasswordStore::Outcome::Done:
+            return password;
+        case PasswordStore::Outcome::NoEntry: {
+            // A password kept in the settings file before the keyring was there moves into it.
+            LocalSettings settings;
+            if (!settings.hasKey(PasswordKey))
+                return QString();
+            password = settings.readEntryCrypt(PasswordKey, QString());
+            if (keyring.write(password) == PasswordStore::Outcome::Done)
+                settings.removeEntry(PasswordKey);
+            return password;
+        }
+        case PasswordStore::Outcome::Unavailable:
+            break;
+        }
+    }
     return LocalSettings().readEntryCrypt(PasswordKey, QString());
 }
 
 void Configuration::setServerPassword(const QString &password)
 {
+    if (PasswordStore::reachable()
+        && PasswordStore(serverAddress(), serverUserID()).write(password)
+               == PasswordStore::Outcome::Done) {
+        LocalSettings settings;
+        if (settings.hasKey(PasswordKey))
+            settings.removeEntry(PasswordKey);
+        return;
+    }
     LocalSettings().writeEntryCrypt(PasswordKey, password);
 }
 

@@ -29,6 +29,8 @@ public:
     QString serverUserID() const;
     void setServerUserID(const QString &userId);
 
+    // The password of the current server address and user: in the desktop's keyring when a
+    // secret service answers, else scrambled in the settings file as it always was.
     QString serverPassword() const;
     void setServerPassword(const QString &password);
 

@@ -4,6 +4,7 @@
 #include "TaskTimeText.h"
 #include "platform/Clock.h"
 #include "platform/Paths.h"
+#include "platform/PrivateFiles.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -321,9 +322,12 @@ bool QuorvelDocument::save()
     const QByteArray newName = QFile::encodeName(newPath);
     const QByteArray name = QFile::encodeName(path);
 
-    const int fd = ::open(newName.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    const int fd = ::open(newName.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC,
+                          PrivateFiles::FileMode);
     if (fd < 0)
         return false;
+    // One left by an older version keeps its mode through O_TRUNC; the rename passes it on.
+    PrivateFiles::restrict(fd);
 
     const QByteArray bytes = documentBytes(*this);
     qsizetype written = 0;
@@ -403,6 +407,7 @@ QString QuorvelDocument::recoverInterruptedSave()
         keptAs = kept + QLatin1Char('-') + QString::number(n);
     if (::rename(newName.constData(), QFile::encodeName(keptAs).constData()) != 0)
         return QString();
+    PrivateFiles::restrict(keptAs);
     return keptAs;
 }
 
@@ -461,8 +466,10 @@ void QuorvelDocument::writeRunningNote() const
     const QString path = runningNotePath();
     const QString newPath = path + QLatin1String(".new");
     QFile file(newPath);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(note) != note.size()
-        || !file.flush()) {
+    const bool opened = file.open(QIODevice::WriteOnly | QIODevice::Truncate);
+    if (opened)
+        PrivateFiles::restrict(file.handle());
+    if (!opened || file.write(note) != note.size() || !file.flush()) {
         file.close();
         QFile::remove(newPath);
         QFile::remove(path);

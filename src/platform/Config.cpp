@@ -1,7 +1,13 @@
 #include "Config.h"
 
+#include "PrivateFiles.h"
+
+#include <QFileInfo>
 #include <QSettings>
 #include <QStandardPaths>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace {
 
@@ -28,6 +34,18 @@ Config::Config(const QString &name, Domain)
 
 Config::~Config()
 {
+    if (m_changed) {
+        // The file is made, or tightened, before it is written: the settings writer keeps the
+        // mode of the file it replaces, so the values are never readable by others.
+        const QString path = m_settings->fileName();
+        PrivateFiles::makeFolder(QFileInfo(path).absolutePath());
+        const int fd = ::open(QFile::encodeName(path).constData(),
+                              O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, PrivateFiles::FileMode);
+        if (fd >= 0) {
+            PrivateFiles::restrict(fd);
+            ::close(fd);
+        }
+    }
     m_settings->sync();
 }
 
@@ -86,6 +104,7 @@ QString Config::readEntryCrypt(const QString &key, const QString &deflt) const
 
 void Config::writeEntry(const QString &key, const QString &value)
 {
+    m_changed = true;
     m_settings->setValue(key, value);
 }
 
@@ -96,11 +115,13 @@ void Config::writeEntry(const QString &key, const char *value)
 
 void Config::writeEntry(const QString &key, int value)
 {
+    m_changed = true;
     m_settings->setValue(key, value);
 }
 
 void Config::writeEntry(const QString &key, bool value)
 {
+    m_changed = true;
     m_settings->setValue(key, value ? 1 : 0);
 }
 
@@ -111,6 +132,7 @@ void Config::writeEntryCrypt(const QString &key, const QString &value)
 
 void Config::removeEntry(const QString &key)
 {
+    m_changed = true;
     m_settings->remove(key);
 }
 

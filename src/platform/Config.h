@@ -8,7 +8,8 @@ class QSettings;
 
 // A named per-user settings store with groups and typed entries, kept as an INI file at
 // <XDG config>/Quorvel/<name>.conf. Writes go to the file when the object is destroyed, so
-// the short-lived Config objects the program uses put every write on disk at once.
+// the short-lived Config objects the program uses put every write on disk at once. The file
+// is readable by its owner only.
 class Config
 {
 public:
@@ -52,4 +53,5 @@ public:
 
 private:
     std::unique_ptr<QSettings> m_settings;
+    bool m_changed = false;
 };

@@ -1,5 +1,7 @@
 #include "DocLnk.h"
 
+#include "PrivateFiles.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -51,7 +53,8 @@ public:
     bool write(const QString &folder, const QByteArray &bytes)
     {
         const QByteArray folderName = QFile::encodeName(folder);
-        m_fd = ::open(folderName.constData(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666);
+        m_fd = ::open(folderName.constData(), O_TMPFILE | O_WRONLY | O_CLOEXEC,
+                      PrivateFiles::FileMode);
         if (m_fd < 0) {
             QByteArray temporary = folderName + "/.quorvel-report-XXXXXX";
             m_fd = ::mkostemp(temporary.data(), O_CLOEXEC);
@@ -59,6 +62,9 @@ public:
                 return false;
             m_temporary = temporary;
         }
+        // The mode exactly, whatever the umask; a file system without modes still gets the
+        // report.
+        PrivateFiles::restrict(m_fd);
         qsizetype written = 0;
         while (written < bytes.size()) {
             const ssize_t n
@@ -109,6 +115,11 @@ private:
 };
 
 } // namespace
+
+QString FileManager::userDocumentsFolder()
+{
+    return documentsFolder();
+}
 
 DocLnk::DocLnk(const QString &path)
     : m_file(path)
@@ -163,7 +174,7 @@ QString FileManager::safeFileName(const QString &name)
 bool FileManager::saveFile(DocLnk &link, const QString &text) const
 {
     const QString folder = folderFor(link.type());
-    if (folder.isEmpty() || !QDir().mkpath(folder))
+    if (folder.isEmpty() || !PrivateFiles::makeFolder(folder))
         return false;
     const QString base = folder + QLatin1Char('/') + safeFileName(link.name());
     const QString extension = extensionFor(link.type());

@@ -55,6 +55,8 @@ public:
     // name that sorts last, which is the later of "X" and "X (2)").
     static QList<DocLnk> documents(const QString &type);
 
+    // The user's documents folder, where exported reports go first.
+    static QString userDocumentsFolder();
     // <XDG documents folder>/<folder of type>; empty for an unknown type.
     static QString folderFor(const QString &type);
     // ".qvreport" for saved reports; empty for an unknown type.

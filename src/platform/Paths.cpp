@@ -1,12 +1,13 @@
 #include "Paths.h"
 
-#include <QDir>
+#include "PrivateFiles.h"
+
 #include <QStandardPaths>
 
 QString Global::applicationFileName(const QString &appName, const QString &fileName)
 {
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
                            + QLatin1Char('/') + appName;
-    QDir().mkpath(folder);
+    PrivateFiles::makeFolder(folder);
     return folder + QLatin1Char('/') + fileName;
 }

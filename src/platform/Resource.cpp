@@ -22,6 +22,13 @@ QIcon Resource::loadIcon(const QString &name)
         {QStringLiteral("editdelete"), QStringLiteral("edit-clear")},
         {QStringLiteral("repeat"), QStringLiteral("view-refresh")},
     };
+    // The program's own icon: by the application's id, else by the name older installations
+    // gave it, else the bundled copy.
+    if (name == QLatin1String("quorvel")) {
+        const QIcon bundled(QStringLiteral(":/icons/org.quorvel.Quorvel.svg"));
+        return QIcon::fromTheme(QStringLiteral("org.quorvel.Quorvel"),
+                                QIcon::fromTheme(QStringLiteral("quorvel"), bundled));
+    }
     const auto theme = themeNames.constFind(name);
     if (theme == themeNames.constEnd())
         return QIcon();

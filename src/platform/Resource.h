@@ -4,8 +4,8 @@
 #include <QString>
 
 // Icons by name ("new", "edit", "trash", "editdelete", "repeat"): the desktop theme's icon
-// when it has one, else the copy bundled with the program, so an icon is never missing.
-// Any other name gives a null icon.
+// when it has one, else the copy bundled with the program, so an icon is never missing;
+// "quorvel" is the program's own icon. Any other name gives a null icon.
 namespace Resource {
 
 QIcon loadIcon(const QString &name);

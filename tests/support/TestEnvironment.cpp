@@ -16,6 +16,9 @@ TestEnvironment::TestEnvironment()
     Q_ASSERT(m_root.isValid());
     Clock::pinLocalTimeZone();
     qputenv("QT_QPA_PLATFORM", "offscreen");
+    // Never the desktop's session bus (nor one autolaunched): a test that wants a bus starts
+    // its own PrivateBus. Without one the server password stays out of any keyring.
+    qunsetenv("DBUS_SESSION_BUS_ADDRESS");
     qputenv("HOME", QFile::encodeName(m_root.path() + QStringLiteral("/home")));
     qputenv("XDG_DATA_HOME", QFile::encodeName(dataHome()));
     qputenv("XDG_CONFIG_HOME", QFile::encodeName(configHome()));
