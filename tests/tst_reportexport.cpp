@@ -17,6 +17,7 @@
 #include <QFile>
 #include <QPrinter>
 #include <QProcess>
+#include <QProgressDialog>
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -167,7 +168,9 @@ private Q_SLOTS:
     void pdfOfTheSummary();
     void pdfOfALongTimeSheetHasTheTitleOnEverySheet();
     void printingUsesTheSameSheets();
+    void longExportShowsProgressAndCanBeCancelled();
     void printerTakesPagesGiven();
+    void printerStopsWhenTold();
     void savedReportIsExportedAsPdfButNotCsv();
     void titleOfDamagedText();
 
@@ -269,6 +272,42 @@ void TestReportExport::pdfOfALongTimeSheetHasTheTitleOnEverySheet()
              QStringLiteral("Daily Totals 2:15 0:00 0:00 2:15"));
 }
 
+void TestReportExport::longExportShowsProgressAndCanBeCancelled()
+{
+    QuorvelDocument doc;
+    fillLong(doc);
+    PeriodTimeSheetReport sheet(nullptr, &doc);
+    sheet.setPeriod(QDate(2026, 1, 26), QDate(2026, 11, 21));
+    ReportViewer viewer(&sheet);
+    viewer.setProgressDelay(0);
+    const QString pdf = m_dir.filePath(QStringLiteral("sheet.pdf"));
+    QFile old(pdf);
+    QVERIFY(old.open(QIODevice::WriteOnly));
+    old.write("an earlier export");
+    old.close();
+
+    QString label;
+    int maximum = 0;
+    QTimer::singleShot(0, &viewer, [&] {
+        auto *progress = viewer.findChild<QProgressDialog *>(QStringLiteral("printProgress"));
+        QVERIFY(progress);
+        label = progress->labelText();
+        maximum = progress->maximum();
+        progress->cancel();
+    });
+    FileDialog::setNextAnswer(pdf);
+    viewer.pdfButton()->click();
+    QCOMPARE(label, QStringLiteral("Exporting the report…"));
+    // Each of the five pages is counted, then printed.
+    QCOMPARE(maximum, 10);
+    // Cancelling is no failure, and the earlier file stays as it was, with nothing beside it.
+    QCOMPARE(MessageBox::shown().size(), 0);
+    QCOMPARE(readFile(pdf), QByteArray("an earlier export"));
+    QCOMPARE(QDir(m_dir.path()).entryList(QDir::Files | QDir::Hidden),
+             QStringList{QStringLiteral("sheet.pdf")});
+    QVERIFY(!viewer.findChild<QProgressDialog *>(QStringLiteral("printProgress")));
+}
+
 void TestReportExport::printingUsesTheSameSheets()
 {
     QuorvelDocument doc;
@@ -287,7 +326,7 @@ void TestReportExport::printingUsesTheSameSheets()
     printer.setOutputFileName(printed);
     printer.setPageLayout(QPageLayout(QPageSize(QPageSize::Letter), QPageLayout::Portrait,
                                       QMarginsF(15, 15, 15, 15), QPageLayout::Millimeter));
-    QVERIFY(viewer.printTo(&printer));
+    QCOMPARE(viewer.printTo(&printer, QStringLiteral("Printing")), ReportViewer::Printed::Done);
 
     const QList<QStringList> exportedSheets = sheetTexts(exported);
     const QList<QStringList> printedSheets = sheetTexts(printed);
@@ -313,6 +352,28 @@ void TestReportExport::printerTakesPagesGiven()
         {QStringLiteral("Two pages"), QStringLiteral("Page 2 of 2"), QStringLiteral("Second")},
     };
     QCOMPARE(sheetTexts(pdf), expected);
+}
+
+void TestReportExport::printerStopsWhenTold()
+{
+    QStringList asked;
+    ReportPrinter printer(QStringLiteral("Three pages"), 3, [&asked](int page) {
+        asked << QString::number(page);
+        return QStringLiteral("<qt><p>Page</p></qt>");
+    });
+    QList<QPair<int, int>> told;
+    // Stopped after the second page was printed: the third is never laid out again.
+    printer.setProgress([&told](int done, int total) {
+        told << qMakePair(done, total);
+        return done < 5;
+    });
+    QPrinter device(QPrinter::HighResolution);
+    device.setOutputFormat(QPrinter::PdfFormat);
+    device.setOutputFileName(m_dir.filePath(QStringLiteral("stopped.pdf")));
+    QVERIFY(!printer.print(&device));
+    QCOMPARE(asked, (QStringList{QStringLiteral("0"), QStringLiteral("1"), QStringLiteral("2"),
+                                 QStringLiteral("0"), QStringLiteral("1")}));
+    QCOMPARE(told, (QList<QPair<int, int>>{{1, 6}, {2, 6}, {3, 6}, {4, 6}, {5, 6}}));
 }
 
 void TestReportExport::savedReportIsExportedAsPdfButNotCsv()

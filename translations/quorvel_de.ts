@@ -1434,6 +1434,18 @@ als %1 Tage sein.</translation>
         <source>Export as CSV…</source>
         <translation>Als CSV exportieren …</translation>
     </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Abbrechen</translation>
+    </message>
+    <message>
+        <source>Printing the report…</source>
+        <translation>Der Bericht wird gedruckt …</translation>
+    </message>
+    <message>
+        <source>Exporting the report…</source>
+        <translation>Der Bericht wird exportiert …</translation>
+    </message>
 </context>
 <context>
     <name>ScreenSaverIdleSource</name>

@@ -9,6 +9,7 @@
 #include <QGuiApplication>
 #include <QPagedPaintDevice>
 #include <QPainter>
+#include <QPrinter>
 #include <QScreen>
 #include <QTextDocument>
 
@@ -102,6 +103,11 @@ bool ReportPrinter::print(QPagedPaintDevice *device) const
     std::vector<int> sheets(size_t(m_pageCount), 0);
     int total = 0;
     std::unique_ptr<PrintDocument> kept;
+    const int steps = 2 * m_pageCount;
+    int done = 0;
+    const auto goOn = [this, &done, steps] {
+        return !m_progress || m_progress(++done, steps);
+    };
     for (int page = 0; page < m_pageCount; ++page) {
         auto document = std::make_unique<PrintDocument>(m_pageText(page));
         document->setPageSize(bodySize);
@@ -109,6 +115,8 @@ bool ReportPrinter::print(QPagedPaintDevice *device) const
         total += sheets[size_t(page)];
         if (m_pageCount == 1)
             kept = std::move(document);
+        if (!goOn())
+            return false;
     }
 
     QPainter painter;
@@ -146,6 +154,12 @@ bool ReportPrinter::print(QPagedPaintDevice *device) const
             painter.setClipRect(context.clip);
             document->documentLayout()->draw(&painter, context);
             painter.restore();
+        }
+        if (!goOn()) {
+            // Stopped halfway: a printer is told to drop the job rather than print a part.
+            if (auto *printer = dynamic_cast<QPrinter *>(device))
+                printer->abort();
+            return false;
         }
     }
     return painter.end();

@@ -23,12 +23,17 @@ public:
     // once to print them, so that only one page is in memory at a time.
     using PageText = std::function<QString(int index)>;
 
+    // Told after each step, of total steps (each page is counted, then printed); returning
+    // false stops the printing, and print() then returns false.
+    using Progress = std::function<bool(int done, int total)>;
+
     ReportPrinter(const QString &title, int pageCount, PageText pageText);
     ReportPrinter(const QString &title, const QStringList &pages);
 
     // Paints every sheet on device, the first on its current page. False when the device
     // cannot be painted on or refuses a new page.
     bool print(QPagedPaintDevice *device) const;
+    void setProgress(Progress progress) { m_progress = std::move(progress); }
 
     // The title of a report's html: the lines before its table, on one line ("Period Summary
     // Report, 11/01/26 to 11/30/26"); empty when there are none.
@@ -38,4 +43,5 @@ private:
     QString m_title;
     int m_pageCount = 0;
     PageText m_pageText;
+    Progress m_progress;
 };

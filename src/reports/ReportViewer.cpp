@@ -18,6 +18,7 @@
 #include <QPdfWriter>
 #include <QPrintDialog>
 #include <QPrinter>
+#include <QProgressDialog>
 #include <QPushButton>
 #include <QSaveFile>
 #include <QScreen>
@@ -120,13 +121,29 @@ void ReportViewer::setupView(const QString &text)
     resize(size);
 }
 
-bool ReportViewer::printTo(QPagedPaintDevice *device) const
+ReportViewer::Printed ReportViewer::printTo(QPagedPaintDevice *device, const QString &what)
 {
     const ReportBrowser *browser = m_browser;
-    const ReportPrinter printer(m_title, browser->pageCount(),
-                                [browser](int page) { return browser->pageText(page); });
+    ReportPrinter printer(m_title, browser->pageCount(),
+                          [browser](int page) { return browser->pageText(page); });
+    // A year's time sheet takes minutes: the person sees how far it is and may stop it.
+    QProgressDialog progress(what, tr("Cancel"), 0, 1, this);
+    progress.setObjectName(QStringLiteral("printProgress"));
+    progress.setWindowTitle(m_title);
+    progress.setWindowModality(Qt::WindowModal);
+    progress.setMinimumDuration(m_progressDelayMs);
+    progress.setAutoReset(false);
+    progress.setAutoClose(false);
+    printer.setProgress([&progress](int done, int total) {
+        progress.setMaximum(total);
+        progress.setValue(done);
+        return !progress.wasCanceled();
+    });
     const BusyCursor busy;
-    return printer.print(device);
+    const bool printed = printer.print(device);
+    if (progress.wasCanceled())
+        return Printed::Cancelled;
+    return printed ? Printed::Done : Printed::Failed;
 }
 
 void ReportViewer::saveReport()
@@ -163,7 +180,7 @@ void ReportViewer::printReport()
     dialog.setWindowTitle(tr("Print Report"));
     if (dialog.exec() != QDialog::Accepted)
         return;
-    if (!printTo(&printer)) {
+    if (printTo(&printer, tr("Printing the report…")) == Printed::Failed) {
         MessageBox::warning(this, tr("Report Not Printed"),
                             tr("The report could not be printed on\n%1")
                                 .arg(printer.outputFileName().isEmpty()
@@ -181,15 +198,18 @@ void ReportViewer::exportPdf()
     // Written beside the file and renamed over it when complete: a failed export leaves
     // whatever was there before.
     QSaveFile file(path);
-    bool written = file.open(QIODevice::WriteOnly);
-    if (written) {
+    Printed written = file.open(QIODevice::WriteOnly) ? Printed::Done : Printed::Failed;
+    if (written == Printed::Done) {
         QPdfWriter writer(&file);
         writer.setTitle(m_title);
         writer.setCreator(QStringLiteral("Quorvel"));
         writer.setPageLayout(defaultPageLayout());
-        written = printTo(&writer);
+        written = printTo(&writer, tr("Exporting the report…"));
     }
-    if (!written || !file.commit())
+    // A cancelled export leaves whatever was there before, and is not a failure.
+    if (written == Printed::Cancelled)
+        file.cancelWriting();
+    else if (written == Printed::Failed || !file.commit())
         tellNotWritten(path);
 }
 

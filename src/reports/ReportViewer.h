@@ -30,8 +30,12 @@ public:
 
     // The report's title as printed at the head of every sheet.
     QString reportTitle() const { return m_title; }
-    // Paints the report as shown, page by page; false when device cannot be painted on.
-    bool printTo(QPagedPaintDevice *device) const;
+    enum class Printed { Done, Failed, Cancelled };
+    // Paints the report as shown, page by page, with a window that tells the progress of a
+    // long report and lets the person cancel (what, e.g., "Exporting the report…").
+    Printed printTo(QPagedPaintDevice *device, const QString &what);
+    // How long printing runs before its progress is shown (half a second unless set).
+    void setProgressDelay(int ms) { m_progressDelayMs = ms; }
 
 public Q_SLOTS:
     void saveReport();
@@ -56,4 +60,5 @@ private:
     QPushButton *m_print = nullptr;
     QPushButton *m_exportPdf = nullptr;
     QPushButton *m_exportCsv = nullptr;
+    int m_progressDelayMs = 500;
 };
