@@ -31,6 +31,7 @@ public:
     struct Shown
     {
         QString app;
+        QString icon;
         QString summary;
         QString body;
         QStringList actions;
@@ -38,10 +39,10 @@ public:
     QList<Shown> shown;
 
 public Q_SLOTS:
-    uint Notify(const QString &app, uint, const QString &, const QString &summary,
+    uint Notify(const QString &app, uint, const QString &icon, const QString &summary,
                 const QString &body, const QStringList &actions, const QVariantMap &, int)
     {
-        shown.append({app, summary, body, actions});
+        shown.append({app, icon, summary, body, actions});
         return uint(shown.size() + 40);
     }
 };
@@ -129,6 +130,7 @@ void TestReminder::oncePerTaskAfterTheHours()
     reminder.check();
     QTRY_COMPARE(m_fake->shown.size(), 1);
     QCOMPARE(m_fake->shown.at(0).app, QStringLiteral("Quorvel"));
+    QCOMPARE(m_fake->shown.at(0).icon, QStringLiteral("org.quorvel.Quorvel"));
     QCOMPARE(m_fake->shown.at(0).summary, QStringLiteral("Is Writing still running?"));
     QCOMPARE(m_fake->shown.at(0).body, QStringLiteral("It has run for 1:30 (hours and minutes)."));
     QCOMPARE(m_fake->shown.at(0).actions,

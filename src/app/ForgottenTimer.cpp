@@ -73,7 +73,8 @@ void ForgottenTimer::remind(const QString &activity, const QString &runningTime)
     const QString body = tr("It has run for %1 (hours and minutes).").arg(runningTime);
     QDBusMessage notify
         = QDBusMessage::createMethodCall(Service, Path, Service, QStringLiteral("Notify"));
-    notify << QStringLiteral("Quorvel") << uint(0) << QStringLiteral("quorvel") << summary << body
+    notify << QStringLiteral("Quorvel") << uint(0) << QStringLiteral("org.quorvel.Quorvel")
+           << summary << body
            << QStringList{QStringLiteral("stop"), tr("Stop"), QStringLiteral("keep"), tr("Keep")}
            << QVariantMap() << int(-1);
     // Never a blocking call: the notification service may be slow or absent.
