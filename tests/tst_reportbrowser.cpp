@@ -166,6 +166,7 @@ private Q_SLOTS:
     void localFilesAreNeverRead();
     void endlessLocalFilesAreNeverRead();
     void deeplyNestedTablesAreShownAsText();
+    void hugeSizesAreShownAsText();
     void reportsHaveNoLongStretch();
     void longStretchIsShownAsTextWithBreaks();
 };
@@ -716,6 +717,24 @@ void TestReportBrowser::deeplyNestedTablesAreShownAsText()
                             + str("</td></tr></table>").repeated(8) + str("</qt>");
     w.setReportText(shallow);
     QCOMPARE(w.browser()->toPlainText().trimmed(), str("shallow"));
+}
+
+void TestReportBrowser::hugeSizesAreShownAsText()
+{
+    // A cell spacing of a billion billion pixels kept the layout busy for minutes.
+    ReportBrowser w;
+    for (const char *tag :
+         {"<table cellspacing=1999999999999999999>", "<table border = '12345'>",
+          "<table width=\"+99999\">", "<p style=\"margin-top: 5000px\">", "<td rowspan=1000000>"}) {
+        const QString text = str("<qt>") + str(tag) + str("<tr><td>cell</td></tr></table></qt>");
+        w.setReportText(text);
+        QCOMPARE(w.browser()->toPlainText(), text);
+    }
+    // Sizes as Quorvel's reports have them, and numbers outside tags, are laid out.
+    const QString report = str("<qt><table border=0 cellpadding=2 cellspacing=1><tr><td "
+                               "rowspan=1200 bgcolor=#c0c0c0>12345678</td></tr></table></qt>");
+    w.setReportText(report);
+    QCOMPARE(w.browser()->toPlainText().trimmed(), str("12345678"));
 }
 
 void TestReportBrowser::reportsHaveNoLongStretch()

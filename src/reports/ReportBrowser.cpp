@@ -42,6 +42,48 @@ bool hasTooManyTables(QStringView text)
     return false;
 }
 
+bool isAsciiDigit(QChar c)
+{
+    return c >= QLatin1Char('0') && c <= QLatin1Char('9');
+}
+
+// A size in a tag that no report of Quorvel's has, such as a cell spacing of a billion pixels,
+// keeps the layout busy for minutes. Quorvel's own tags hold sizes of one digit and row spans
+// of the number of activities.
+bool hasHugeSize(QStringView text)
+{
+    bool inTag = false;
+    qsizetype nameStart = 0;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar c = text[i];
+        if (c == QLatin1Char('<')) {
+            inTag = true;
+        } else if (c == QLatin1Char('>')) {
+            inTag = false;
+        } else if (inTag && (c.isSpace() || c == QLatin1Char(';'))) {
+            nameStart = i + 1;
+        } else if (inTag && (c == QLatin1Char('=') || c == QLatin1Char(':'))) {
+            qsizetype at = i + 1;
+            while (at < text.size()
+                   && (text[at].isSpace() || text[at] == QLatin1Char('"')
+                       || text[at] == QLatin1Char('\'') || text[at] == QLatin1Char('+')
+                       || text[at] == QLatin1Char('-')))
+                ++at;
+            qsizetype digits = 0;
+            while (at < text.size() && isAsciiDigit(text[at])) {
+                ++digits;
+                ++at;
+            }
+            const bool span = text.mid(nameStart, i - nameStart)
+                                  .trimmed()
+                                  .endsWith(QLatin1String("span"), Qt::CaseInsensitive);
+            if (digits >= (span ? 6 : 4))
+                return true;
+        }
+    }
+    return false;
+}
+
 } // namespace
 
 ReportBrowser::ReportBrowser(QWidget *parent)
@@ -208,7 +250,8 @@ ReportBrowser::Pages ReportBrowser::split(const QString &text)
 
 bool ReportBrowser::showsAsPlainText(const QString &html)
 {
-    return hasTooManyTables(html) || SafeTextBrowser::hasLongStretch(html, MaxReportStretch);
+    return hasTooManyTables(html) || hasHugeSize(html)
+           || SafeTextBrowser::hasLongStretch(html, MaxReportStretch);
 }
 
 void ReportBrowser::showHtml(const QString &html)
