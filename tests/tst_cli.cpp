@@ -38,19 +38,22 @@ QProcessEnvironment commandEnvironment(const QString &now)
     return env;
 }
 
-void startCommand(QProcess &process, const QStringList &arguments,
-                  const QString &now = QStringLiteral("2026-11-21T09:30:00"))
+void startCommand(QProcess &process, const QStringList &arguments, const QProcessEnvironment &env)
 {
-    process.setProcessEnvironment(commandEnvironment(now));
+    process.setProcessEnvironment(env);
     process.setWorkingDirectory(TestEnvironment::instance()->documentsDir());
     process.start(QStringLiteral(QUORVEL_CLI), arguments);
 }
 
-Run quorvel(const QStringList &arguments,
-            const QString &now = QStringLiteral("2026-11-21T09:30:00"))
+void startCommand(QProcess &process, const QStringList &arguments,
+                  const QString &now = QStringLiteral("2026-11-21T09:30:00"))
 {
-    QProcess process;
-    startCommand(process, arguments, now);
+    startCommand(process, arguments, commandEnvironment(now));
+}
+
+// What a started command gave, once it ended (exit code -1 when it did not end in a minute).
+Run finished(QProcess &process)
+{
     Run run;
     if (!process.waitForFinished(60000)) {
         process.kill();
@@ -61,6 +64,14 @@ Run quorvel(const QStringList &arguments,
     run.out = process.readAllStandardOutput();
     run.err = process.readAllStandardError();
     return run;
+}
+
+Run quorvel(const QStringList &arguments,
+            const QString &now = QStringLiteral("2026-11-21T09:30:00"))
+{
+    QProcess process;
+    startCommand(process, arguments, now);
+    return finished(process);
 }
 
 // The command as a German session runs it. A machine without the German glibc locale makes Qt
@@ -72,19 +83,8 @@ Run quorvelInGerman(const QStringList &arguments)
     env.insert(QStringLiteral("LANG"), QStringLiteral("de_DE.UTF-8"));
     env.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("default.warning=false"));
     QProcess process;
-    process.setProcessEnvironment(env);
-    process.setWorkingDirectory(TestEnvironment::instance()->documentsDir());
-    process.start(QStringLiteral(QUORVEL_CLI), arguments);
-    Run run;
-    if (!process.waitForFinished(60000)) {
-        process.kill();
-        process.waitForFinished();
-        return run;
-    }
-    run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    run.out = process.readAllStandardOutput();
-    run.err = process.readAllStandardError();
-    return run;
+    startCommand(process, arguments, env);
+    return finished(process);
 }
 
 QByteArray dataFile()
