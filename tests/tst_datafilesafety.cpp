@@ -265,7 +265,8 @@ void TestDataFileSafety::fullDiskInTheCommandLineRefuses()
     QCOMPARE(run.exitCode, 1);
     QCOMPARE(run.out, QByteArray());
     QCOMPARE(run.err, "quorvel: the data file " + QFile::encodeName(dataFile())
-                          + " could not be written; it holds what it held before.\n");
+                          + " could not be written (the file would grow beyond its size "
+                            "limit); it holds what it held before.\n");
     QCOMPARE(readFile(dataFile()), before);
     QVERIFY(!QFileInfo::exists(newFile()));
 

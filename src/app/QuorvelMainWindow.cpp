@@ -55,6 +55,8 @@ QByteArray digestOf(const QByteArray &bytes)
 
 // How long a command of the command line waits for a question here to be answered.
 constexpr int HandedPatienceMs = 20 * 1000;
+// How long a write waits for a command of the command line that writes the data file.
+constexpr int DataLockPatienceMs = 5 * 1000;
 
 } // namespace
 
@@ -498,38 +500,79 @@ void QuorvelMainWindow::rememberWritten()
     m_writtenDigest = digestOf(m_document->getDocumentBytes());
 }
 
-void QuorvelMainWindow::flush()
+bool QuorvelMainWindow::flush()
 {
     if (!m_document)
-        return;
-    const QByteArray digest = digestOf(m_document->getDocumentBytes());
+        return true;
+    const QByteArray bytes = m_document->getDocumentBytes();
+    const QByteArray digest = digestOf(bytes);
     if (digest == m_writtenDigest && QFileInfo::exists(QuorvelDocument::dataFilePath()))
-        return;
+        return true;
+
+    // Without the socket the command line writes the data file itself, between our writes:
+    // each write takes the data lock, and a file changed meanwhile is read instead of
+    // overwritten (reload() keeps our unsaved changes beside it).
+    const bool lockEachWrite = m_channel && !m_channel->holdsDataLock();
+    if (lockEachWrite) {
+        if (m_channel->takeDataLock(DataLockPatienceMs) != FileLock::Outcome::Locked) {
+            m_saveProblem = tr("another Quorvel command holds the data file");
+            tellSaveFailure(false);
+            return false;
+        }
+        if (fileDigest() != m_writtenDigest && QFileInfo::exists(QuorvelDocument::dataFilePath())) {
+            reload();
+            m_channel->releaseDataLock();
+            return true;
+        }
+    }
+
     // Our own write must not come back as a reload.
     QuorvelApplication *app = QuorvelApplication::instance();
     if (app)
         app->expectOwnWrite();
-    const bool saved = m_document->save();
+    const bool written = m_document->save();
     if (app)
         app->ownWriteFinished();
-    if (saved) {
+    if (lockEachWrite)
+        m_channel->releaseDataLock();
+    if (written && m_document->savedToDataFile()) {
         m_writtenDigest = digest;
         m_saveFailureTold = false;
-        return;
+        m_saveProblem.clear();
+        return true;
     }
+    m_saveProblem = m_document->saveProblem();
+    tellSaveFailure(m_document->saveFailedForSpace());
+    return false;
+}
+
+void QuorvelMainWindow::tellSaveFailure(bool forSpace)
+{
     // Once until a save succeeds again, not at every autosave while the disk stays full; and
     // from the event loop, so that a handed command's answer or the end on a signal does not
     // wait for the user.
     if (m_saveFailureTold)
         return;
     m_saveFailureTold = true;
-    QTimer::singleShot(0, this, [this] {
-        MessageBox::warning(this, tr("Cannot Save"),
-                            tr("Quorvel could not write its data file:\n%1\n\nYour changes are "
-                               "kept in the window; free some space and they are written at "
-                               "the next save.")
-                                .arg(QuorvelDocument::dataFilePath()));
-    });
+    const QString path = QuorvelDocument::dataFilePath();
+    const QString text
+        = forSpace ? tr("Quorvel could not write its data file:\n%1\n\nYour changes are kept in "
+                        "the window; free some space and they are written at the next save.")
+                         .arg(path)
+                   : tr("Quorvel could not write its data file:\n%1\n\nThe reason: %2.\n\nYour "
+                        "changes are kept in the window and written at the next save that "
+                        "succeeds.")
+                         .arg(path, m_saveProblem);
+    QTimer::singleShot(0, this,
+                       [this, text] { MessageBox::warning(this, tr("Cannot Save"), text); });
+}
+
+QByteArray QuorvelMainWindow::fileDigest()
+{
+    QFile file(QuorvelDocument::dataFilePath());
+    if (!file.open(QIODevice::ReadOnly))
+        return QByteArray();
+    return digestOf(file.readAll());
 }
 
 void QuorvelMainWindow::reload()
@@ -555,14 +598,22 @@ void QuorvelMainWindow::reload()
         m_writtenDigest.clear();
         return;
     }
-    // Take the records read over; the old ones go with the temporary document.
+    adoptRecords(fresh);
+    rememberWritten();
+    updateView(nullptr);
+}
+
+void QuorvelMainWindow::adoptRecords(QuorvelDocument &fresh)
+{
+    // Take the records over; the old ones go with the other document.
     std::swap(m_document->categories, fresh.categories);
     std::swap(m_document->activities, fresh.activities);
     std::swap(m_document->tasks, fresh.tasks);
     m_document->deletedTaskIds = fresh.deletedTaskIds;
     m_document->nextId = fresh.nextId;
-    rememberWritten();
-    updateView(nullptr);
+    // The task selected here may be gone.
+    if (!m_document->tasks.contains(m_mainWidget->selectedTask))
+        m_mainWidget->selectedTask = nullptr;
     fresh.clear();
 }
 
@@ -1017,13 +1068,13 @@ bool QuorvelMainWindow::commandUnderWay() const
            || QApplication::activeModalWidget() || QApplication::activePopupWidget();
 }
 
-void QuorvelMainWindow::tasksChangedElsewhere()
+bool QuorvelMainWindow::tasksChangedElsewhere()
 {
     // A task the command deleted may have been the one selected here.
     if (!m_document->tasks.contains(m_mainWidget->selectedTask))
         m_mainWidget->selectedTask = nullptr;
     updateView(nullptr);
-    flush();
+    return flush();
 }
 
 void QuorvelMainWindow::carryOut(HandedCommand *command)
@@ -1034,11 +1085,20 @@ void QuorvelMainWindow::carryOut(HandedCommand *command)
     carryOutWaiting();
 }
 
+void QuorvelMainWindow::declineWaitingCommands()
+{
+    const QList<QPointer<HandedCommand>> waiting = std::exchange(m_handed, {});
+    for (const QPointer<HandedCommand> &command : waiting) {
+        if (command)
+            command->decline(tr("Quorvel is ending; the command was not carried out."));
+    }
+}
+
 void QuorvelMainWindow::carryOutWaiting()
 {
     while (!m_handed.isEmpty()) {
         const QPointer<HandedCommand> command = m_handed.first();
-        if (!command) {
+        if (!command || !command->isWaiting()) {
             m_handed.removeFirst();
             continue;
         }
@@ -1070,9 +1130,30 @@ void QuorvelMainWindow::carryOutWaiting()
         }
         m_handed.removeFirst();
         m_handedWaiting.start();
-        const Commands::Result result = Commands::run(*m_document, arguments, workingFolder);
-        if (result.changed)
-            tasksChangedElsewhere();
+        // Only a command its sender still waits for is carried out: it must learn the outcome.
+        if (!command->take())
+            continue;
+        const QByteArray before = needs == Commands::Needs::Writing
+                                      ? m_document->getDocumentBytes()
+                                      : QByteArray();
+        Commands::Result result = Commands::run(*m_document, arguments, workingFolder);
+        if (result.changed && !tasksChangedElsewhere()) {
+            // A change the data file did not take is not made: the answer says so, and the
+            // window shows what it showed before.
+            QuorvelDocument earlier;
+            QByteArray copy = before;
+            earlier.populateFromByteArray(copy.data(), int(copy.size()));
+            adoptRecords(earlier);
+            updateView(nullptr);
+            result.exitCode = Commands::Refused;
+            result.out.clear();
+            result.err += (QStringLiteral("quorvel: ")
+                           + tr("the data file %1 could not be written (%2); the command was "
+                                "not carried out.")
+                                 .arg(QuorvelDocument::dataFilePath(), m_saveProblem)
+                           + QLatin1Char('\n'))
+                              .toUtf8();
+        }
         command->reply(result.exitCode, result.out, result.err);
     }
 }

@@ -22,6 +22,7 @@ class QTimer;
 class QToolBar;
 class QToolButton;
 class QuorvelDocument;
+class SingleInstance;
 class TrayIcon;
 class QVTask;
 class Report;
@@ -62,8 +63,9 @@ public:
     void showDocument(const DocLnk &link);
 
 public Q_SLOTS:
-    // Writes the document when it differs from what was last written or read.
-    void flush();
+    // Writes the document when it differs from what was last written or read. False when the
+    // data file could not be written; the person is told once until a write succeeds again.
+    bool flush();
     // Reads the data file again after another program replaced it. Unsaved changes are
     // first written beside it; a file that cannot be read leaves the document as it is.
     void reload();
@@ -97,7 +99,13 @@ public:
     bool commandUnderWay() const;
     // Brings the table, the buttons and the data file up to date after a command from
     // elsewhere (the command line, the session bus, the idle question) changed the tasks.
-    void tasksChangedElsewhere();
+    // False when the data file could not be written.
+    bool tasksChangedElsewhere();
+    // Declines the handed commands still waiting, at the end of the run.
+    void declineWaitingCommands();
+    // The one-instance channel, whose data lock the window holds while it listens, and takes
+    // for each write while it does not.
+    void setChannel(SingleInstance *channel) { m_channel = channel; }
 
     // The panel icon, when Quorvel has one: closing the window while a task runs then keeps
     // Quorvel there, and closing it otherwise ends Quorvel as without a panel.
@@ -140,6 +148,10 @@ private:
     void showBalloonTips();
     void keepDataFileAside(bool unreadable);
     void rememberWritten();
+    void tellSaveFailure(bool forSpace);
+    static QByteArray fileDigest();
+    // Takes over the records of fresh, which gets the old ones (and clears them).
+    void adoptRecords(QuorvelDocument &fresh);
 
     // Starts (on) or stops (off) a task of the activity shown by the given button.
     void shortcutToggled(int shortcut, bool on, QToolButton *button);
@@ -190,6 +202,9 @@ private:
     // True once the user has been told that the data file cannot be written, until a write
     // succeeds again.
     bool m_saveFailureTold = false;
+    // Why the last write failed, in the person's words.
+    QString m_saveProblem;
+    SingleInstance *m_channel = nullptr;
     TrayIcon *m_tray = nullptr;
     // The task table, whose Enter edits (eventFilter).
     QPointer<QObject> m_enterTable;

@@ -5,6 +5,7 @@
 #include "app/TrayIcon.h"
 #include "model/QuorvelDocument.h"
 #include "platform/Clock.h"
+#include "platform/MessageBox.h"
 #include "platform/QuorvelApplication.h"
 #include "platform/Resource.h"
 #include "platform/SingleInstance.h"
@@ -40,6 +41,17 @@ int main(int argc, char *argv[])
     QuorvelMainWindow window;
     if (window.quitRequested())
         return 0;
+    window.setChannel(&instance);
+    // Without the socket the command line carries its commands out on the data file itself:
+    // the window lets go of the file now that it has read it, and takes it for each write.
+    if (!instance.isListening())
+        instance.releaseDataLock();
+    // No command is taken once the end has begun; those not taken yet are declined, so that
+    // their senders carry them out once this window has written its data and gone.
+    QObject::connect(&app, &QCoreApplication::aboutToQuit, &window, [&instance, &window] {
+        instance.stopAccepting();
+        window.declineWaitingCommands();
+    });
     QObject::connect(&app, &QuorvelApplication::flush, &window, &QuorvelMainWindow::flush);
     QObject::connect(&app, &QuorvelApplication::reload, &window, &QuorvelMainWindow::reload);
     QObject::connect(&instance, &SingleInstance::messageReceived, &window,
@@ -82,6 +94,18 @@ int main(int argc, char *argv[])
     window.setWindowTitle(QCoreApplication::translate("main", "Quorvel"));
     window.setWindowIcon(Resource::loadIcon(QStringLiteral("quorvel")));
     window.show();
+    if (!instance.isListening() && !instance.problem().isEmpty()) {
+        QTimer::singleShot(0, &window, [&window, &instance] {
+            MessageBox::warning(
+                &window, QCoreApplication::translate("main", "Commands Not Received"),
+                QCoreApplication::translate(
+                    "main", "Quorvel cannot receive the command line's commands:\n%1.\n\nThe "
+                            "command line carries them out on the data file itself while this "
+                            "window runs, and the window reads the file again when they "
+                            "change it.")
+                    .arg(instance.problem()));
+        });
+    }
     // Shown from within the event loop, so that quitting while a report is open ends the
     // program instead of falling through to a loop that nothing will quit.
     QTimer::singleShot(0, &window, [&window, documents] {

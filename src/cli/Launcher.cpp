@@ -2,6 +2,8 @@
 
 #include "Commands.h"
 #include "model/QuorvelDocument.h"
+#include "platform/FileLock.h"
+#include "platform/PrivateFiles.h"
 #include "platform/SingleInstance.h"
 #include "platform/Translations.h"
 
@@ -10,8 +12,6 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
-#include <QLockFile>
-#include <QThread>
 
 #include <cerrno>
 #include <climits>
@@ -122,12 +122,22 @@ QString unreadableDataFile()
         .arg(QuorvelDocument::dataFilePath());
 }
 
-int handOver(SingleInstance::HandOver outcome, int exitCode, const QByteArray &out,
-             const QByteArray &err)
+void say(const QString &message)
 {
-    if (outcome == SingleInstance::HandOver::Lost)
-        return refuse(Commands::tr("the running Quorvel did not answer; the command may or may "
-                                   "not have been carried out."));
+    write(stderr, (QStringLiteral("quorvel: ") + message + QLatin1Char('\n')).toUtf8());
+}
+
+// The window took the command and ended before it answered: only a crash can do that, between
+// two steps of one command.
+int lost()
+{
+    return refuse(Commands::tr("the running Quorvel ended while it was carrying out the "
+                               "command, before it could answer; “quorvel status” and "
+                               "“quorvel list” show what the data file holds now."));
+}
+
+int answered(int exitCode, const QByteArray &out, const QByteArray &err)
+{
     Commands::Result result;
     result.exitCode = exitCode;
     result.out = out;
@@ -135,35 +145,79 @@ int handOver(SingleInstance::HandOver outcome, int exitCode, const QByteArray &o
     return finish(result);
 }
 
-// Loads, changes and writes the data file while holding the lock.
+// The command's change could not be made lasting: what the data file holds now, and why.
+QString saveFailure(const QuorvelDocument &doc, bool contentsWritten)
+{
+    const QString path = QuorvelDocument::dataFilePath();
+    if (!contentsWritten)
+        return Commands::tr("the data file %1 could not be written (%2); it holds what it held "
+                            "before.")
+            .arg(path, doc.saveProblem());
+    if (QFileInfo::exists(path + QLatin1String(".new")))
+        return Commands::tr("the data file %1 could not be replaced by its new contents (%2); "
+                            "it holds what it held before, and the new contents are kept in "
+                            "%3.")
+            .arg(path, doc.saveProblem(), path + QLatin1String(".new"));
+    return Commands::tr("the data file %1 was written, but the disk could not confirm that it "
+                        "keeps it (%2).")
+        .arg(path, doc.saveProblem());
+}
+
+// Loads, changes and writes the data file; the caller holds the data lock.
 int runHere(const QStringList &arguments, const QString &workingFolder)
 {
     // Said at once, whatever the command comes to: the kept file is the user's to look at.
     const QString recovered = QuorvelDocument::recoverInterruptedSave();
     if (!recovered.isEmpty()) {
-        write(stderr, (QStringLiteral("quorvel: ")
-                       + Commands::tr("a save was cut short and left data that may hold "
-                                      "changes which are not in the data file; it has been "
-                                      "kept as %1")
-                             .arg(recovered)
-                       + QLatin1Char('\n'))
-                          .toUtf8());
+        say(Commands::tr("a save was cut short and left data that may hold changes which are "
+                         "not in the data file; it has been kept as %1")
+                .arg(recovered));
     }
     QuorvelDocument doc;
     if (!doc.load() && QFileInfo::exists(QuorvelDocument::dataFilePath()))
         return refuse(unreadableDataFile());
     Commands::Result result = Commands::run(doc, arguments, workingFolder);
-    if (result.changed && !doc.save()) {
-        result.exitCode = Commands::Refused;
-        result.out.clear();
-        result.err += (QStringLiteral("quorvel: ")
-                       + Commands::tr("the data file %1 could not be written; it holds what it "
-                                      "held before.")
-                             .arg(QuorvelDocument::dataFilePath())
-                       + QLatin1Char('\n'))
-                          .toUtf8();
+    if (result.changed) {
+        const bool written = doc.save();
+        if (!written || !doc.savedToDataFile()) {
+            result.exitCode = Commands::Refused;
+            result.out.clear();
+            result.err += (QStringLiteral("quorvel: ") + saveFailure(doc, written)
+                           + QLatin1Char('\n'))
+                              .toUtf8();
+        }
     }
     return finish(result);
+}
+
+// Carries out a command that changes nothing on the data file as it is.
+int readHere(Commands::Needs needs, const QStringList &arguments, const QString &workingFolder)
+{
+    if (needs == Commands::Needs::Records) {
+        QFile file(QuorvelDocument::dataFilePath());
+        Commands::Result result;
+        if (!file.open(QIODevice::ReadOnly)) {
+            if (file.exists())
+                return refuse(unreadableDataFile());
+            QByteArray empty = QuorvelDocument().getDocumentBytes();
+            Commands::runOnRecords(empty.data(), int(empty.size()), arguments, &result);
+            return finish(result);
+        }
+        QByteArray bytes = file.size() < INT_MAX ? file.readAll() : QByteArray();
+        if (!Commands::runOnRecords(bytes.data(), int(bytes.size()), arguments, &result))
+            return refuse(unreadableDataFile());
+        return finish(result);
+    }
+    // Left to the system when the program ends: freeing a large history one record at a
+    // time would take longer than reading it.
+    auto *doc = new QuorvelDocument;
+    if (!loadFor(*doc, needs, arguments) && QFileInfo::exists(QuorvelDocument::dataFilePath())) {
+        delete doc;
+        return refuse(unreadableDataFile());
+    }
+    const int status = finish(Commands::run(*doc, arguments, workingFolder));
+    std::fflush(stderr);
+    ::_exit(status);
 }
 
 } // namespace
@@ -202,70 +256,64 @@ int Launcher::runCommand(const QStringList &arguments)
 
     const QString workingFolder = QDir::currentPath();
     const QStringList handed = QStringList(workingFolder) + arguments;
-    const SingleInstance channel(dataFolder());
+    SingleInstance channel(dataFolder());
     int exitCode = 0;
     QByteArray out;
     QByteArray err;
-
-    if (needs != Commands::Needs::Writing) {
-        // The window's document may hold changes not yet written: ask it when it runs.
+    bool problemSaid = false;
+    // Hands the command to the running window, if one listens; says once why it cannot be
+    // asked when something else stands where it would listen.
+    auto hand = [&] {
+        QString problem;
         const SingleInstance::HandOver outcome
-            = channel.handCommand(handed, AnswerTimeoutMs, &exitCode, &out, &err);
-        if (outcome != SingleInstance::HandOver::NoInstance)
-            return handOver(outcome, exitCode, out, err);
-        if (needs == Commands::Needs::Records) {
-            QFile file(QuorvelDocument::dataFilePath());
-            Commands::Result result;
-            if (!file.open(QIODevice::ReadOnly)) {
-                if (file.exists())
-                    return refuse(unreadableDataFile());
-                QByteArray empty = QuorvelDocument().getDocumentBytes();
-                Commands::runOnRecords(empty.data(), int(empty.size()), arguments, &result);
-                return finish(result);
-            }
-            QByteArray bytes = file.size() < INT_MAX ? file.readAll() : QByteArray();
-            if (!Commands::runOnRecords(bytes.data(), int(bytes.size()), arguments, &result))
-                return refuse(unreadableDataFile());
-            return finish(result);
+            = channel.handCommand(handed, AnswerTimeoutMs, &exitCode, &out, &err, &problem);
+        if (!problem.isEmpty() && !problemSaid) {
+            problemSaid = true;
+            say(Commands::tr("%1; the command is carried out on the data file instead.")
+                    .arg(problem));
         }
-        // Left to the system when the program ends: freeing a large history one record at a
-        // time would take longer than reading it.
-        auto *doc = new QuorvelDocument;
-        if (!loadFor(*doc, needs, arguments)
-            && QFileInfo::exists(QuorvelDocument::dataFilePath())) {
-            delete doc;
-            return refuse(unreadableDataFile());
-        }
-        const int status = finish(Commands::run(*doc, arguments, workingFolder));
-        std::fflush(stderr);
-        ::_exit(status);
-    }
+        return outcome;
+    };
 
-    // One writer at a time: the running window, or whoever holds the lock it would hold.
-    QDir().mkpath(dataFolder());
+    const bool writing = needs == Commands::Needs::Writing;
+    SingleInstance::HandOver outcome = hand();
+    if (outcome == SingleInstance::HandOver::Answered)
+        return ::answered(exitCode, out, err);
+    // A reading command is simply asked again.
+    if (outcome == SingleInstance::HandOver::Lost && writing)
+        return lost();
+    // The window's document may hold changes not yet written: when one runs it is asked, and
+    // otherwise the file holds everything.
+    if (!writing && outcome == SingleInstance::HandOver::NoInstance)
+        return readHere(needs, arguments, workingFolder);
+
+    // One writer at a time: the running window, or whoever holds the data lock. A window that
+    // declined the command is ending and lets go of the lock once it has written its data.
+    PrivateFiles::makeFolder(dataFolder());
+    FileLock lock(channel.dataLockPath());
     QElapsedTimer patience;
     patience.start();
     for (;;) {
-        const SingleInstance::HandOver outcome
-            = channel.handCommand(handed, AnswerTimeoutMs, &exitCode, &out, &err);
-        if (outcome != SingleInstance::HandOver::NoInstance)
-            return handOver(outcome, exitCode, out, err);
-
-        QLockFile lock(channel.lockFilePath());
-        lock.setStaleLockTime(0);
-        if (lock.tryLock(100))
+        switch (lock.tryLock(100)) {
+        case FileLock::Outcome::Locked:
+            if (!writing)
+                return readHere(needs, arguments, workingFolder);
             return runHere(arguments, workingFolder);
-        if (lock.error() != QLockFile::LockFailedError)
-            return refuse(Commands::tr("cannot take the lock %1, so the data file is left as "
-                                       "it is.")
-                              .arg(channel.lockFilePath()));
-        // A lock left by a process that has died is taken over; a live holder is waited for.
-        if (lock.removeStaleLockFile())
-            continue;
+        case FileLock::Outcome::Failed:
+            return refuse(Commands::tr("cannot take the lock %1 (%2), so the data file is left "
+                                       "as it is.")
+                              .arg(lock.path(), lock.errorString()));
+        case FileLock::Outcome::Busy:
+            break;
+        }
         if (patience.elapsed() > LockPatienceMs)
-            return refuse(Commands::tr("another Quorvel holds %1 and does not answer; the data "
-                                       "file is left as it is.")
-                              .arg(channel.lockFilePath()));
-        QThread::msleep(50);
+            return refuse(Commands::tr("another Quorvel holds %1 and does not answer; the "
+                                       "command was not carried out.")
+                              .arg(lock.path()));
+        outcome = hand();
+        if (outcome == SingleInstance::HandOver::Answered)
+            return ::answered(exitCode, out, err);
+        if (outcome == SingleInstance::HandOver::Lost && writing)
+            return lost();
     }
 }

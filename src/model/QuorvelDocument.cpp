@@ -5,6 +5,7 @@
 #include "platform/Clock.h"
 #include "platform/Paths.h"
 #include "platform/PrivateFiles.h"
+#include "platform/SystemError.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -317,6 +318,8 @@ bool QuorvelDocument::loadSome(bool (*keep)(const QDate &, const QDate &, const 
 
 bool QuorvelDocument::save()
 {
+    m_savedToDataFile = false;
+    m_saveError = 0;
     const QString path = dataFilePath();
     const QString newPath = path + QLatin1String(".new");
     const QByteArray newName = QFile::encodeName(newPath);
@@ -324,8 +327,10 @@ bool QuorvelDocument::save()
 
     const int fd = ::open(newName.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC,
                           PrivateFiles::FileMode);
-    if (fd < 0)
+    if (fd < 0) {
+        m_saveError = errno;
         return false;
+    }
     // One left by an older version keeps its mode through O_TRUNC; the rename passes it on.
     PrivateFiles::restrict(fd);
 
@@ -335,33 +340,49 @@ bool QuorvelDocument::save()
         const ssize_t n = ::write(fd, bytes.constData() + written, size_t(bytes.size() - written));
         if (n < 0 && errno == EINTR)
             continue;
-        if (n <= 0)
+        if (n <= 0) {
+            m_saveError = n < 0 ? errno : ENOSPC;
             break;
+        }
         written += n;
     }
     // The new contents must be on disk before they replace the old file.
-    const bool complete = written == bytes.size() && ::fsync(fd) == 0;
+    if (written == bytes.size() && ::fsync(fd) != 0)
+        m_saveError = errno;
     ::close(fd);
-    if (!complete) {
+    if (m_saveError != 0) {
         QFile::remove(newPath);
         return false;
     }
 
     if (::rename(newName.constData(), name.constData()) != 0) {
-        const int error = errno;
+        m_saveError = errno;
         qWarning("problem renaming file %s to %s errno %d", newName.constData(), name.constData(),
-                 error);
+                 m_saveError);
+        // The new contents are whole in the ".new" file, which the next start looks at.
         return true;
     }
-    // Make the rename itself durable.
+    // Make the rename itself durable; a disk that fails here may lose it.
     const QByteArray folder = QFile::encodeName(path.left(path.lastIndexOf(QLatin1Char('/'))));
     const int dirFd = ::open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (dirFd >= 0) {
-        ::fsync(dirFd);
+        if (::fsync(dirFd) != 0 && errno == EIO)
+            m_saveError = EIO;
         ::close(dirFd);
     }
+    m_savedToDataFile = m_saveError == 0;
     writeRunningNote();
     return true;
+}
+
+QString QuorvelDocument::saveProblem() const
+{
+    return m_saveError == 0 ? QString() : SystemError::describe(m_saveError);
+}
+
+bool QuorvelDocument::saveFailedForSpace() const
+{
+    return m_saveError == ENOSPC || m_saveError == EDQUOT || m_saveError == EFBIG;
 }
 
 QString QuorvelDocument::recoverInterruptedSave()

@@ -50,6 +50,9 @@ public:
     // on one line and skips control characters before it: control characters (line feeds,
     // tabs, …) become blanks, and blanks at both ends go.
     static QString cleanName(const QString &typed);
+    // The longest name taken from outside the window (the command line, an import): longer
+    // ones are refused rather than carried into every report.
+    static constexpr int MaxNameLength = 1000;
     // True for the markers that delimit the document and the server exchange
     // ("--sync--", "--start--", "--end--"), which no name may be.
     static bool isReservedName(const QString &name);
@@ -91,6 +94,13 @@ public:
     // were written in full (also when only the rename failed: the ".new" file then holds
     // them).
     bool save();
+    // Whether the last save() put the new contents into the data file itself, durably: a
+    // save that returned true may still have left them only in the ".new" file.
+    bool savedToDataFile() const { return m_savedToDataFile; }
+    // Why the last save() did not reach the data file, in the person's words ("" when it did).
+    QString saveProblem() const;
+    // Whether that was for want of space (a full disk, a quota, a size limit).
+    bool saveFailedForSpace() const;
     // Deals with a "<file>.new" that a save cut short by a crash or a kill left behind; run
     // before the data file is read for a change, while no save can be under way. One that
     // does not read, or reads but is not newer than the data file (or holds the same bytes),
@@ -122,6 +132,9 @@ public:
     void createSampleData();
 
 private:
+    bool m_savedToDataFile = false;
+    int m_saveError = 0;
+
     void passSlotOn(const QVTask *task, bool alsoStopped);
     void writeRunningNote() const;
 };

@@ -1,7 +1,8 @@
 #pragma once
 
+#include "FileLock.h"
+
 #include <QByteArray>
-#include <QLockFile>
 #include <QObject>
 #include <QPointer>
 #include <QString>
@@ -10,11 +11,16 @@
 #include <functional>
 #include <memory>
 
-class QLocalServer;
 class QLocalSocket;
+class QSocketNotifier;
 
 // A command handed to the first instance by the command line, with the way back to it. It
 // lives as long as the connection: a receiver that waits keeps it in a QPointer.
+//
+// The command line learns what became of its command from the first byte it gets back: 'T'
+// when the command is taken (sent before it is carried out), 'N' when it is declined and
+// nothing was done, and no byte at all when the connection ended before either. After 'T'
+// comes the answer.
 class HandedCommand : public QObject
 {
     Q_OBJECT
@@ -28,27 +34,44 @@ public:
     HandedCommand(const QStringList &arguments, Answer answer, QObject *parent);
 
     const QStringList &arguments() const { return m_arguments; }
-    // Sends the answer (once) and ends the connection.
+    // Tells the sender that the command is being carried out now. False when the sender can
+    // no longer learn it (it gave up or went away): then the command must not be carried out.
+    bool take();
+    // Sends the answer (once) and ends the connection; takes the command first if need be.
     void reply(int exitCode, const QByteArray &out, const QByteArray &err);
+    // Tells the sender that nothing was done (once), so that it may carry the command out
+    // itself; why is for a sender that cannot (the session bus).
+    void decline(const QString &why);
+    // Neither taken nor declined yet.
+    bool isWaiting() const { return m_state == State::Waiting; }
 
 private:
+    enum class State { Waiting, Taken, Done };
+
     QStringList m_arguments;
     QPointer<QLocalSocket> m_socket;
     Answer m_answer;
+    State m_state = State::Waiting;
 };
 
-// One Quorvel per user: a lock file in the data folder. The first instance listens on a
-// local socket; a second start hands its arguments (a saved report to open) to the first,
-// which raises its window, and then exits.
+// One Quorvel window per user, and one writer of the data file at a time.
+//
+// Two locks in the data folder, both FileLock's (freed by nothing but the holder's end):
+// "quorvel.lock" is the window's own, held for its whole run; "quorvel-data.lock" is held by
+// whoever may write the data file: the window while it listens for commands, or a command of
+// the command line while it reads, changes and writes the file itself.
+//
+// The first instance listens on the local socket "quorvel.socket" beside the locks, in the
+// person's own folder, so every process of theirs finds it (from the desktop, cron, ssh or
+// su alike) and nobody else can put one there. Both ends check that the other runs as the
+// same user and drop anyone else. A second start hands its arguments (a saved report to
+// open) to the first, which raises its window, and then exits.
 //
 // The same channel carries commands of the command line: a message whose first argument is
-// CommandMarker is a command; the first instance answers it with a message of the same
-// framing holding the exit status, the standard output and the standard error, and only then
-// closes the connection.
-//
-// The lock is QLockFile's: a lock left by a crashed instance is taken over, one held by a
-// running instance is not, however old it is. The arguments travel as a 4-byte big-endian
-// length and then each argument in UTF-8 followed by a NUL byte, at most MaxMessageBytes.
+// CommandMarker is a command, answered as HandedCommand describes. The arguments travel as a
+// 4-byte big-endian length and then each argument in UTF-8 followed by a NUL byte, at most
+// MaxMessageBytes; an answer is framed the same way and holds the exit status, the standard
+// output and the standard error.
 class SingleInstance : public QObject
 {
     Q_OBJECT
@@ -57,36 +80,56 @@ public:
     static constexpr int MaxMessageBytes = 64 * 1024;
     // An answer may hold a whole export.
     static constexpr qint64 MaxAnswerBytes = qint64(1) << 30;
+    // A command that waits longer than this for the window to take it is declined.
+    static constexpr int WaitingPatienceMs = 20 * 1000;
     static const char CommandMarker[];
 
     enum class HandOver {
         NoInstance, // nobody listens: nothing was sent
+        NotTaken,   // sent, but declined or never taken: nothing was done
         Answered,
-        Lost // sent, but the connection ended or timed out without an answer
+        Lost // taken, but the window ended before it answered
     };
 
-    // lockFolder: where the lock file and the socket name are derived from (the data folder).
+    // lockFolder: the folder of the locks and the socket (the data folder).
     explicit SingleInstance(const QString &lockFolder, QObject *parent = nullptr);
     ~SingleInstance() override;
 
-    // True when this is the only instance (the lock is ours and we listen). False when
-    // another instance runs; then the arguments have been sent to it. Also true, with a
-    // warning, when the lock cannot be taken at all (a folder we may not write): running
-    // unguarded beats not running.
+    // True when this is the only instance: the instance lock is ours, and so is the data lock
+    // (waited for while a command of the command line holds it) and, where possible, the
+    // socket. False when another instance runs; then the arguments have been sent to it.
+    // Also true, with a warning, when the lock cannot be taken at all (a folder we may not
+    // write): running unguarded beats not running.
     bool start(const QStringList &arguments);
 
-    // Path of the lock file: <lockFolder>/quorvel.lock.
+    // <lockFolder>/quorvel.lock, the instance lock.
     QString lockFilePath() const;
-    // Name of the local socket the first instance listens on; the same for every instance
-    // of one user with one lock folder.
+    // <lockFolder>/quorvel-data.lock, the lock of the data file's writer.
+    QString dataLockPath() const;
+    // The path of the socket the first instance listens on.
     QString serverName() const;
 
-    // Hands a command to the first instance and waits up to answerTimeoutMs for its answer.
+    // Whether start() made us listen. When not, problem() tells why, for the person.
+    bool isListening() const { return m_listenFd >= 0; }
+    QString problem() const { return m_problem; }
+
+    // The data lock: held for good while we listen; otherwise only while the data file is
+    // written, so that the command line can carry its commands out on the file meanwhile.
+    bool holdsDataLock() const { return m_dataLock.isLocked(); }
+    FileLock::Outcome takeDataLock(int timeoutMs);
+    void releaseDataLock();
+
+    // Hands a command to the first instance and waits up to answerTimeoutMs for it to be
+    // taken and answered. *problem, when given, tells why nobody could be asked although
+    // something stands at the socket's place (not a socket, not the person's own).
     HandOver handCommand(const QStringList &command, int answerTimeoutMs, int *exitCode,
-                         QByteArray *out, QByteArray *err) const;
+                         QByteArray *out, QByteArray *err, QString *problem = nullptr) const;
 
     // Commands received before this call wait; from now on commandReceived announces them.
     void acceptCommands();
+    // Closes the socket and declines every command not yet taken: for the end of the run,
+    // before the last write of the data file.
+    void stopAccepting();
 
     // The framing described above, for both ends and for tests.
     static QByteArray encodeMessage(const QStringList &arguments);
@@ -100,14 +143,21 @@ Q_SIGNALS:
 
 private:
     bool listen();
+    void closeSocket();
     bool sendToRunningInstance(const QStringList &arguments) const;
     void onNewConnection();
     void readFrom(QLocalSocket *socket, QByteArray &buffer);
+    void declineOverdue();
+    void drainAnswers();
 
-    QString m_lockPath;
-    QString m_serverName;
-    std::unique_ptr<QLockFile> m_lock;
-    QLocalServer *m_server = nullptr;
+    QString m_folder;
+    FileLock m_lock;
+    FileLock m_dataLock;
+    int m_listenFd = -1;
+    QSocketNotifier *m_notifier = nullptr;
+    QString m_problem;
     bool m_acceptCommands = false;
+    bool m_stopped = false;
     QList<QPointer<HandedCommand>> m_waitingCommands;
+    QList<QPointer<HandedCommand>> m_handedCommands;
 };
