@@ -171,6 +171,8 @@ private Q_SLOTS:
     void importRoundTrip();
     void importTimewarrior();
     void importRefusesOverlaps();
+    void refusalsNameTheReason();
+    void longNamesAreRefused();
     void badUsage();
     void help();
     void inGerman();
@@ -622,7 +624,70 @@ void TestCli::importRefusesOverlaps()
 
     run = quorvel({QStringLiteral("import"), QStringLiteral("missing.csv")});
     QCOMPARE(run.exitCode, 1);
-    QVERIFY2(run.err.startsWith("quorvel: cannot read “missing.csv”: "), run.err.constData());
+    QCOMPARE(run.err, QByteArray("quorvel: cannot read “missing.csv”: it does not exist\n"));
+}
+
+void TestCli::refusalsNameTheReason()
+{
+    writeHistory();
+    const QByteArray before = dataFile();
+    QVERIFY(QDir().mkpath(inDocuments(QStringLiteral("folder.csv"))));
+    Run run = quorvel({QStringLiteral("import"), QStringLiteral("folder.csv")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.err, QByteArray("quorvel: cannot read “folder.csv”: it is a folder\n"));
+
+    writeFile(inDocuments(QStringLiteral("cut.json")),
+              "[{\"activity\": \"Home Project Beta\", \"category\": \"Private\", \"start\": "
+              "\"2026-11-19T10:00\", \"stop\": \"2026-11-19T10:45\"}, {\"activity\": \"Ho");
+    run = quorvel({QStringLiteral("import"), QStringLiteral("cut.json")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.out, QByteArray());
+    QCOMPARE(run.err,
+             QByteArray("quorvel: cut.json: The JSON text ends too early: the file is cut short.\n"));
+    QCOMPARE(dataFile(), before);
+}
+
+void TestCli::longNamesAreRefused()
+{
+    writeHistory();
+    const QByteArray before = dataFile();
+    const QString longName(10000, QLatin1Char('x'));
+    const QByteArray refusal = "“" + QByteArray(39, 'x')
+                               + "…” is too long for a name: it has 10000 characters, and a name "
+                                 "has at most 1000.\n";
+    Run run = quorvel({QStringLiteral("start"), longName, QStringLiteral("--category"),
+                       QStringLiteral("Private")});
+    QCOMPARE(run.exitCode, 2);
+    QCOMPARE(run.out, QByteArray());
+    QCOMPARE(run.err, "quorvel start: " + refusal + "Try “quorvel help start”.\n");
+    run = quorvel({QStringLiteral("start"), QStringLiteral("New"), QStringLiteral("--category"),
+                   longName});
+    QCOMPARE(run.exitCode, 2);
+    QCOMPARE(run.err, "quorvel start: " + refusal + "Try “quorvel help start”.\n");
+    run = quorvel({QStringLiteral("stop"), longName});
+    QCOMPARE(run.exitCode, 2);
+    QCOMPARE(run.err, "quorvel stop: " + refusal + "Try “quorvel help stop”.\n");
+    // A thousand characters are still a name.
+    run = quorvel({QStringLiteral("start"), QString(1000, QLatin1Char('y')),
+                   QStringLiteral("--category"), QStringLiteral("Private")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.err, QByteArray());
+    writeFile(QuorvelDocument::dataFilePath(), before);
+
+    // An import takes no name longer either, however long the field, and says which row.
+    QByteArray csv = "Activity,Category,Start,Stop,Minutes\n";
+    csv += QByteArray(10 << 20, 'z') + ",Private,2026-11-19T10:00,2026-11-19T10:45,45\n";
+    csv += "Home Project Beta," + QByteArray(1001, 'c') + ",2026-11-19T11:00,2026-11-19T11:45,45\n";
+    csv += "Home Project Beta,Private,2026-11-19T12:00,2026-11-19T12:30,30\n";
+    writeFile(inDocuments(QStringLiteral("long.csv")), csv);
+    run = quorvel({QStringLiteral("import"), QStringLiteral("long.csv")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.out, QByteArray("Imported 1 task from “long.csv”.\n"));
+    QCOMPARE(run.err, QByteArray("Skipped 2 tasks:\n"
+                                 "  long.csv, line 2: a name in it has more than 1000 characters\n"
+                                 "  long.csv, line 3: a name in it has more than 1000 "
+                                 "characters\n"));
+    QVERIFY(dataFile().size() < before.size() + 1000);
 }
 
 void TestCli::badUsage()

@@ -62,6 +62,7 @@ const char *const momentHelp = "” is not a time: use 09:30, 2026-11-21T09:30 o
 const char *const headerError
     = "The first line must name the columns Activity, Category, Start, Stop and Minutes.";
 const char *const jsonError = "The file is neither CSV nor a JSON array of tasks.";
+const char *const jsonCutShort = "The JSON text ends too early: the file is cut short.";
 const char header[] = "Activity,Category,Start,Stop,Minutes\r\n";
 
 // Runs a test in another local time zone and puts the previous one back.
@@ -670,27 +671,34 @@ void TestCliParse::jsonTimewarriorProblems()
 void TestCliParse::jsonFileErrors_data()
 {
     QTest::addColumn<QByteArray>("data");
+    QTest::addColumn<QString>("error");
+    const QString neither = str(jsonError);
+    const QString cutShort = str(jsonCutShort);
 
-    QTest::addRow("empty") << QByteArray();
-    QTest::addRow("object") << bytes("{}");
-    QTest::addRow("one task") << bytes("{\"activity\":\"x\",\"start\":\"2026-11-21T09:30\"}");
-    QTest::addRow("string") << bytes("\"text\"");
-    QTest::addRow("null") << bytes("null");
-    QTest::addRow("truncated") << bytes("[{\"activity\":\"x\",\"start\":\"2026-11-21T09:30\"");
-    QTest::addRow("open bracket") << bytes("[");
-    QTest::addRow("trailing comma") << bytes("[1,");
-    QTest::addRow("extra bracket") << bytes("[]]");
-    QTest::addRow("csv") << bytes(header);
-    QTest::addRow("nul inside") << bytes("[\0]");
-    QTest::addRow("invalid utf-8") << bytes("[\"\xff\"]");
-    QTest::addRow("two arrays") << bytes("[][]");
+    QTest::addRow("empty") << QByteArray() << neither;
+    QTest::addRow("object") << bytes("{}") << neither;
+    QTest::addRow("one task") << bytes("{\"activity\":\"x\",\"start\":\"2026-11-21T09:30\"}")
+                              << neither;
+    QTest::addRow("string") << bytes("\"text\"") << neither;
+    QTest::addRow("null") << bytes("null") << neither;
+    QTest::addRow("truncated") << bytes("[{\"activity\":\"x\",\"start\":\"2026-11-21T09:30\"")
+                               << cutShort;
+    QTest::addRow("open bracket") << bytes("[") << cutShort;
+    QTest::addRow("trailing comma") << bytes("[1,") << cutShort;
+    QTest::addRow("cut inside a string") << bytes("[{\"activity\":\"x") << cutShort;
+    QTest::addRow("extra bracket") << bytes("[]]") << neither;
+    QTest::addRow("csv") << bytes(header) << neither;
+    QTest::addRow("nul inside") << bytes("[\0]") << neither;
+    QTest::addRow("invalid utf-8") << bytes("[\"\xff\"]") << neither;
+    QTest::addRow("two arrays") << bytes("[][]") << neither;
 }
 
 void TestCliParse::jsonFileErrors()
 {
     QFETCH(QByteArray, data);
+    QFETCH(QString, error);
     const ImportFile file = ImportReader::readJson(data, str("Timewarrior"), false);
-    QCOMPARE(file.error, str(jsonError));
+    QCOMPARE(file.error, error);
     QCOMPARE(file.rows.size(), 0);
 }
 

@@ -7,6 +7,7 @@
 #include "model/TaskCommands.h"
 #include "model/TaskTimeText.h"
 #include "platform/Clock.h"
+#include "platform/SystemError.h"
 #include "reports/ReportText.h"
 
 #include <QCommandLineParser>
@@ -16,9 +17,14 @@
 #include <QHash>
 #include <QSet>
 
+#include <cerrno>
 #include <memory>
 #include <optional>
 #include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -227,6 +233,18 @@ void badUsage(const QString &command, const QString &message, Commands::Result *
                : Commands::tr("Try “quorvel help %1”.").arg(command) + QLatin1Char('\n'));
 }
 
+// The start of a long text, for a message that has to show which one it means.
+QString shortened(const QString &text)
+{
+    constexpr qsizetype Shown = 40;
+    if (text.size() <= Shown)
+        return text;
+    qsizetype keep = Shown - 1;
+    if (text.at(keep - 1).isHighSurrogate())
+        --keep;
+    return text.first(keep) + QChar(0x2026);
+}
+
 bool checkFormat(const Invocation &call, const QStringList &accepted, Commands::Result *result)
 {
     if (!call.has("format") || accepted.contains(call.value("format")))
@@ -345,6 +363,24 @@ bool parse(const QStringList &arguments, Invocation *call, Commands::Result *res
         }
     }
 
+    if (name == QLatin1String("start") || name == QLatin1String("stop")) {
+        QStringList names = call->positional;
+        if (call->has("category"))
+            names << call->value("category");
+        for (const QString &typed : std::as_const(names)) {
+            const qsizetype length = QuorvelDocument::cleanName(typed).size();
+            if (length > QuorvelDocument::MaxNameLength) {
+                badUsage(name,
+                         Commands::tr("“%1” is too long for a name: it has %2 characters, and a "
+                                      "name has at most %3.")
+                             .arg(shortened(typed))
+                             .arg(length)
+                             .arg(QuorvelDocument::MaxNameLength),
+                         result);
+                return false;
+            }
+        }
+    }
     if (name == QLatin1String("status"))
         return checkFormat(*call, {QStringLiteral("text"), QStringLiteral("json")}, result);
     if (name == QLatin1String("export") || name == QLatin1String("import"))
@@ -992,9 +1028,18 @@ void importTasks(QuorvelDocument &doc, const Invocation &call, const QString &wo
         return;
     const QString given = call.positional.first();
     const QString path = QDir(workingFolder).absoluteFilePath(given);
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        refuse(result, Commands::tr("cannot read “%1”: %2").arg(given, file.errorString()));
+    // Opened by hand, so that a refusal can name the reason in the person's words.
+    QFile file;
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
+    struct stat info;
+    const int error = fd < 0 ? errno : ::fstat(fd, &info) != 0 ? errno
+                                   : S_ISDIR(info.st_mode)    ? EISDIR
+                                                              : 0;
+    if (error != 0 || !file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        if (fd >= 0)
+            ::close(fd);
+        refuse(result, Commands::tr("cannot read “%1”: %2")
+                           .arg(given, SystemError::describe(error != 0 ? error : EIO)));
         return;
     }
     // Far more than any history; a bound so that a wrong file cannot exhaust the memory.
@@ -1037,6 +1082,12 @@ void importTasks(QuorvelDocument &doc, const Invocation &call, const QString &wo
         };
         if (!row.problem.isEmpty()) {
             skip(row.problem);
+            continue;
+        }
+        if (QuorvelDocument::cleanName(row.activity).size() > QuorvelDocument::MaxNameLength
+            || QuorvelDocument::cleanName(row.category).size() > QuorvelDocument::MaxNameLength) {
+            skip(Commands::tr("a name in it has more than %1 characters")
+                     .arg(QuorvelDocument::MaxNameLength));
             continue;
         }
         const bool rowRuns = !row.stop.isValid();

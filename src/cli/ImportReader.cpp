@@ -431,6 +431,15 @@ ImportFile readJson(const QByteArray &bytes, const QString &category, bool categ
     // Deep nesting, invalid UTF-8 and truncation all end here as a parse error.
     const QJsonDocument document
         = QJsonDocument::fromJson(bom ? bytes.sliced(bom) : bytes, &parseError);
+    const qsizetype length = bytes.size() - bom;
+    if (parseError.error != QJsonParseError::NoError && length > 0
+        && parseError.offset >= length - 1 && parseError.error != QJsonParseError::GarbageAtEnd) {
+        // The text ends where more must follow: a download or a copy cut short.
+        file.error = QCoreApplication::translate("ImportReader",
+                                                 "The JSON text ends too early: the file is cut "
+                                                 "short.");
+        return file;
+    }
     if (parseError.error != QJsonParseError::NoError || !document.isArray()) {
         file.error = QCoreApplication::translate(
             "ImportReader", "The file is neither CSV nor a JSON array of tasks.");
