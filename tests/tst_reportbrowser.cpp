@@ -169,6 +169,11 @@ private Q_SLOTS:
     void hugeSizesAreShownAsText();
     void reportsHaveNoLongStretch();
     void longStretchIsShownAsTextWithBreaks();
+    void savedFilesOfEverySize_data();
+    void savedFilesOfEverySize();
+    void savedTimeSheetPagesByDays();
+    void largeFileIsCountedWhileTheWindowRuns();
+    void unreadableFilesAreNotShown();
 };
 
 void TestReportBrowser::smallTextIsShownWhole()
@@ -784,6 +789,168 @@ void TestReportBrowser::longStretchIsShownAsTextWithBreaks()
     stretch = str("x").repeated(16384 - 7);
     w.setReportText(str("<p>") + stretch + str("</p> "));
     QCOMPARE(w.browser()->toPlainText().trimmed(), stretch);
+}
+
+namespace {
+
+QString writeSaved(const QTemporaryDir &dir, const QString &name, const QByteArray &bytes)
+{
+    const QString path = dir.filePath(name);
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
+        return QString();
+    return path;
+}
+
+// A table of short rows, as a saved report that no Quorvel wrote might be.
+QByteArray shortRows(qint64 bytes)
+{
+    QByteArray text = "<qt><h1>Many Rows</h1><table border=1>\n";
+    for (int row = 0; text.size() < bytes; ++row)
+        text += "<tr><td>" + QByteArray::number(row) + "</td><td>x</td></tr>\n";
+    return text + "</table></qt>";
+}
+
+} // namespace
+
+void TestReportBrowser::savedFilesOfEverySize_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<bool>("pieces");
+    QTest::addColumn<bool>("table");
+    QTest::newRow("small") << shortRows(50000) << false << true;
+    QTest::newRow("ten megabytes of rows") << shortRows(10 << 20) << true << true;
+    QTest::newRow("twenty megabytes of rows, read from the file")
+        << shortRows(20 << 20) << true << true;
+    QByteArray nested = "<qt>";
+    while (nested.size() < (2 << 20))
+        nested += "<div><table><tr><td>";
+    QTest::newRow("deep nesting") << nested << true << true;
+    QRandomGenerator random(20261125);
+    QByteArray noise(3 << 20, Qt::Uninitialized);
+    for (char &c : noise)
+        c = char(random.bounded(256));
+    QTest::newRow("random bytes") << noise << true << false;
+    QTest::newRow("one long line") << QByteArray(1 << 20, 'w') << true << false;
+}
+
+void TestReportBrowser::savedFilesOfEverySize()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(bool, pieces);
+    QFETCH(bool, table);
+    QTemporaryDir dir;
+    const QString path = writeSaved(dir, str("Report.qvreport"), bytes);
+    QVERIFY(!path.isEmpty());
+
+    ReportBrowser w;
+    w.resize(480, 640);
+    w.show();
+    QVERIFY(w.setReportFile(path));
+    QCOMPARE(w.showsPieces(), pieces);
+    QCOMPARE(w.findChild<QLabel *>(str("lblNote"))->isVisible(), pieces);
+    if (!pieces) {
+        QCOMPARE(w.pageText(0), QString::fromUtf8(bytes));
+        return;
+    }
+    QCOMPARE(w.findChild<QLabel *>(str("lblNote"))->text(),
+             str("This saved report is too large to show at once, so it is shown in pieces of "
+                 "about 100,000 characters; a piece may cut a table apart."));
+    QTRY_VERIFY_WITH_TIMEOUT(w.piecesCounted(), 60000);
+    QVERIFY(w.pageCount() > 1);
+    QCOMPARE(pageLabel(w)->text(), str("Page 1 of %1").arg(w.pageCount()));
+
+    // Every byte is on exactly one page, in order; each page after the first repeats the head
+    // of the table, and each but the last closes it.
+    const qsizetype headEnd = bytes.indexOf("<tr");
+    const QString head = QString::fromUtf8(bytes.left(headEnd));
+    QByteArray joined;
+    for (int p = 0; p < w.pageCount(); ++p) {
+        QString page = w.pageText(p);
+        QVERIFY(!page.isEmpty());
+        if (table && p > 0) {
+            QVERIFY(page.startsWith(head));
+            page.remove(0, head.size());
+        }
+        if (table && p + 1 < w.pageCount()) {
+            QVERIFY(page.endsWith(cutClosing));
+            page.chop(cutClosing.size());
+        }
+        QVERIFY2(page.size() <= ReportBrowser::PageBudget + 16 * 1024,
+                 qPrintable(QString::number(page.size())));
+        // Cut before a row wherever there is one near.
+        if (bytes.startsWith("<qt><h1>") && p > 0)
+            QVERIFY(page.startsWith(str("<tr>")));
+        joined += page.toUtf8();
+    }
+    if (table || bytes.count('\xff') == 0)
+        QCOMPARE(joined.size(), bytes.size());
+    if (bytes.startsWith("<qt>") || bytes.startsWith("w"))
+        QVERIFY(joined == bytes);
+    QVERIFY(w.pageText(w.pageCount()).isNull());
+
+    // The pages can be turned, and the last one shows the end of the file.
+    w.showPage(w.pageCount() - 1);
+    QCOMPARE(w.currentPage(), w.pageCount() - 1);
+}
+
+void TestReportBrowser::savedTimeSheetPagesByDays()
+{
+    const LongSheet sheet(false);
+    QTemporaryDir dir;
+    const QString path = writeSaved(dir, str("Sheet.qvreport"), sheet.text().toUtf8());
+    ReportBrowser fromFile;
+    QVERIFY(fromFile.setReportFile(path));
+    ReportBrowser computed;
+    computed.setReportText(sheet.text());
+    QVERIFY(!fromFile.showsPieces());
+    QVERIFY(computed.pageCount() > 1);
+    QCOMPARE(fromFile.pageCount(), computed.pageCount());
+    for (int p = 0; p < computed.pageCount(); ++p)
+        QCOMPARE(fromFile.pageText(p), computed.pageText(p));
+}
+
+void TestReportBrowser::largeFileIsCountedWhileTheWindowRuns()
+{
+    QTemporaryDir dir;
+    const QString path = writeSaved(dir, str("Large.qvreport"), shortRows(64 << 20));
+    ReportBrowser w;
+    QElapsedTimer shown;
+    shown.start();
+    QVERIFY(w.setReportFile(path));
+    // The first page is there at once; the count goes on in slices of the event loop.
+    QVERIFY(shown.elapsed() < 2000);
+    QVERIFY(!w.piecesCounted());
+    QVERIFY(w.pageText(0).startsWith(str("<qt><h1>Many Rows</h1>")));
+    QVERIFY(pageLabel(w)->text().endsWith(str(" so far")));
+    int slices = 0;
+    QElapsedTimer longest;
+    qint64 worst = 0;
+    while (!w.piecesCounted()) {
+        longest.start();
+        QCoreApplication::processEvents();
+        worst = qMax(worst, longest.elapsed());
+        ++slices;
+        QVERIFY(slices < 100000);
+    }
+    QVERIFY2(worst < 500, qPrintable(QString::number(worst)));
+    QCOMPARE(pageLabel(w)->text(), str("Page 1 of %1").arg(w.pageCount()));
+    QVERIFY(w.pageCount() > 600);
+}
+
+void TestReportBrowser::unreadableFilesAreNotShown()
+{
+    QTemporaryDir dir;
+    ReportBrowser w;
+    QVERIFY(!w.setReportFile(dir.filePath(str("missing.qvreport"))));
+    QVERIFY(!w.setReportFile(dir.path()));
+    // Beyond the load limit, without writing a gigabyte: a sparse file.
+    const QString huge = dir.filePath(str("huge.qvreport"));
+    QFile file(huge);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QVERIFY(file.resize((qint64(1) << 30) + 1));
+    file.close();
+    QVERIFY(!w.setReportFile(huge));
 }
 
 QUORVEL_TEST_MAIN(TestReportBrowser)

@@ -22,6 +22,7 @@
 #include "platform/Resource.h"
 #include "platform/SingleInstance.h"
 #include "reports/Report.h"
+#include "reports/ReportViewer.h"
 #include "views/MainWidget.h"
 #include "views/QVTable.h"
 
@@ -1063,9 +1064,15 @@ void QuorvelMainWindow::shortcut3Toggled(bool on)
 
 bool QuorvelMainWindow::commandUnderWay() const
 {
-    // Every question and editor runs an event loop of its own.
-    return m_shortcutBusy || QThread::currentThread()->loopLevel() > 1
-           || QApplication::activeModalWidget() || QApplication::activePopupWidget();
+    if (m_shortcutBusy || QApplication::activePopupWidget())
+        return true;
+    // Every question and editor runs an event loop of its own. A report only shows what it
+    // computed, so the tasks may change under it.
+    const int loops = QThread::currentThread()->loopLevel();
+    const QWidget *modal = QApplication::activeModalWidget();
+    if (loops == 2 && qobject_cast<const ReportViewer *>(modal))
+        return false;
+    return loops > 1 || modal;
 }
 
 bool QuorvelMainWindow::tasksChangedElsewhere()

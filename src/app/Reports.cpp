@@ -58,11 +58,12 @@ void QuorvelMainWindow::setDocument(const QString &path)
 
 void QuorvelMainWindow::showDocument(const DocLnk &link)
 {
-    QString text;
-    if (!FileManager().loadFile(link, text))
+    // Read a piece at a time when large: the window must go on answering meanwhile.
+    const std::unique_ptr<ReportViewer> viewer
+        = ReportViewer::forFile(link.file(), this, link.name());
+    if (!viewer)
         return;
     qDebug().noquote() << "Showing saved report" << link.file();
-    ReportViewer viewer(text, this, link.name());
-    viewer.setObjectName(QStringLiteral("Report"));
-    viewer.exec();
+    viewer->setObjectName(QStringLiteral("Report"));
+    viewer->exec();
 }

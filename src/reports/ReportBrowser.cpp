@@ -1,15 +1,23 @@
 #include "ReportBrowser.h"
 
+#include "platform/DocLnk.h"
 #include "views/SafeTextBrowser.h"
 
+#include <QBuffer>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
 #include <QHBoxLayout>
 #include <QKeySequence>
 #include <QLabel>
 #include <QScrollBar>
 #include <QShortcut>
 #include <QStringView>
+#include <QTimer>
 #include <QToolButton>
 #include <QVBoxLayout>
+
+#include <cstring>
 
 namespace {
 
@@ -40,6 +48,22 @@ bool hasTooManyTables(QStringView text)
             return true;
     }
     return false;
+}
+
+// Pieces of a saved file: where a piece may end is looked for this far past its budget.
+constexpr qint64 LookAhead = 16 * 1024;
+// How long one slice of counting pieces may keep the event loop.
+constexpr int CountSliceMs = 20;
+
+// The first "<tr" in bytes, in any case, or -1.
+qsizetype findRow(const QByteArray &bytes, qsizetype from = 0)
+{
+    for (qsizetype at = bytes.indexOf('<', from); at >= 0 && at + 2 < bytes.size();
+         at = bytes.indexOf('<', at + 1)) {
+        if ((bytes[at + 1] | 0x20) == 't' && (bytes[at + 2] | 0x20) == 'r')
+            return at;
+    }
+    return -1;
 }
 
 bool isAsciiDigit(QChar c)
@@ -108,8 +132,21 @@ ReportBrowser::ReportBrowser(QWidget *parent)
     barLayout->addWidget(m_pageLabel, 1);
     barLayout->addWidget(m_next);
 
+    m_note = new QLabel(this);
+    m_note->setObjectName(QStringLiteral("lblNote"));
+    m_note->setWordWrap(true);
+    m_note->setText(tr("This saved report is too large to show at once, so it is shown in pieces "
+                       "of about %L1 characters; a piece may cut a table apart.")
+                        .arg(PageBudget));
+    m_note->hide();
+
+    m_counter = new QTimer(this);
+    m_counter->setSingleShot(true);
+    connect(m_counter, &QTimer::timeout, this, &ReportBrowser::countSlice);
+
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(m_note);
     layout->addWidget(m_browser, 1);
     layout->addWidget(m_pageBar);
 
@@ -130,8 +167,11 @@ ReportBrowser::ReportBrowser(QWidget *parent)
     updatePageBar();
 }
 
+ReportBrowser::~ReportBrowser() = default;
+
 void ReportBrowser::setReportText(const QString &text)
 {
+    clearPieces();
     m_text = text;
     m_pages = split(m_text);
     m_current = 0;
@@ -147,6 +187,10 @@ const QString &ReportBrowser::reportText() const
 
 int ReportBrowser::pageCount() const
 {
+    if (m_source) {
+        // A piece whose end is not found yet is not a page yet.
+        return int(m_starts.size()) - (m_counted ? 0 : 1);
+    }
     return m_pages.starts.empty() ? 1 : int(m_pages.starts.size());
 }
 
@@ -159,6 +203,18 @@ QString ReportBrowser::pageText(int page) const
 {
     if (page < 0 || page >= pageCount())
         return QString();
+    if (m_source) {
+        const qint64 begin = m_starts[size_t(page)];
+        const bool last = size_t(page) + 1 == m_starts.size();
+        const qint64 end = last ? m_size : m_starts[size_t(page) + 1];
+        QString piece;
+        if (page > 0)
+            piece = QString::fromUtf8(m_head);
+        piece += QString::fromUtf8(readRange(begin, end - begin));
+        if (m_closes && !last)
+            piece += closingText();
+        return piece;
+    }
     if (m_pages.starts.empty())
         return m_text;
 
@@ -262,6 +318,133 @@ void ReportBrowser::showHtml(const QString &html)
         m_browser->setHtml(html);
 }
 
+bool ReportBrowser::setReportFile(const QString &path)
+{
+    const QFileInfo info(path);
+    if (!info.isFile() || info.size() > FileManager::MaxLoadBytes)
+        return false;
+    auto file = std::make_unique<QFile>(path);
+    if (!file->open(QIODevice::ReadOnly))
+        return false;
+
+    if (info.size() <= InMemoryBytes) {
+        QByteArray bytes = file->read(InMemoryBytes + 1);
+        if (file->error() != QFileDevice::NoError || bytes.size() > InMemoryBytes)
+            return false;
+        const QString text = QString::fromUtf8(bytes);
+        // Small enough to show whole, or a time sheet in pages of whole days: as computed.
+        if (text.size() <= PageBudget || !split(text).starts.empty()) {
+            setReportText(text);
+            return true;
+        }
+        clearPieces();
+        m_bytes = std::move(bytes);
+        auto buffer = std::make_unique<QBuffer>(&m_bytes);
+        buffer->open(QIODevice::ReadOnly);
+        m_source = std::move(buffer);
+    } else {
+        clearPieces();
+        m_source = std::move(file);
+    }
+    m_text.clear();
+    m_pages = Pages();
+    m_size = m_source->size();
+    m_counted = false;
+    m_starts = {0};
+
+    // Every piece after the first repeats the head up to the first row, so that its rows stand
+    // in the report's table, and every piece but the last closes that table.
+    const QByteArray start = readRange(0, qMin<qint64>(m_size, 64 * 1024));
+    const qsizetype firstRow = findRow(start);
+    const QByteArray before = firstRow > 0 ? start.left(firstRow).toLower() : QByteArray();
+    if (before.contains("<table")) {
+        m_head = start.left(firstRow);
+        m_closes = true;
+    }
+
+    // The first page is shown at once; the others are counted while the window goes on.
+    countNextPiece();
+    m_current = 0;
+    m_note->show();
+    showHtml(pageText(0));
+    scrollToTop();
+    updatePageBar();
+    if (!m_counted)
+        m_counter->start(0);
+    return true;
+}
+
+void ReportBrowser::clearPieces()
+{
+    m_counter->stop();
+    m_source.reset();
+    m_bytes.clear();
+    m_head.clear();
+    m_closes = false;
+    m_starts.clear();
+    m_size = 0;
+    m_counted = true;
+    m_note->hide();
+}
+
+QByteArray ReportBrowser::readRange(qint64 from, qint64 length) const
+{
+    if (!m_source || length <= 0 || !m_source->seek(from))
+        return QByteArray();
+    return m_source->read(length);
+}
+
+bool ReportBrowser::countNextPiece()
+{
+    if (m_counted)
+        return false;
+    const qint64 target = m_starts.back() + PageBudget;
+    if (target >= m_size) {
+        m_counted = true;
+        return false;
+    }
+    // Before a row where one is near; else before a tag, after a line, or at a character.
+    const QByteArray window = readRange(target, LookAhead);
+    qint64 cut = findRow(window);
+    if (cut < 0)
+        cut = window.indexOf('<');
+    if (cut < 0) {
+        cut = window.indexOf('\n');
+        if (cut >= 0)
+            ++cut;
+    }
+    if (cut < 0) {
+        cut = 0;
+        while (cut < window.size() && cut < 4 && (quint8(window[cut]) & 0xC0) == 0x80)
+            ++cut;
+    }
+    if (target + cut >= m_size) {
+        m_counted = true;
+        return false;
+    }
+    m_starts.push_back(target + cut);
+    return true;
+}
+
+void ReportBrowser::countSlice()
+{
+    QElapsedTimer slice;
+    slice.start();
+    while (slice.elapsed() < CountSliceMs && countNextPiece()) {
+    }
+    updatePageBar();
+    if (!m_counted)
+        m_counter->start(0);
+}
+
+void ReportBrowser::countAllPieces()
+{
+    while (countNextPiece()) {
+    }
+    m_counter->stop();
+    updatePageBar();
+}
+
 QStringView ReportBrowser::closingText()
 {
     return u"</table></qt>";
@@ -279,5 +462,10 @@ void ReportBrowser::updatePageBar()
     m_pageBar->setVisible(count > 1);
     m_previous->setEnabled(m_current > 0);
     m_next->setEnabled(m_current < count - 1);
-    m_pageLabel->setText(tr("Page %1 of %2").arg(m_current + 1).arg(count));
+    m_pageLabel->setText(piecesCounted()
+                             ? tr("Page %1 of %2").arg(m_current + 1).arg(count)
+                             : tr("Page %1 of %2 so far").arg(m_current + 1).arg(count));
+    // While pieces are counted, the next one can be shown once it is.
+    if (!piecesCounted())
+        m_next->setEnabled(m_current < count - 1);
 }

@@ -1,12 +1,16 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 #include <QStringView>
 #include <QWidget>
 
+#include <memory>
 #include <vector>
 
+class QIODevice;
 class QLabel;
+class QTimer;
 class QToolButton;
 class SafeTextBrowser;
 
@@ -26,6 +30,7 @@ public:
     static constexpr qsizetype PageBudget = 100000;
 
     explicit ReportBrowser(QWidget *parent = nullptr);
+    ~ReportBrowser() override;
 
     // Shows the first page of text. The text is kept as given; pages are made from it when
     // shown. A page with more tables than a report has (Qt takes exponential time to lay out
@@ -33,6 +38,22 @@ public:
     // shown as plain text, with line feeds in its long stretches.
     void setReportText(const QString &text);
     const QString &reportText() const;
+
+    // A saved report of at most this size whose text would be laid out in pages anyway is
+    // read whole and shown as setReportText() shows it.
+    static constexpr qint64 InMemoryBytes = qint64(16) << 20;
+    // Shows the report saved in the file at path, within a bounded memory whatever its size:
+    // a text that setReportText() shows whole in reasonable time, or pages by days, is shown
+    // so; any other is shown in pieces of about PageBudget bytes read from the file when shown,
+    // each cut before a table row where one is near, with a note that says so. The pieces of a
+    // large file are counted in the event loop, a slice at a time. False when the file cannot
+    // be read or is larger than the load limit.
+    bool setReportFile(const QString &path);
+    // Whether the pages are pieces of a saved file (see setReportFile()).
+    bool showsPieces() const { return bool(m_source); }
+    // Whether every piece has been counted; countAllPieces() finishes the counting at once.
+    bool piecesCounted() const { return !m_source || m_counted; }
+    void countAllPieces();
 
     // 1 for any text that is shown whole.
     int pageCount() const;
@@ -68,6 +89,11 @@ private:
 
     static Pages split(const QString &text);
     static QStringView closingText();
+    void clearPieces();
+    // Finds the next piece's start; false once the end of the file is reached.
+    bool countNextPiece();
+    void countSlice();
+    QByteArray readRange(qint64 from, qint64 length) const;
     // Puts html into the browser, as plain text when it would take too long to lay out.
     void showHtml(const QString &html);
     void scrollToTop();
@@ -81,4 +107,16 @@ private:
     QToolButton *m_previous = nullptr;
     QLabel *m_pageLabel = nullptr;
     QToolButton *m_next = nullptr;
+    QLabel *m_note = nullptr;
+
+    // Pieces of a saved file: the file (or its bytes in memory), what every piece after the
+    // first starts with (the report's head up to its first row) and where each piece starts.
+    std::unique_ptr<QIODevice> m_source;
+    QByteArray m_bytes;
+    QByteArray m_head;
+    bool m_closes = false;
+    std::vector<qint64> m_starts;
+    qint64 m_size = 0;
+    bool m_counted = true;
+    QTimer *m_counter = nullptr;
 };

@@ -88,6 +88,20 @@ void ReportViewer::addExportButtons(bool csv)
     }
 }
 
+std::unique_ptr<ReportViewer> ReportViewer::forFile(const QString &path, QWidget *parent,
+                                                    const QString &name)
+{
+    auto viewer = std::unique_ptr<ReportViewer>(new ReportViewer(QString(), parent, name));
+    if (!viewer->m_browser->setReportFile(path))
+        return nullptr;
+    viewer->m_title = ReportPrinter::titleOf(viewer->m_browser->pageText(0));
+    if (viewer->m_title.isEmpty())
+        viewer->m_title = tr("Quorvel Report");
+    if (name.isEmpty())
+        viewer->m_exportName = viewer->m_title;
+    return viewer;
+}
+
 void ReportViewer::setupView(const QString &text)
 {
     setWindowTitle(tr("Quorvel - Report"));
@@ -97,7 +111,11 @@ void ReportViewer::setupView(const QString &text)
     m_title = ReportPrinter::titleOf(text);
     if (m_title.isEmpty())
         m_title = tr("Quorvel Report");
+    setupWindow();
+}
 
+void ReportViewer::setupWindow()
+{
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(1, 1, 1, 1);
     layout->addWidget(m_browser, 1);
@@ -123,6 +141,10 @@ void ReportViewer::setupView(const QString &text)
 
 ReportViewer::Printed ReportViewer::printTo(QPagedPaintDevice *device, const QString &what)
 {
+    if (!m_browser->piecesCounted()) {
+        const BusyCursor busy;
+        m_browser->countAllPieces();
+    }
     const ReportBrowser *browser = m_browser;
     ReportPrinter printer(m_title, browser->pageCount(),
                           [browser](int page) { return browser->pageText(page); });

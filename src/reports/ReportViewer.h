@@ -2,6 +2,8 @@
 
 #include "dialogs/ModalWidget.h"
 
+#include <memory>
+
 class QPagedPaintDevice;
 class QPushButton;
 class Report;
@@ -20,6 +22,10 @@ public:
     explicit ReportViewer(Report *report, QWidget *parent = nullptr);
     // Shows text that was saved before under name; there is nothing to save.
     ReportViewer(const QString &savedText, QWidget *parent, const QString &name = QString());
+    // Shows the report saved in the file at path, read as ReportBrowser::setReportFile()
+    // reads it; null when the file cannot be read.
+    static std::unique_ptr<ReportViewer> forFile(const QString &path, QWidget *parent,
+                                                 const QString &name = QString());
 
     ReportBrowser *browser() const { return m_browser; }
     QPushButton *saveButton() const { return m_save; }
@@ -47,6 +53,8 @@ private:
     QPushButton *addButton(const QString &text, const QString &objectName);
     void addExportButtons(bool csv);
     void setupView(const QString &text);
+    // The window around the browser, once it shows its first page.
+    void setupWindow();
     // The file the person chooses, proposed in the documents folder under the report's name;
     // empty when cancelled.
     QString askExportFile(const QString &caption, const QString &extension, const QString &filter);

@@ -7,6 +7,7 @@
 #include <QThread>
 
 #include <csignal>
+#include <utility>
 
 CommandRunner::CommandRunner(const QString &program, const QProcessEnvironment &environment,
                              QObject *parent)
@@ -63,8 +64,9 @@ WindowProcess::~WindowProcess()
         terminate();
 }
 
-bool WindowProcess::start(const QString &socketPath)
+bool WindowProcess::start(const QString &socketPath, const QStringList &arguments)
 {
+    m_process.setArguments(arguments);
     m_process.start();
     if (!m_process.waitForStarted(10000))
         return false;
@@ -91,7 +93,19 @@ int WindowProcess::terminate()
 
 QByteArray WindowProcess::errorOutput()
 {
-    return m_process.readAllStandardError();
+    m_error += m_process.readAllStandardError();
+    return std::exchange(m_error, QByteArray());
+}
+
+bool WindowProcess::waitForOutput(const QByteArray &text, int timeoutMs)
+{
+    return waitUntil(
+        [&] {
+            m_error += m_process.readAllStandardError();
+            return m_error.contains(text) || m_process.state() == QProcess::NotRunning;
+        },
+        timeoutMs)
+           && m_error.contains(text);
 }
 
 bool waitUntil(const std::function<bool()> &ready, int timeoutMs)

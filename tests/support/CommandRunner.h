@@ -60,14 +60,19 @@ public:
     WindowProcess(const QString &program, const QProcessEnvironment &environment);
     ~WindowProcess();
 
-    // Starts the window and waits until it listens at socketPath; false when it does not.
-    bool start(const QString &socketPath);
+    // Starts the window (with arguments) and waits until it listens at socketPath; false when
+    // it does not.
+    bool start(const QString &socketPath, const QStringList &arguments = {});
+    // Waits until the window has written a line that contains text to its error output.
+    bool waitForOutput(const QByteArray &text, int timeoutMs = 30000);
+    qint64 processId() const { return m_process.processId(); }
     // Ends it as the session would (SIGTERM) and waits; its exit status, -1 when it crashed.
     int terminate();
     QByteArray errorOutput();
 
 private:
     QProcess m_process;
+    QByteArray m_error;
 };
 
 // Waits, with the event loop running, until ready() or timeoutMs; returns ready().
