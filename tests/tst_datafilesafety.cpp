@@ -173,6 +173,8 @@ private Q_SLOTS:
 
     void fullDiskInTheWindowIsToldOncePerEpisode();
     void fullDiskInTheCommandLineRefuses();
+    void failedRenameInTheCommandLineRefuses();
+    void failedRenameInTheWindowCannotSave();
 
     void leftoverAtTheWindowsStart_data();
     void leftoverAtTheWindowsStart();
@@ -275,6 +277,102 @@ void TestDataFileSafety::fullDiskInTheCommandLineRefuses()
     QCOMPARE(again.exitCode, 0);
     QCOMPARE(again.err, QByteArray());
     QVERIFY(readFile(dataFile()) != before);
+}
+
+namespace {
+
+// Makes the data file immutable while it lives, so that no rename can replace it: only where
+// the file system and the privileges allow (ext4 and root, as in CI).
+class Immutable
+{
+public:
+    explicit Immutable(const QString &path)
+        : m_path(path)
+    {
+        m_set = QProcess::execute(QStringLiteral("chattr"), {QStringLiteral("+i"), m_path}) == 0;
+    }
+    ~Immutable() { release(); }
+    Immutable(const Immutable &) = delete;
+    Immutable &operator=(const Immutable &) = delete;
+    bool isSet() const { return m_set; }
+    void release()
+    {
+        if (m_set)
+            QProcess::execute(QStringLiteral("chattr"), {QStringLiteral("-i"), m_path});
+        m_set = false;
+    }
+
+private:
+    QString m_path;
+    bool m_set = false;
+};
+
+} // namespace
+
+void TestDataFileSafety::failedRenameInTheCommandLineRefuses()
+{
+    prepareFile(40);
+    const QByteArray before = readFile(dataFile());
+    Immutable immutable(dataFile());
+    if (!immutable.isSet())
+        QSKIP("SKIPPED LOUDLY: this file system or user cannot make a file immutable (chattr +i "
+              "needs root on ext4); the failed rename is not tested here");
+
+    const Run run = quorvel({QStringLiteral("start"), QStringLiteral("Home Project Beta")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.out, QByteArray());
+    QCOMPARE(run.err, "quorvel: the data file " + QFile::encodeName(dataFile())
+                          + " could not be replaced by its new contents (permission denied); it "
+                            "holds what it held before, and the new contents are kept in "
+                          + QFile::encodeName(newFile()) + ".\n");
+    QCOMPARE(readFile(dataFile()), before);
+    QVERIFY(QFileInfo::exists(newFile()));
+
+    // Once the file can be replaced again, the next command keeps the new contents for the
+    // person to look at, as after any save cut short, and is carried out.
+    immutable.release();
+    const Run again = quorvel({QStringLiteral("status")});
+    QCOMPARE(again.exitCode, 1);
+    const Run next = quorvel({QStringLiteral("start"), QStringLiteral("Home Project Beta")});
+    QCOMPARE(next.exitCode, 0);
+    QVERIFY2(next.err.startsWith("quorvel: a save was cut short and left data that may hold "
+                                 "changes which are not in the data file; it has been kept as "),
+             next.err.constData());
+    QCOMPARE(recoveredFiles().size(), 1);
+    QVERIFY(readFile(dataFile()) != before);
+}
+
+void TestDataFileSafety::failedRenameInTheWindowCannotSave()
+{
+    prepareFile(40);
+    const QByteArray before = readFile(dataFile());
+    QuorvelMainWindow window;
+    window.mainWidget()->button(1)->click();
+    QVERIFY(window.document()->activeTasks());
+    const QByteArray started = window.document()->getDocumentBytes();
+    {
+        Immutable immutable(dataFile());
+        if (!immutable.isSet())
+            QSKIP("SKIPPED LOUDLY: this file system or user cannot make a file immutable "
+                  "(chattr +i needs root on ext4); the failed rename is not tested here");
+        QVERIFY(!window.flush());
+        QCoreApplication::processEvents();
+        QVERIFY(!window.flush());
+        QCoreApplication::processEvents();
+        QCOMPARE(readFile(dataFile()), before);
+    }
+    QCOMPARE(MessageBox::shown().size(), 1);
+    QCOMPARE(MessageBox::shown().at(0).title, QStringLiteral("Cannot Save"));
+    QCOMPARE(MessageBox::shown().at(0).text,
+             QStringLiteral("Quorvel could not write its data file:\n") + dataFile()
+                 + QStringLiteral("\n\nThe reason: permission denied.\n\nYour changes are kept "
+                                  "in the window and written at the next save that succeeds."));
+    QCOMPARE(MessageBox::shown().at(0).icon, QMessageBox::Warning);
+
+    // Nothing was lost: the next save writes what the window kept.
+    QVERIFY(window.flush());
+    QCOMPARE(readFile(dataFile()), started);
+    QCOMPARE(MessageBox::shown().size(), 1);
 }
 
 void TestDataFileSafety::leftoverAtTheWindowsStart_data()

@@ -6,6 +6,23 @@
 #include <QCoreApplication>
 #include <QFileInfo>
 
+#include <cstdio>
+
+namespace {
+
+// Every outcome reaches the person as the command's own words; the toolkit's and the
+// document's diagnostics (a failed rename with its error number, say) stay out of the
+// terminal unless asked for.
+void quietMessages(QtMsgType type, const QMessageLogContext &, const QString &message)
+{
+    static const bool verbose = qEnvironmentVariableIsSet("QUORVEL_VERBOSE");
+    if (!verbose && type != QtCriticalMsg && type != QtFatalMsg)
+        return;
+    std::fprintf(stderr, "%s\n", message.toLocal8Bit().constData());
+}
+
+} // namespace
+
 int main(int argc, char *argv[])
 {
     Clock::pinLocalTimeZone();
@@ -20,6 +37,7 @@ int main(int argc, char *argv[])
                 || QFileInfo::exists(first))))
         return Launcher::openWindow(argv);
 
+    qInstallMessageHandler(quietMessages);
     QCoreApplication app(argc, argv);
     Translations::install(app);
     QCoreApplication::setApplicationName(QStringLiteral("quorvel"));
