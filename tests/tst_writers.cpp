@@ -258,6 +258,7 @@ private Q_SLOTS:
     void commandLinesShareTheFile();
     void windowRestartsDuringCommands();
     void commandsWithoutTheSessionReachTheWindow();
+    void windowWithoutItsSocketLetsCommandsWrite();
 };
 
 void TestWriters::commandLinesShareTheFile_data()
@@ -408,6 +409,51 @@ void TestWriters::commandsWithoutTheSessionReachTheWindow()
     const Tasks inFile = tasksInFile();
     QCOMPARE(inFile.size(), 1);
     QCOMPARE(inFile.firstKey().second, QDateTime(QDate(2026, 11, 21), QTime(9, 30)));
+}
+
+void TestWriters::windowWithoutItsSocketLetsCommandsWrite()
+{
+    prepare(1, true);
+    // The person's own plain file where the window would listen: it is left alone.
+    {
+        QFile blocker(socketPath());
+        QVERIFY(blocker.open(QIODevice::WriteOnly));
+        blocker.write("mine\n");
+    }
+    WindowProcess gui(QStringLiteral(QUORVEL_GUI), environment(QStringLiteral("2026-11-21T09:30:00")));
+    QVERIFY(gui.start(socketPath()));
+    QVERIFY(gui.waitForOutput("Cannot take commands: " + QFile::encodeName(socketPath())
+                              + " is not Quorvel's socket but another kind of file"));
+
+    // The command line says so and writes the file itself, at once.
+    const QByteArray told = "quorvel: " + QFile::encodeName(socketPath())
+                            + " is not Quorvel's socket but another kind of file; the command is "
+                              "carried out on the data file instead.\n";
+    QElapsedTimer clock;
+    clock.start();
+    CommandRunner runner(QStringLiteral(QUORVEL_CLI), commandEnvironment());
+    runner.run({{QStringLiteral("start"), activityName(0), QStringLiteral("--at"),
+                 minuteText(9 * 60)}});
+    QVERIFY(waitUntil([&] { return runner.isFinished(); }, 60000));
+    QVERIFY2(clock.elapsed() < 3000, qPrintable(QString::number(clock.elapsed())));
+    QCOMPARE(runner.answers().at(0).err, told);
+    QCOMPARE(runner.answers().at(0).exitCode, 0);
+    QCOMPARE(runner.answers().at(0).out, QByteArray("Started “Worker 0” at 11/21/26 9:00 AM.\n"));
+
+    // Again while the window reads the file anew, then the window ends: it never writes over
+    // what the command line wrote.
+    runner.run({{QStringLiteral("stop"), QStringLiteral("--at"), minuteText(9 * 60 + 30)}});
+    QVERIFY(waitUntil([&] { return runner.isFinished(); }, 60000));
+    QCOMPARE(runner.answers().at(0).exitCode, 0);
+    QCOMPARE(runner.answers().at(0).out,
+             QByteArray("Stopped “Worker 0” at 11/21/26 9:30 AM (0:30).\n"));
+    QTest::qWait(500);
+    QCOMPARE(gui.terminate(), 0);
+    const Tasks inFile = tasksInFile();
+    QCOMPARE(inFile.size(), 1);
+    QCOMPARE(inFile.first(), QDateTime(QDate(2026, 11, 21), QTime(9, 30)));
+    QCOMPARE(QFile(socketPath()).size(), qint64(5));
+    QCOMPARE(leftovers(), QStringList());
 }
 
 QUORVEL_TEST_GUILESS_MAIN(TestWriters)

@@ -382,17 +382,24 @@ bool SingleInstance::listen()
         break;
     }
 
+    // Made under a name of its own and renamed into place once it listens, so that a socket
+    // at the real name always takes connections.
+    const QString building = path + QStringLiteral(".new");
+    ::unlink(QFile::encodeName(building).constData());
     sockaddr_un address;
     socklen_t length = 0;
     int folderFd = -1;
     int fd = -1;
     int error = 0;
-    if (!addressOf(path, &address, &length, &folderFd)) {
+    if (!addressOf(building, &address, &length, &folderFd)) {
         error = errno;
     } else {
         fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
         if (fd < 0 || ::bind(fd, reinterpret_cast<const sockaddr *>(&address), length) != 0
-            || ::chmod(address.sun_path, PrivateFiles::FileMode) != 0 || ::listen(fd, 64) != 0)
+            || ::chmod(address.sun_path, PrivateFiles::FileMode) != 0 || ::listen(fd, 64) != 0
+            || ::rename(QFile::encodeName(building).constData(),
+                        QFile::encodeName(path).constData())
+                   != 0)
             error = errno;
     }
     if (folderFd >= 0)
@@ -400,6 +407,7 @@ bool SingleInstance::listen()
     if (error != 0) {
         if (fd >= 0)
             ::close(fd);
+        ::unlink(QFile::encodeName(building).constData());
         m_problem = tr("cannot listen at %1: %2").arg(path, SystemError::describe(error));
         qWarning("Cannot take commands: %s", qPrintable(m_problem));
         return false;

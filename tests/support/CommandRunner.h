@@ -66,6 +66,11 @@ public:
     // Waits until the window has written a line that contains text to its error output.
     bool waitForOutput(const QByteArray &text, int timeoutMs = 30000);
     qint64 processId() const { return m_process.processId(); }
+    // Runs in the child before the program starts (to take another user's ids, say).
+    void setChildModifier(const std::function<void()> &modifier)
+    {
+        m_process.setChildProcessModifier(modifier);
+    }
     // Ends it as the session would (SIGTERM) and waits; its exit status, -1 when it crashed.
     int terminate();
     QByteArray errorOutput();
