@@ -214,12 +214,23 @@ void QuorvelMainWindow::promptUserMode()
     }
 }
 
+void QuorvelMainWindow::fillPasswordLater(OperatingMode &dialog)
+{
+    // The keyring may ask the person first: the dialog opens meanwhile, and the password goes
+    // into its field when it comes, unless they have typed one already.
+    QLineEdit *field = dialog.txtPassword;
+    m_document->configuration.askServerPassword(field, [field](const QString &password) {
+        if (!field->isModified())
+            field->setText(password);
+    });
+}
+
 bool QuorvelMainWindow::getServerSettings()
 {
     Configuration &configuration = m_document->configuration;
     OperatingMode dialog(this);
     dialog.txtServer->setText(configuration.serverAddress());
-    dialog.txtPassword->setText(configuration.serverPassword());
+    fillPasswordLater(dialog);
     dialog.txtUserID->setText(configuration.serverUserID());
     dialog.radGroup->setChecked(true);
     dialog.radPersonal->setEnabled(false);
@@ -228,7 +239,7 @@ bool QuorvelMainWindow::getServerSettings()
     configuration.setMode(Configuration::Group);
     configuration.setServerAddress(dialog.txtServer->text().trimmed());
     configuration.setServerUserID(dialog.txtUserID->text().trimmed());
-    configuration.setServerPassword(dialog.txtPassword->text().trimmed());
+    configuration.storeServerPassword(dialog.txtPassword->text().trimmed());
     return true;
 }
 
@@ -654,7 +665,7 @@ void QuorvelMainWindow::operatingMode()
 
     OperatingMode dialog(this);
     dialog.txtServer->setText(configuration.serverAddress());
-    dialog.txtPassword->setText(configuration.serverPassword());
+    fillPasswordLater(dialog);
     dialog.txtUserID->setText(configuration.serverUserID());
     if (previous == Configuration::Personal)
         dialog.radPersonal->setChecked(true);
@@ -684,7 +695,7 @@ void QuorvelMainWindow::operatingMode()
             configuration.setMode(Configuration::Group);
             configuration.setServerAddress(dialog.txtServer->text());
             configuration.setServerUserID(dialog.txtUserID->text());
-            configuration.setServerPassword(dialog.txtPassword->text());
+            configuration.storeServerPassword(dialog.txtPassword->text());
         }
         updateView(nullptr);
     }

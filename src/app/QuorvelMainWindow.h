@@ -16,6 +16,7 @@ class DocLnk;
 class HandedCommand;
 class IdleWatcher;
 class MainWidget;
+class OperatingMode;
 class QAction;
 class QMenu;
 class QTimer;
@@ -140,6 +141,10 @@ private:
     void setupTimer();
     void promptUserMode();
     bool getServerSettings();
+    // Puts the stored server password into the dialog's field once the keyring gives it.
+    void fillPasswordLater(OperatingMode &dialog);
+    // The exchange itself, once the password is known.
+    void runSynchronize(const QString &password);
     void updateView(QVTask *task);
     void updateControls();
     void resetBalloonTips();
@@ -202,6 +207,8 @@ private:
     // True once the user has been told that the data file cannot be written, until a write
     // succeeds again.
     bool m_saveFailureTold = false;
+    // True while an exchange waits for the keyring to give the server password.
+    bool m_syncAsking = false;
     // Why the last write failed, in the person's words.
     QString m_saveProblem;
     SingleInstance *m_channel = nullptr;

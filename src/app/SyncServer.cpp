@@ -7,7 +7,40 @@
 #include "platform/QuorvelApplication.h"
 #include "sync/Synchronize.h"
 
+#include <QTimer>
+
+#include <memory>
+#include <optional>
+
 void QuorvelMainWindow::syncServer()
+{
+    if (m_syncAsking)
+        return;
+    // The keyring may first ask the person for its own password; the window goes on meanwhile,
+    // and the exchange starts from the event loop once the password is there. An answer that
+    // comes at once (no keyring, or one asked before) starts it at once.
+    m_syncAsking = true;
+    auto asking = std::make_shared<bool>(true);
+    std::optional<QString> atOnce;
+    m_document->configuration.askServerPassword(this, [this, asking, &atOnce](
+                                                          const QString &password) {
+        if (*asking) {
+            atOnce = password;
+            return;
+        }
+        QTimer::singleShot(0, this, [this, password] {
+            m_syncAsking = false;
+            runSynchronize(password);
+        });
+    });
+    *asking = false;
+    if (atOnce) {
+        m_syncAsking = false;
+        runSynchronize(*atOnce);
+    }
+}
+
+void QuorvelMainWindow::runSynchronize(const QString &password)
 {
     // The file holds the state before the exchange, to go back to when it fails.
     QuorvelApplication *app = QuorvelApplication::instance();
@@ -21,6 +54,7 @@ void QuorvelMainWindow::syncServer()
 
     {
         Synchronize synchronize(m_document.get(), this);
+        synchronize.setPassword(password);
         synchronize.exec();
         if (synchronize.succeeded) {
             // The exchange saved what it received.

@@ -3,6 +3,8 @@
 #include <QObject>
 #include <QString>
 
+#include <functional>
+
 // The one accessor of the application's settings. It keeps no state: every call opens the
 // store, reads or writes one key and closes it again, so each write is on disk when the call
 // returns and a value changed by another program is seen at the next read.
@@ -29,10 +31,17 @@ public:
     QString serverUserID() const;
     void setServerUserID(const QString &userId);
 
-    // The password of the current server address and user: in the desktop's keyring when a
-    // secret service answers, else scrambled in the settings file as it always was.
+    // The password of the current server address and user: in the desktop's keyring where a
+    // secret service exists (waited for however long its own prompt takes), else scrambled in
+    // the settings file as it always was. A password the keyring refused lasts for the run.
     QString serverPassword() const;
     void setServerPassword(const QString &password);
+    // The same without waiting, for the window: done gets the password once the keyring
+    // answers (unless context is gone), and a stored password is usable at once while the
+    // keyring takes it.
+    void askServerPassword(QObject *context,
+                           const std::function<void(const QString &)> &done) const;
+    void storeServerPassword(const QString &password);
 
     // The desktop's twelve-hour clock choice (store "qpe", group "Time", key "AMPM"); when it
     // was never set, the locale's time format decides.

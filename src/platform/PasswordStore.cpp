@@ -1,10 +1,11 @@
 #include "PasswordStore.h"
 
 #include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QEventLoop>
 #include <QLoggingCategory>
 #include <QThread>
-#include <QTimer>
 
 #include <qt6keychain/keychain.h>
 
@@ -20,28 +21,31 @@ struct JobResult
     QString text;
 };
 
-// Runs job and waits at most PasswordStore::WaitMs for it. The job deletes itself when it
-// finishes, which may be after this has stopped waiting; it is never touched after finished()
-// nor after the wait, so all that is needed is taken inside the finished handler.
+JobResult resultOf(QKeychain::Job *done)
+{
+    JobResult result;
+    result.finished = true;
+    result.error = done->error();
+    result.errorString = done->errorString();
+    if (const auto *reader = qobject_cast<QKeychain::ReadPasswordJob *>(done))
+        result.text = reader->textData();
+    return result;
+}
+
+// Runs job and waits for it, however long the keyring's own prompt takes. The job deletes
+// itself when it finishes; all that is needed is taken inside the finished handler.
 JobResult runJob(QKeychain::Job *job)
 {
     JobResult result;
     QEventLoop loop;
     QObject::connect(job, &QKeychain::Job::finished, &loop, [&result, &loop](QKeychain::Job *done) {
-        result.finished = true;
-        result.error = done->error();
-        result.errorString = done->errorString();
-        if (const auto *reader = qobject_cast<QKeychain::ReadPasswordJob *>(done))
-            result.text = reader->textData();
+        result = resultOf(done);
         loop.quit();
     });
-    QTimer::singleShot(PasswordStore::WaitMs, &loop, &QEventLoop::quit);
     job->start();
-    // Input waits too: the person should not act on a window that is between two states.
+    // Input waits: the person should not act on a window that is between two states.
     if (!result.finished)
         loop.exec(QEventLoop::ExcludeUserInputEvents);
-    if (!result.finished)
-        result.errorString = QStringLiteral("no answer within %1 ms").arg(PasswordStore::WaitMs);
     return result;
 }
 
@@ -71,8 +75,30 @@ PasswordStore::Outcome outcomeOf(const JobResult &result)
     }
     if (result.finished && result.error == QKeychain::EntryNotFound)
         return PasswordStore::Outcome::NoEntry;
-    notePlace(false, QStringLiteral("no secret service: ") + result.errorString);
-    return PasswordStore::Outcome::Unavailable;
+    qCInfo(keyringLog, "The keyring did not keep or give the server password: %s",
+           qPrintable(result.errorString));
+    return PasswordStore::Outcome::Failed;
+}
+
+// Whether a secret service runs on the session bus, or the bus can start one.
+bool secretServiceOnBus()
+{
+    const QDBusConnectionInterface *bus = QDBusConnection::sessionBus().interface();
+    if (!bus)
+        return false;
+    const QStringList names = {QStringLiteral("org.freedesktop.secrets"),
+                               QStringLiteral("org.kde.kwalletd6"),
+                               QStringLiteral("org.kde.kwalletd5")};
+    for (const QString &name : names) {
+        if (bus->isServiceRegistered(name).value())
+            return true;
+    }
+    const QStringList startable = bus->activatableServiceNames().value();
+    for (const QString &name : names) {
+        if (startable.contains(name))
+            return true;
+    }
+    return false;
 }
 
 // The jobs need an event loop on this thread, which only the application's own thread has.
@@ -100,7 +126,13 @@ bool PasswordStore::reachable()
         notePlace(false, QStringLiteral("no session bus"));
         return false;
     }
-    return canWait();
+    if (!canWait())
+        return false;
+    if (!secretServiceOnBus()) {
+        notePlace(false, QStringLiteral("no secret service on the session bus"));
+        return false;
+    }
+    return true;
 }
 
 PasswordStore::Outcome PasswordStore::read(QString *password) const
@@ -125,5 +157,40 @@ PasswordStore::Outcome PasswordStore::write(const QString &password) const
     job->setTextData(password);
     const Outcome outcome = outcomeOf(runJob(job));
     // A write that finds no entry has still not stored anything.
-    return outcome == Outcome::Done ? outcome : Outcome::Unavailable;
+    return outcome == Outcome::NoEntry ? Outcome::Failed : outcome;
+}
+
+void PasswordStore::readAsync(QObject *context,
+                              std::function<void(Outcome, const QString &)> done) const
+{
+    if (!reachable()) {
+        done(Outcome::Unavailable, QString());
+        return;
+    }
+    auto *job = new QKeychain::ReadPasswordJob(serviceName(), QCoreApplication::instance());
+    job->setKey(m_key);
+    QObject::connect(job, &QKeychain::Job::finished, context,
+                     [done = std::move(done)](QKeychain::Job *finished) {
+                         const JobResult result = resultOf(finished);
+                         done(outcomeOf(result), result.text);
+                     });
+    job->start();
+}
+
+void PasswordStore::writeAsync(const QString &password, QObject *context,
+                               std::function<void(Outcome)> done) const
+{
+    if (!reachable()) {
+        done(Outcome::Unavailable);
+        return;
+    }
+    auto *job = new QKeychain::WritePasswordJob(serviceName(), QCoreApplication::instance());
+    job->setKey(m_key);
+    job->setTextData(password);
+    QObject::connect(job, &QKeychain::Job::finished, context,
+                     [done = std::move(done)](QKeychain::Job *finished) {
+                         const Outcome outcome = outcomeOf(resultOf(finished));
+                         done(outcome == Outcome::NoEntry ? Outcome::Failed : outcome);
+                     });
+    job->start();
 }

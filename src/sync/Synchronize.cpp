@@ -225,7 +225,8 @@ void Synchronize::socketConnected()
     const Configuration &settings = document->configuration;
     socket->write(SyncProtocol::buildRequest(document->getDocumentString(), exchangeTime,
                                              settings.serverAddress(), settings.serverUserID(),
-                                             settings.serverPassword(), std::rand()));
+                                             m_password ? *m_password : settings.serverPassword(),
+                                             std::rand()));
 }
 
 void Synchronize::socketReadyRead()

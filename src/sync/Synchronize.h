@@ -6,6 +6,8 @@
 #include <QAbstractSocket>
 #include <QDateTime>
 
+#include <optional>
+
 class QTcpSocket;
 class QTextBrowser;
 class QTimer;
@@ -24,6 +26,9 @@ public:
     ~Synchronize() override;
 
     bool succeeded = false;
+    // The password to send, once asked of the keyring; without it the settings are asked
+    // when the connection stands.
+    void setPassword(const QString &password) { m_password = password; }
 
     // Length of the wait for progress, 60000 ms unless a test shortens it.
     static void setTimeoutMilliseconds(int milliseconds);
@@ -57,4 +62,5 @@ private:
     QDateTime exchangeTime;
     SyncProtocol::ReplyParser reply;
     QTimer *timeout = nullptr;
+    std::optional<QString> m_password;
 };
