@@ -589,16 +589,8 @@ Exit-Status: 0 erledigt, 1 abgelehnt, 2 falscher Aufruf.
         <translation>die Datendatei %1 kann nicht gelesen werden; sie bleibt, wie sie ist. Starten Sie Quorvel ohne Befehl, um sich darum zu kümmern.</translation>
     </message>
     <message>
-        <source>the running Quorvel did not answer; the command may or may not have been carried out.</source>
-        <translation>das laufende Quorvel hat nicht geantwortet; der Befehl wurde vielleicht ausgeführt, vielleicht auch nicht.</translation>
-    </message>
-    <message>
         <source>a save was cut short and left data that may hold changes which are not in the data file; it has been kept as %1</source>
         <translation>ein abgebrochenes Speichern hat Daten hinterlassen, die Änderungen enthalten können, die nicht in der Datendatei stehen; sie wurden als %1 aufbewahrt</translation>
-    </message>
-    <message>
-        <source>the data file %1 could not be written; it holds what it held before.</source>
-        <translation>die Datendatei %1 konnte nicht geschrieben werden; sie enthält, was sie vorher enthielt.</translation>
     </message>
     <message>
         <source>cannot start %1: %2</source>
@@ -609,12 +601,40 @@ Exit-Status: 0 erledigt, 1 abgelehnt, 2 falscher Aufruf.
         <translation>das Programm des Fensters, quorvel-gui, ist nicht neben %1 installiert</translation>
     </message>
     <message>
-        <source>cannot take the lock %1, so the data file is left as it is.</source>
-        <translation>die Sperre %1 lässt sich nicht setzen, daher bleibt die Datendatei, wie sie ist.</translation>
+        <source>“%1” is too long for a name: it has %2 characters, and a name has at most %3.</source>
+        <translation>„%1“ ist zu lang für einen Namen: Er hat %2 Zeichen, und ein Name hat höchstens %3.</translation>
     </message>
     <message>
-        <source>another Quorvel holds %1 and does not answer; the data file is left as it is.</source>
-        <translation>ein anderes Quorvel hält %1 und antwortet nicht; die Datendatei bleibt, wie sie ist.</translation>
+        <source>a name in it has more than %1 characters</source>
+        <translation>ein Name darin hat mehr als %1 Zeichen</translation>
+    </message>
+    <message>
+        <source>the running Quorvel ended while it was carrying out the command, before it could answer; “quorvel status” and “quorvel list” show what the data file holds now.</source>
+        <translation>das laufende Quorvel wurde beendet, während es den Befehl ausführte, bevor es antworten konnte; „quorvel status“ und „quorvel list“ zeigen, was die Datendatei jetzt enthält.</translation>
+    </message>
+    <message>
+        <source>the data file %1 could not be written (%2); it holds what it held before.</source>
+        <translation>die Datendatei %1 konnte nicht geschrieben werden (%2); sie enthält, was sie vorher enthielt.</translation>
+    </message>
+    <message>
+        <source>the data file %1 could not be replaced by its new contents (%2); it holds what it held before, and the new contents are kept in %3.</source>
+        <translation>die Datendatei %1 konnte nicht durch ihren neuen Inhalt ersetzt werden (%2); sie enthält, was sie vorher enthielt, und der neue Inhalt bleibt in %3 erhalten.</translation>
+    </message>
+    <message>
+        <source>the data file %1 was written, but the disk could not confirm that it keeps it (%2).</source>
+        <translation>die Datendatei %1 wurde geschrieben, aber der Datenträger konnte nicht bestätigen, dass er sie behält (%2).</translation>
+    </message>
+    <message>
+        <source>%1; the command is carried out on the data file instead.</source>
+        <translation>%1; der Befehl wird stattdessen an der Datendatei ausgeführt.</translation>
+    </message>
+    <message>
+        <source>cannot take the lock %1 (%2), so the data file is left as it is.</source>
+        <translation>die Sperre %1 lässt sich nicht setzen (%2), daher bleibt die Datendatei, wie sie ist.</translation>
+    </message>
+    <message>
+        <source>another Quorvel holds %1 and does not answer; the command was not carried out.</source>
+        <translation>ein anderes Quorvel hält %1 und antwortet nicht; der Befehl wurde nicht ausgeführt.</translation>
     </message>
 </context>
 <context>
@@ -776,6 +796,10 @@ Sie können die Endzeit der Aufgabe unter Bearbeiten setzen.</translation>
     <message>
         <source>not a task</source>
         <translation>keine Aufgabe</translation>
+    </message>
+    <message>
+        <source>The JSON text ends too early: the file is cut short.</source>
+        <translation>Der JSON-Text endet zu früh: Die Datei ist abgeschnitten.</translation>
     </message>
 </context>
 <context>
@@ -1197,6 +1221,32 @@ to pre-synchronization state.</source>
 fehlgeschlagen. Die Daten sind
 wieder wie vor der Synchronisierung.</translation>
     </message>
+    <message>
+        <source>another Quorvel command holds the data file</source>
+        <translation>ein anderer Quorvel-Befehl hält die Datendatei</translation>
+    </message>
+    <message>
+        <source>Quorvel could not write its data file:
+%1
+
+The reason: %2.
+
+Your changes are kept in the window and written at the next save that succeeds.</source>
+        <translation>Quorvel konnte seine Datendatei nicht schreiben:
+%1
+
+Der Grund: %2.
+
+Ihre Änderungen bleiben im Fenster erhalten und werden beim nächsten gelungenen Speichern geschrieben.</translation>
+    </message>
+    <message>
+        <source>Quorvel is ending; the command was not carried out.</source>
+        <translation>Quorvel wird beendet; der Befehl wurde nicht ausgeführt.</translation>
+    </message>
+    <message>
+        <source>the data file %1 could not be written (%2); the command was not carried out.</source>
+        <translation>die Datendatei %1 konnte nicht geschrieben werden (%2); der Befehl wurde nicht ausgeführt.</translation>
+    </message>
 </context>
 <context>
     <name>ReportBrowser</name>
@@ -1211,6 +1261,14 @@ wieder wie vor der Synchronisierung.</translation>
     <message>
         <source>Page %1 of %2</source>
         <translation>Seite %1 von %2</translation>
+    </message>
+    <message>
+        <source>This saved report is too large to show at once, so it is shown in pieces of about %L1 characters; a piece may cut a table apart.</source>
+        <translation>Dieser gespeicherte Bericht ist zu groß, um ihn auf einmal zu zeigen, daher wird er in Stücken von etwa %L1 Zeichen gezeigt; ein Stück kann eine Tabelle zerschneiden.</translation>
+    </message>
+    <message>
+        <source>Page %1 of %2 so far</source>
+        <translation>Seite %1 von bisher %2</translation>
     </message>
 </context>
 <context>
@@ -1455,6 +1513,37 @@ als %1 Tage sein.</translation>
     </message>
 </context>
 <context>
+    <name>SingleInstance</name>
+    <message>
+        <source>the folder %1 is open to other users</source>
+        <translation>der Ordner %1 ist für andere Benutzer offen</translation>
+    </message>
+    <message>
+        <source>%1 is not Quorvel&apos;s socket but another kind of file</source>
+        <translation>%1 ist nicht der Socket von Quorvel, sondern eine andere Art von Datei</translation>
+    </message>
+    <message>
+        <source>%1 belongs to another user</source>
+        <translation>%1 gehört einem anderen Benutzer</translation>
+    </message>
+    <message>
+        <source>%1 is served by another user</source>
+        <translation>%1 wird von einem anderen Benutzer bedient</translation>
+    </message>
+    <message>
+        <source>cannot listen at %1: %2</source>
+        <translation>an %1 kann nicht gelauscht werden: %2</translation>
+    </message>
+    <message>
+        <source>Quorvel is ending; the command was not carried out.</source>
+        <translation>Quorvel wird beendet; der Befehl wurde nicht ausgeführt.</translation>
+    </message>
+    <message>
+        <source>Quorvel is not ready for commands yet; the command was not carried out.</source>
+        <translation>Quorvel ist noch nicht bereit für Befehle; der Befehl wurde nicht ausgeführt.</translation>
+    </message>
+</context>
+<context>
     <name>Synchronize</name>
     <message>
         <source>The rest of the server&apos;s messages (%1) was left out.</source>
@@ -1518,6 +1607,73 @@ als %1 Tage sein.</translation>
     <message>
         <source>Personal Messages From Server</source>
         <translation>Persönliche Nachrichten vom Server</translation>
+    </message>
+</context>
+<context>
+    <name>SystemError</name>
+    <message>
+        <source>permission denied</source>
+        <translation>Zugriff verweigert</translation>
+    </message>
+    <message>
+        <source>no space left on the disk</source>
+        <translation>kein Platz mehr auf dem Datenträger</translation>
+    </message>
+    <message>
+        <source>the disk quota is used up</source>
+        <translation>das Kontingent auf dem Datenträger ist aufgebraucht</translation>
+    </message>
+    <message>
+        <source>the file system is read-only</source>
+        <translation>das Dateisystem ist nur lesbar</translation>
+    </message>
+    <message>
+        <source>the disk reported an input/output error</source>
+        <translation>der Datenträger meldete einen Ein-/Ausgabefehler</translation>
+    </message>
+    <message>
+        <source>it does not exist</source>
+        <translation>sie existiert nicht</translation>
+    </message>
+    <message>
+        <source>a part of its path is not a folder</source>
+        <translation>ein Teil ihres Pfades ist kein Ordner</translation>
+    </message>
+    <message>
+        <source>it is a folder</source>
+        <translation>sie ist ein Ordner</translation>
+    </message>
+    <message>
+        <source>it is a symbolic link</source>
+        <translation>sie ist ein symbolischer Link</translation>
+    </message>
+    <message>
+        <source>its name is too long</source>
+        <translation>ihr Name ist zu lang</translation>
+    </message>
+    <message>
+        <source>too many files are open</source>
+        <translation>zu viele Dateien sind geöffnet</translation>
+    </message>
+    <message>
+        <source>not enough memory</source>
+        <translation>nicht genug Speicher</translation>
+    </message>
+    <message>
+        <source>it is in use</source>
+        <translation>sie wird gerade benutzt</translation>
+    </message>
+    <message>
+        <source>it lies on another file system</source>
+        <translation>sie liegt auf einem anderen Dateisystem</translation>
+    </message>
+    <message>
+        <source>the file would grow beyond its size limit</source>
+        <translation>die Datei würde über ihre Größengrenze wachsen</translation>
+    </message>
+    <message>
+        <source>the file system cannot lock files</source>
+        <translation>das Dateisystem kann keine Dateien sperren</translation>
     </message>
 </context>
 <context>
@@ -1770,6 +1926,20 @@ künftig überspringen?</translation>
     <message>
         <source>Quorvel</source>
         <translation>Quorvel</translation>
+    </message>
+    <message>
+        <source>Commands Not Received</source>
+        <translation>Befehle werden nicht empfangen</translation>
+    </message>
+    <message>
+        <source>Quorvel cannot receive the command line&apos;s commands:
+%1.
+
+The command line carries them out on the data file itself while this window runs, and the window reads the file again when they change it.</source>
+        <translation>Quorvel kann die Befehle der Befehlszeile nicht empfangen:
+%1.
+
+Die Befehlszeile führt sie selbst an der Datendatei aus, während dieses Fenster läuft, und das Fenster liest die Datei neu, wenn sie sie ändern.</translation>
     </message>
 </context>
 </TS>
