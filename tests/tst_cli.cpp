@@ -2,6 +2,7 @@
 // command's exact output, its refusals and exit statuses, export and import, and two
 // commands writing at the same moment.
 
+#include "CommandRunner.h"
 #include "DocumentBuilder.h"
 #include "TestEnvironment.h"
 
@@ -25,19 +26,6 @@ struct Run
     QByteArray err;
 };
 
-QProcessEnvironment commandEnvironment(const QString &now)
-{
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("QUORVEL_FAKE_NOW"), now);
-    // The texts below are written for this locale and zone.
-    env.insert(QStringLiteral("LC_ALL"), QStringLiteral("en_US.UTF-8"));
-    env.insert(QStringLiteral("LANG"), QStringLiteral("en_US.UTF-8"));
-    env.insert(QStringLiteral("TZ"), QStringLiteral("UTC"));
-    // LANGUAGE would choose the language of the texts before LC_ALL.
-    env.remove(QStringLiteral("LANGUAGE"));
-    return env;
-}
-
 void startCommand(QProcess &process, const QStringList &arguments, const QProcessEnvironment &env)
 {
     process.setProcessEnvironment(env);
@@ -48,7 +36,7 @@ void startCommand(QProcess &process, const QStringList &arguments, const QProces
 void startCommand(QProcess &process, const QStringList &arguments,
                   const QString &now = QStringLiteral("2026-11-21T09:30:00"))
 {
-    startCommand(process, arguments, commandEnvironment(now));
+    startCommand(process, arguments, processEnvironment(now));
 }
 
 // What a started command gave, once it ended (exit code -1 when it did not end in a minute).
@@ -78,7 +66,7 @@ Run quorvel(const QStringList &arguments,
 // say so on standard error at start; that is not the program's output, and is left out.
 Run quorvelInGerman(const QStringList &arguments)
 {
-    QProcessEnvironment env = commandEnvironment(QStringLiteral("2026-11-21T09:30:00"));
+    QProcessEnvironment env = processEnvironment(QStringLiteral("2026-11-21T09:30:00"));
     env.insert(QStringLiteral("LC_ALL"), QStringLiteral("de_DE.UTF-8"));
     env.insert(QStringLiteral("LANG"), QStringLiteral("de_DE.UTF-8"));
     env.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("default.warning=false"));

@@ -4,11 +4,9 @@
 // could use, a connection to the real socket, and a server at its place run by someone else.
 
 #include "CommandRunner.h"
-#include "DocumentBuilder.h"
 #include "TestEnvironment.h"
 
 #include "model/QuorvelDocument.h"
-#include "platform/Config.h"
 
 #include <QCryptographicHash>
 #include <QDir>
@@ -165,18 +163,7 @@ void TestOtherUser::init()
     QDir(m_home).removeRecursively();
     for (const char *sub : {"data", "config", "documents"})
         QVERIFY(QDir().mkpath(m_home + QLatin1Char('/') + QLatin1String(sub)));
-    withVictimFolders([] {
-        Configuration().setMode(Configuration::Personal);
-        Config desktop(QStringLiteral("quorvelqpe"));
-        desktop.setGroup(QStringLiteral("Desktop"));
-        desktop.writeEntry(QStringLiteral("RemindAfterHours"), 0);
-        desktop.writeEntry(QStringLiteral("AskIdleAfterMinutes"), 0);
-        QuorvelDocument doc;
-        DocumentBuilder build(doc);
-        build.activity(QStringLiteral("Alpha"), build.category(QStringLiteral("Work")));
-        build.sortAll();
-        QVERIFY(doc.save());
-    });
+    withVictimFolders([] { QVERIFY(writeWorkActivities({QStringLiteral("Alpha")})); });
     QVERIFY(::chmod(QFile::encodeName(m_home).constData(), 0700) == 0);
     QVERIFY(chownTree(m_home, m_victim));
 }

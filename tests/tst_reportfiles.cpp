@@ -3,11 +3,9 @@
 // memory stays within a bound, and it goes on answering the command line meanwhile.
 
 #include "CommandRunner.h"
-#include "DocumentBuilder.h"
 #include "TestEnvironment.h"
 
 #include "model/QuorvelDocument.h"
-#include "platform/Config.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -32,13 +30,7 @@ QString socketPath()
 
 QProcessEnvironment environment()
 {
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("QUORVEL_FAKE_NOW"), QStringLiteral("2026-11-21T09:30:00"));
-    env.insert(QStringLiteral("LC_ALL"), QStringLiteral("en_US.UTF-8"));
-    env.insert(QStringLiteral("LANG"), QStringLiteral("en_US.UTF-8"));
-    env.insert(QStringLiteral("TZ"), QStringLiteral("UTC"));
-    env.remove(QStringLiteral("LANGUAGE"));
-    return env;
+    return processEnvironment(QStringLiteral("2026-11-21T09:30:00"));
 }
 
 // Writes a file of about size bytes: a table of short rows, or one cell nested in another.
@@ -110,16 +102,7 @@ private:
 void TestReportFiles::init()
 {
     TestEnvironment::wipe();
-    Configuration().setMode(Configuration::Personal);
-    Config desktop(QStringLiteral("quorvelqpe"));
-    desktop.setGroup(QStringLiteral("Desktop"));
-    desktop.writeEntry(QStringLiteral("RemindAfterHours"), 0);
-    desktop.writeEntry(QStringLiteral("AskIdleAfterMinutes"), 0);
-    QuorvelDocument doc;
-    DocumentBuilder build(doc);
-    build.activity(QStringLiteral("Alpha"), build.category(QStringLiteral("Work")));
-    build.sortAll();
-    QVERIFY(doc.save());
+    QVERIFY(writeWorkActivities({QStringLiteral("Alpha")}));
 }
 
 void TestReportFiles::cleanup()

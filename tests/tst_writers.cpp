@@ -4,11 +4,9 @@
 // tasks on one data file, and every command's answer must match what the file holds.
 
 #include "CommandRunner.h"
-#include "DocumentBuilder.h"
 #include "TestEnvironment.h"
 
 #include "model/QuorvelDocument.h"
-#include "platform/Config.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -44,12 +42,7 @@ QString socketPath()
 
 QProcessEnvironment environment(const QString &now)
 {
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("QUORVEL_FAKE_NOW"), now);
-    env.insert(QStringLiteral("LC_ALL"), QStringLiteral("en_US.UTF-8"));
-    env.insert(QStringLiteral("LANG"), QStringLiteral("en_US.UTF-8"));
-    env.insert(QStringLiteral("TZ"), QStringLiteral("UTC"));
-    env.remove(QStringLiteral("LANGUAGE"));
+    QProcessEnvironment env = processEnvironment(now);
     // As from cron: no desktop session at all.
     env.remove(QStringLiteral("XDG_RUNTIME_DIR"));
     env.remove(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"));
@@ -79,20 +72,11 @@ QString minuteText(int minute)
 void prepare(int workers, bool concurrent)
 {
     TestEnvironment::wipe();
-    Configuration configuration;
-    configuration.setMode(Configuration::Personal);
-    configuration.setAllowConcurrentTasks(concurrent);
-    Config desktop(QStringLiteral("quorvelqpe"));
-    desktop.setGroup(QStringLiteral("Desktop"));
-    desktop.writeEntry(QStringLiteral("RemindAfterHours"), 0);
-    desktop.writeEntry(QStringLiteral("AskIdleAfterMinutes"), 0);
-    QuorvelDocument doc;
-    DocumentBuilder build(doc);
-    ActivityCategory *work = build.category(QStringLiteral("Work"));
+    Configuration().setAllowConcurrentTasks(concurrent);
+    QStringList names;
     for (int w = 0; w < workers; ++w)
-        build.activity(activityName(w), work);
-    build.sortAll();
-    QVERIFY(doc.save());
+        names << activityName(w);
+    QVERIFY(writeWorkActivities(names));
 }
 
 // The commands of one worker: pairs of start and stop of its own activity, each at a minute

@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "CommandRunner.h"
 
+#include "DocumentBuilder.h"
+
+#include "model/QuorvelDocument.h"
+#include "platform/Config.h"
+
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFileInfo>
@@ -119,4 +124,37 @@ bool waitUntil(const std::function<bool()> &ready, int timeoutMs)
         QThread::msleep(2);
     }
     return true;
+}
+
+QProcessEnvironment processEnvironment(const QString &now)
+{
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("QUORVEL_FAKE_NOW"), now);
+    env.insert(QStringLiteral("LC_ALL"), QStringLiteral("en_US.UTF-8"));
+    env.insert(QStringLiteral("LANG"), QStringLiteral("en_US.UTF-8"));
+    env.insert(QStringLiteral("TZ"), QStringLiteral("UTC"));
+    // LANGUAGE would choose the language of the texts before LC_ALL.
+    env.remove(QStringLiteral("LANGUAGE"));
+    return env;
+}
+
+void quietWindowSettings()
+{
+    Config desktop(QStringLiteral("quorvelqpe"));
+    desktop.setGroup(QStringLiteral("Desktop"));
+    desktop.writeEntry(QStringLiteral("RemindAfterHours"), 0);
+    desktop.writeEntry(QStringLiteral("AskIdleAfterMinutes"), 0);
+}
+
+bool writeWorkActivities(const QStringList &names)
+{
+    Configuration().setMode(Configuration::Personal);
+    quietWindowSettings();
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    ActivityCategory *work = build.category(QStringLiteral("Work"));
+    for (const QString &name : names)
+        build.activity(name, work);
+    build.sortAll();
+    return doc.save();
 }

@@ -82,3 +82,13 @@ private:
 
 // Waits, with the event loop running, until ready() or timeoutMs; returns ready().
 bool waitUntil(const std::function<bool()> &ready, int timeoutMs);
+
+// The environment of a command or window process of the tests: the clock starting at now
+// (as 2026-11-21T09:30:00), the en_US texts the tests are written for, UTC.
+QProcessEnvironment processEnvironment(const QString &now);
+// Settings that keep a window process from asking or reminding anything of its own accord
+// (its clock may stand days after the tasks it is given).
+void quietWindowSettings();
+// Personal mode with those settings, and a data file of these activities in the category
+// "Work" without tasks; false when the file cannot be written.
+bool writeWorkActivities(const QStringList &names);
