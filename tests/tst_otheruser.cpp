@@ -306,15 +306,17 @@ void TestOtherUser::othersConnectionToTheSocketIsRefused()
     WindowProcess gui(QStringLiteral(QUORVEL_GUI), victimEnvironment(false));
     gui.setChildModifier(becomes(m_victim));
     QVERIFY(gui.start(socketPath()));
-    // Let the other user reach the socket, as folders and a socket opened by mistake would:
-    // the check of who connects is all that stands in the way then.
-    for (const QString &folder : {m_home, m_home + QStringLiteral("/data"), dataFolder()})
-        QVERIFY(::chmod(QFile::encodeName(folder).constData(), 0711) == 0);
-    QVERIFY(::chmod(QFile::encodeName(socketPath()).constData(), 0666) == 0);
-    const Run run = runAs(m_other, QStringLiteral(SQUATTER), {QStringLiteral("send"), socketPath()},
+    // Let the other user reach the socket, as a careless mode and a link would: a second name
+    // for it in a folder anyone may enter (the window keeps its own folder closed). The check
+    // of who connects is all that stands in the way then.
+    const QString reachable = m_base->path() + QStringLiteral("/reachable.socket");
+    QVERIFY(::link(QFile::encodeName(socketPath()).constData(),
+                   QFile::encodeName(reachable).constData())
+            == 0);
+    QVERIFY(::chmod(QFile::encodeName(reachable).constData(), 0666) == 0);
+    const Run run = runAs(m_other, QStringLiteral(SQUATTER), {QStringLiteral("send"), reachable},
                           QProcessEnvironment::systemEnvironment());
-    for (const QString &folder : {m_home, m_home + QStringLiteral("/data"), dataFolder()})
-        QVERIFY(::chmod(QFile::encodeName(folder).constData(), 0700) == 0);
+    QFile::remove(reachable);
     QCOMPARE(run.out, QByteArray("refused\n"));
     QCOMPARE(gui.terminate(), 0);
     QVERIFY(victimTasks().isEmpty());
