@@ -332,6 +332,19 @@ void TestCli::startCreatesAnActivityInPersonalModeOnly()
     QCOMPARE(run.out, QByteArray("Stopped “Gardening” at 11/21/26 10:00 AM (0:30).\n"
                                  "Started “Home Project Beta” at 11/21/26 10:00 AM.\n"));
 
+    // No name the exchange would read as a marker.
+    const QByteArray unchanged = dataFile();
+    run = quorvel({QStringLiteral("start"), QStringLiteral("--category=Garden"),
+                   QStringLiteral("--"), QStringLiteral("--sync-end--")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.err,
+             QByteArray("quorvel: “--sync-end--” cannot be the name of an activity.\n"));
+    run = quorvel({QStringLiteral("start"), QStringLiteral("Fishing"),
+                   QStringLiteral("--category=--end--")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.err, QByteArray("quorvel: “--end--” cannot be the name of a category.\n"));
+    QCOMPARE(dataFile(), unchanged);
+
     Configuration().setMode(Configuration::Group);
     const QByteArray before = dataFile();
     run = quorvel({QStringLiteral("start"), QStringLiteral("Fishing"), QStringLiteral("--category"),

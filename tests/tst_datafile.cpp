@@ -127,6 +127,9 @@ private Q_SLOTS:
     void cleanName();
     void cleanedNamesAlwaysReadBack();
     void reservedNames();
+    void catalogueNames_data();
+    void catalogueNames();
+    void namesAreOneRegardlessOfCase();
 };
 
 void TestDataFile::init()
@@ -1059,6 +1062,40 @@ void TestDataFile::reservedNames()
     QVERIFY(!QuorvelDocument::isReservedName(QStringLiteral("--END--")));
     QVERIFY(!QuorvelDocument::isReservedName(QStringLiteral(" --end--")));
     QVERIFY(!QuorvelDocument::isReservedName(QString()));
+}
+
+void TestDataFile::catalogueNames_data()
+{
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<QString>("name");
+    QTest::newRow("plain") << QStringLiteral("Design review") << QStringLiteral("Design review");
+    QTest::newRow("blanks at the ends") << QStringLiteral("  Coding\t") << QStringLiteral("Coding");
+    QTest::newRow("line break inside")
+        << QStringLiteral("Side\nline\r") << QStringLiteral("Side line");
+    QTest::newRow("blank") << QStringLiteral(" \t\r ") << QString();
+    QTest::newRow("empty") << QString() << QString();
+    QTest::newRow("--sync--") << QStringLiteral("--sync--") << QString();
+    QTest::newRow("--start--") << QStringLiteral("\t--start--") << QString();
+    QTest::newRow("--end--") << QStringLiteral("--end--\r") << QString();
+    QTest::newRow("--sync-end--") << QStringLiteral("--sync-end--") << QString();
+    QTest::newRow("marker in other case") << QStringLiteral("--END--") << QStringLiteral("--END--");
+    QTest::newRow("marker inside") << QStringLiteral("a --end--") << QStringLiteral("a --end--");
+}
+
+void TestDataFile::catalogueNames()
+{
+    QFETCH(QString, typed);
+    QFETCH(QString, name);
+    QCOMPARE(QuorvelDocument::catalogueName(typed), name);
+}
+
+void TestDataFile::namesAreOneRegardlessOfCase()
+{
+    QVERIFY(QuorvelDocument::sameName(QStringLiteral("Coding"), QStringLiteral("coding")));
+    QVERIFY(QuorvelDocument::sameName(QStringLiteral("STRASSE \u00c4"),
+                                      QStringLiteral("strasse \u00e4")));
+    QVERIFY(!QuorvelDocument::sameName(QStringLiteral("Coding"), QStringLiteral("Coding ")));
+    QVERIFY(!QuorvelDocument::sameName(QStringLiteral("C"), QStringLiteral("D")));
 }
 
 QUORVEL_TEST_GUILESS_MAIN(TestDataFile)

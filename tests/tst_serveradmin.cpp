@@ -231,10 +231,24 @@ void TestServerAdmin::catalogue()
         run({QStringLiteral("category"), QStringLiteral("add"), QStringLiteral(" Side\nline ")})
             .out,
         QStringLiteral("Added the category Side line.\n"));
-    ok("activity add Coding --category Work",
+    // Every marker of the document and the exchange, and names that differ only in case from
+    // one in use, as the program finds names regardless of case.
+    for (const char *marker : {"--sync--", "--start--", "--end--", "--sync-end--"})
+        refused({QStringLiteral("category"), QStringLiteral("add"), QStringLiteral("--"),
+                 QString::fromUtf8(marker)},
+                QStringLiteral("\"%1\" cannot be a category name.\n").arg(QString::fromUtf8(marker)));
+    refused({QStringLiteral("category"), QStringLiteral("add"), QStringLiteral("\t\n")},
+            QStringLiteral("\"\t\n\" cannot be a category name.\n"));
+    refused(words("category add work"), QStringLiteral("A category named Work already exists.\n"));
+    ok("activity add Coding --category work",
        QStringLiteral("Added the activity Coding in the category Work.\n"));
     refused(words("activity add Coding --category Work"),
             QStringLiteral("An activity named Coding already exists.\n"));
+    refused(words("activity add CODING --category Work"),
+            QStringLiteral("An activity named Coding already exists.\n"));
+    refused({QStringLiteral("activity"), QStringLiteral("add"), QStringLiteral("--category"),
+             QStringLiteral("Work"), QStringLiteral("--"), QStringLiteral("--sync-end--")},
+            QStringLiteral("\"--sync-end--\" cannot be an activity name.\n"));
     refused(words("activity add Testing --category Nope"),
             QStringLiteral("There is no category Nope.\n"));
     ok("activity add Testing --category Work",
@@ -242,6 +256,10 @@ void TestServerAdmin::catalogue()
     refused(words("activity rename Testing Coding"),
             QStringLiteral("An activity named Coding already exists.\n"));
     ok("activity rename Testing QA", QStringLiteral("Renamed the activity Testing to QA.\n"));
+    refused(words("activity rename QA coding"),
+            QStringLiteral("An activity named Coding already exists.\n"));
+    ok("activity rename qa Qa", QStringLiteral("Renamed the activity qa to Qa.\n"));
+    ok("activity rename Qa QA", QStringLiteral("Renamed the activity Qa to QA.\n"));
     refused(words("activity retire Testing"), QStringLiteral("There is no activity Testing.\n"));
     ok("category rename Work Office", QStringLiteral("Renamed the category Work to Office.\n"));
     ok("activity list", QStringLiteral("Coding\tOffice\nQA\tOffice\n"));
@@ -283,6 +301,19 @@ void TestServerAdmin::importSeedsCatalogue()
                                        "Project Alpha Documentation\tBill rate 1\n"));
     QCOMPARE(run({QStringLiteral("import"), file}).out,
              QStringLiteral("Added 0 categories and 0 activities; 7 were there already.\n"));
+    // Names that differ in case only are there already too.
+    QuorvelDocument shouting;
+    auto *rate = new ActivityCategory(shouting.allocateId(), QStringLiteral("BILL RATE 1"), false);
+    shouting.categories.append(rate);
+    shouting.activities.append(
+        new Activity(shouting.allocateId(), QStringLiteral("home project beta"), rate, false));
+    {
+        QFile out(file);
+        QVERIFY(out.open(QIODevice::WriteOnly));
+        out.write(shouting.getDocumentBytes());
+    }
+    QCOMPARE(run({QStringLiteral("import"), file}).out,
+             QStringLiteral("Added 0 categories and 0 activities; 2 were there already.\n"));
     const QString junk = m_folder->filePath(QStringLiteral("junk"));
     QFile out(junk);
     QVERIFY(out.open(QIODevice::WriteOnly));

@@ -490,25 +490,25 @@ Activity *createActivity(QuorvelDocument &doc, const QString &typedName,
                          const QString &typedCategory, QString *refusal,
                          std::vector<QObject *> *created)
 {
-    const QString name = QuorvelDocument::cleanName(typedName);
-    const QString categoryName = QuorvelDocument::cleanName(typedCategory);
+    const QString name = QuorvelDocument::catalogueName(typedName);
+    const QString categoryName = QuorvelDocument::catalogueName(typedCategory);
     if (doc.configuration.mode() == Configuration::Group) {
         *refusal = Commands::tr("in group mode the group server keeps the activities, so “%1” "
                                 "is not created here: ask the team lead to add it.")
-                       .arg(name);
+                       .arg(QuorvelDocument::cleanName(typedName));
         return nullptr;
     }
-    if (name.isEmpty() || QuorvelDocument::isReservedName(name)) {
+    if (name.isEmpty()) {
         *refusal = Commands::tr("“%1” cannot be the name of an activity.").arg(typedName);
         return nullptr;
     }
-    if (categoryName.isEmpty() || QuorvelDocument::isReservedName(categoryName)) {
+    if (categoryName.isEmpty()) {
         *refusal = Commands::tr("“%1” cannot be the name of a category.").arg(typedCategory);
         return nullptr;
     }
     ActivityCategory *category = nullptr;
     for (ActivityCategory *c : std::as_const(doc.categories)) {
-        if (!c->obsolete && c->name.compare(categoryName, Qt::CaseInsensitive) == 0) {
+        if (!c->obsolete && QuorvelDocument::sameName(c->name, categoryName)) {
             category = c;
             break;
         }

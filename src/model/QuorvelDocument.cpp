@@ -168,6 +168,19 @@ bool QuorvelDocument::isReservedName(const QString &name)
            || name == QLatin1String(DocumentFormat::EndMarker);
 }
 
+QString QuorvelDocument::catalogueName(const QString &typed)
+{
+    const QString name = cleanName(typed);
+    if (name.isEmpty() || isReservedName(name) || name == QLatin1String("--sync-end--"))
+        return QString();
+    return name;
+}
+
+bool QuorvelDocument::sameName(const QString &a, const QString &b)
+{
+    return a.compare(b, Qt::CaseInsensitive) == 0;
+}
+
 QString QuorvelDocument::getDocumentString() const
 {
     return QString::fromUtf8(documentBytes(*this));

@@ -51,14 +51,6 @@ Admin::Admin(Sql &sql, QTextStream &out, QTextStream &err)
     , m_err(err)
 {}
 
-QString Admin::checkedName(const QString &typed)
-{
-    const QString name = QuorvelDocument::cleanName(typed);
-    if (name.isEmpty() || QuorvelDocument::isReservedName(name))
-        return QString();
-    return name;
-}
-
 int Admin::fail(const QString &message)
 {
     m_err << message << '\n';
@@ -240,15 +232,15 @@ int Admin::userHistory(const QString &name)
 
 int Admin::categoryAdd(const QString &typed)
 {
-    const QString name = checkedName(typed);
+    const QString name = QuorvelDocument::catalogueName(typed);
     if (name.isEmpty())
         return fail(tr("\"%1\" cannot be a category name.").arg(typed));
     Transaction transaction(m_sql);
     Catalogue catalogue;
     if (!catalogue.load(m_sql))
         return databaseFailed();
-    if (catalogue.categoryNamed(name, false))
-        return fail(tr("A category named %1 already exists.").arg(name));
+    if (const Catalogue::Category *existing = catalogue.categoryNamed(name, false))
+        return fail(tr("A category named %1 already exists.").arg(existing->name));
     if (Catalogue::addCategory(m_sql, name, false, nowText()) == 0 || !transaction.commit())
         return databaseFailed();
     m_out << tr("Added the category %1.").arg(name) << '\n';
@@ -257,7 +249,7 @@ int Admin::categoryAdd(const QString &typed)
 
 int Admin::categoryRename(const QString &oldName, const QString &typed)
 {
-    const QString name = checkedName(typed);
+    const QString name = QuorvelDocument::catalogueName(typed);
     if (name.isEmpty())
         return fail(tr("\"%1\" cannot be a category name.").arg(typed));
     Transaction transaction(m_sql);
@@ -269,7 +261,7 @@ int Admin::categoryRename(const QString &oldName, const QString &typed)
         return fail(tr("There is no category %1.").arg(oldName));
     const Catalogue::Category *clash = catalogue.categoryNamed(name, false);
     if (clash && clash != category)
-        return fail(tr("A category named %1 already exists.").arg(name));
+        return fail(tr("A category named %1 already exists.").arg(clash->name));
     if (!m_sql.exec(QStringLiteral("UPDATE categories SET name = ? WHERE id = ?"),
                     {name, category->id})
         || !transaction.commit())
@@ -322,10 +314,10 @@ qint64 Admin::findActivity(const QString &name, const QString &category, QString
     }
     QList<qint64> found;
     for (const Catalogue::Activity &activity : std::as_const(catalogue.activities)) {
-        if (activity.retired || activity.name != name)
+        if (activity.retired || !QuorvelDocument::sameName(activity.name, name))
             continue;
         const Catalogue::Category *in = catalogue.category(activity.categoryId);
-        if (!category.isEmpty() && (!in || in->name != category))
+        if (!category.isEmpty() && (!in || !QuorvelDocument::sameName(in->name, category)))
             continue;
         found.append(activity.id);
     }
@@ -346,7 +338,7 @@ qint64 Admin::findActivity(const QString &name, const QString &category, QString
 
 int Admin::activityAdd(const QString &typed, const QString &categoryName)
 {
-    const QString name = checkedName(typed);
+    const QString name = QuorvelDocument::catalogueName(typed);
     if (name.isEmpty())
         return fail(tr("\"%1\" cannot be an activity name.").arg(typed));
     Transaction transaction(m_sql);
@@ -357,8 +349,8 @@ int Admin::activityAdd(const QString &typed, const QString &categoryName)
     if (!category)
         return fail(tr("There is no category %1.").arg(categoryName));
     // Names are unique among the activities in use, as on the desktop.
-    if (catalogue.activityNamed(name, false))
-        return fail(tr("An activity named %1 already exists.").arg(name));
+    if (const Catalogue::Activity *existing = catalogue.activityNamed(name, false))
+        return fail(tr("An activity named %1 already exists.").arg(existing->name));
     if (Catalogue::addActivity(m_sql, name, category->id, false, nowText()) == 0
         || !transaction.commit())
         return databaseFailed();
@@ -368,7 +360,7 @@ int Admin::activityAdd(const QString &typed, const QString &categoryName)
 
 int Admin::activityRename(const QString &oldName, const QString &category, const QString &typed)
 {
-    const QString name = checkedName(typed);
+    const QString name = QuorvelDocument::catalogueName(typed);
     if (name.isEmpty())
         return fail(tr("\"%1\" cannot be an activity name.").arg(typed));
     Transaction transaction(m_sql);
@@ -381,7 +373,7 @@ int Admin::activityRename(const QString &oldName, const QString &category, const
         return databaseFailed();
     const Catalogue::Activity *clash = catalogue.activityNamed(name, false);
     if (clash && clash->id != id)
-        return fail(tr("An activity named %1 already exists.").arg(name));
+        return fail(tr("An activity named %1 already exists.").arg(clash->name));
     if (!m_sql.exec(QStringLiteral("UPDATE activities SET name = ? WHERE id = ?"), {name, id})
         || !transaction.commit())
         return databaseFailed();
@@ -474,47 +466,49 @@ int Admin::import(const QString &file)
     int categoriesAdded = 0;
     int activitiesAdded = 0;
     int present = 0;
+    // Names in use differ in more than case: the keys are the names case-folded.
     QHash<QString, qint64> categoryIds;
     for (const Catalogue::Category &category : std::as_const(catalogue.categories)) {
-        if (!category.retired && !categoryIds.contains(category.name))
-            categoryIds.insert(category.name, category.id);
+        if (!category.retired)
+            categoryIds.insert(category.name.toCaseFolded(), category.id);
     }
     for (const DocumentFormat::CategoryRecord &record : std::as_const(sink.categories)) {
-        const QString name = checkedName(record.name);
+        const QString name = QuorvelDocument::catalogueName(record.name);
         if (record.obsolete || name.isEmpty())
             continue;
-        if (categoryIds.contains(name)) {
+        if (categoryIds.contains(name.toCaseFolded())) {
             ++present;
             continue;
         }
         const qint64 id = Catalogue::addCategory(m_sql, name, false, now);
         if (id == 0)
             return databaseFailed();
-        categoryIds.insert(name, id);
+        categoryIds.insert(name.toCaseFolded(), id);
         ++categoriesAdded;
     }
     QSet<QString> activityNames;
     for (const Catalogue::Activity &activity : std::as_const(catalogue.activities)) {
         if (!activity.retired)
-            activityNames.insert(activity.name);
+            activityNames.insert(activity.name.toCaseFolded());
     }
     for (const DocumentFormat::ActivityRecord &record : std::as_const(sink.activities)) {
-        const QString name = checkedName(record.name);
+        const QString name = QuorvelDocument::catalogueName(record.name);
         if (record.obsolete || name.isEmpty() || record.categoryPosition < 0
             || record.categoryPosition >= sink.categories.size())
             continue;
         const DocumentFormat::CategoryRecord &category
             = sink.categories.at(record.categoryPosition);
-        const qint64 categoryId = categoryIds.value(checkedName(category.name));
+        const qint64 categoryId
+            = categoryIds.value(QuorvelDocument::catalogueName(category.name).toCaseFolded());
         if (category.obsolete || categoryId == 0)
             continue;
-        if (activityNames.contains(name)) {
+        if (activityNames.contains(name.toCaseFolded())) {
             ++present;
             continue;
         }
         if (Catalogue::addActivity(m_sql, name, categoryId, false, now) == 0)
             return databaseFailed();
-        activityNames.insert(name);
+        activityNames.insert(name.toCaseFolded());
         ++activitiesAdded;
     }
     if (!transaction.commit())

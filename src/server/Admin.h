@@ -56,10 +56,6 @@ public:
     // (or of every user). False when the user is unknown or the database fails.
     bool reportDocument(const QString &user, QuorvelDocument *doc);
 
-    // A name as the program would take it: control characters become blanks, blanks at both
-    // ends go. Empty when it cannot be a name (empty, or a marker of the format).
-    static QString checkedName(const QString &typed);
-
 private:
     static bool isUserName(const QString &typed);
     int refuseUserName(const QString &typed);

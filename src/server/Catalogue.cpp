@@ -2,6 +2,8 @@
 
 #include "ServerDatabase.h"
 
+#include "model/QuorvelDocument.h"
+
 #include <climits>
 #include <utility>
 
@@ -47,22 +49,37 @@ const Catalogue::Activity *Catalogue::activity(qint64 id) const
     return found == activityIndex.constEnd() ? nullptr : &activities.at(found.value());
 }
 
+namespace {
+
+// The record of that name, regardless of case: the one in use first (names in use differ in
+// more than case), else a withdrawn one of the same spelling, else any withdrawn one.
+template<typename Record, typename Match>
+const Record *findNamed(const QList<Record> &records, const QString &name, bool alsoRetired,
+                        Match &&matches)
+{
+    const Record *found = nullptr;
+    for (const Record &record : records) {
+        if (!QuorvelDocument::sameName(record.name, name) || (record.retired && !alsoRetired)
+            || !matches(record))
+            continue;
+        if (!record.retired)
+            return &record;
+        if (!found || (record.name == name && found->name != name))
+            found = &record;
+    }
+    return found;
+}
+
+} // namespace
+
 const Catalogue::Category *Catalogue::categoryNamed(const QString &name, bool alsoRetired) const
 {
-    for (const Category &category : categories) {
-        if (category.name == name && (alsoRetired || !category.retired))
-            return &category;
-    }
-    return nullptr;
+    return findNamed(categories, name, alsoRetired, [](const Category &) { return true; });
 }
 
 const Catalogue::Activity *Catalogue::activityNamed(const QString &name, bool alsoRetired) const
 {
-    for (const Activity &activity : activities) {
-        if (activity.name == name && (alsoRetired || !activity.retired))
-            return &activity;
-    }
-    return nullptr;
+    return findNamed(activities, name, alsoRetired, [](const Activity &) { return true; });
 }
 
 bool Catalogue::allocateBlock(Sql &sql, qint64 userId, qint64 deviceId, qint64 *first, qint64 *last,
@@ -148,10 +165,8 @@ qint64 Catalogue::addActivity(Sql &sql, const QString &name, qint64 categoryId, 
 const Catalogue::Activity *Catalogue::activityIn(const QString &name,
                                                  const QString &categoryName) const
 {
-    for (const Activity &activity : activities) {
+    return findNamed(activities, name, true, [&](const Activity &activity) {
         const Category *in = category(activity.categoryId);
-        if (activity.name == name && (in ? in->name : QString()) == categoryName)
-            return &activity;
-    }
-    return nullptr;
+        return in ? QuorvelDocument::sameName(in->name, categoryName) : categoryName.isEmpty();
+    });
 }

@@ -42,11 +42,12 @@ struct Catalogue
     bool load(Sql &sql);
     const Category *category(qint64 id) const;
     const Activity *activity(qint64 id) const;
-    // The first category or activity of that exact name; retired ones only when asked for.
+    // The category or activity of that name, regardless of case (QuorvelDocument::sameName);
+    // withdrawn ones only when asked for, and then the one in use first, else one of the same
+    // spelling.
     const Category *categoryNamed(const QString &name, bool alsoRetired) const;
     const Activity *activityNamed(const QString &name, bool alsoRetired) const;
-    // The first activity of that name in a category of that name (empty: in none), retired
-    // or not.
+    // The same for an activity in a category of that name (empty: in none), withdrawn or not.
     const Activity *activityIn(const QString &name, const QString &categoryName) const;
 
     // A new block of ids for a device of a user, or for the catalogue (userId and deviceId
