@@ -59,6 +59,7 @@ private Q_SLOTS:
     void revertedExchangeIsRepeated();
     void anotherMembersDeviceIsRefused();
     void unknownActivityKeptUnderWithdrawnOne();
+    void unusableNamesAreTakenInSafeForms();
     void failedSignInsAreLimited();
     void deviceKeepsItsBlocks();
     void namesAreEscapedInMessages();
@@ -325,6 +326,96 @@ void TestServerExchange::unknownActivityKeptUnderWithdrawnOne()
          QStringLiteral("--format"), QStringLiteral("csv")});
     QCOMPARE(csv.out, QStringLiteral("Activity,Category,Minutes,Hours\r\n"
                                      "Skunkworks,Side,120,2.0000\r\n"));
+}
+
+void TestServerExchange::unusableNamesAreTakenInSafeForms()
+{
+    SyncDevice a = device();
+    a.exchange();
+    // Names no catalogue may hold, as a data file edited elsewhere or a hostile device could
+    // bring: markers of the document and the reply, blanks, control characters, and names
+    // that differ from one in use only in case.
+    auto *odd = new ActivityCategory(a.doc.allocateId(), QStringLiteral("--start--"), false);
+    auto *work = new ActivityCategory(a.doc.allocateId(), QStringLiteral("WORK"), false);
+    a.doc.categories.append(odd);
+    a.doc.categories.append(work);
+    const char *const names[] = {"--end--", "--start--", "--sync-end--", "   ", "Tab\there\r",
+                                 "Extra", "EXTRA"};
+    int day = 1;
+    for (const char *name : names) {
+        a.doc.activities.append(
+            new Activity(a.doc.allocateId(), QString::fromUtf8(name), odd, false));
+        a.doc.activities.sort();
+        a.addTask(QString::fromUtf8(name), at(day, 9, 0), at(day, 10, 0));
+        ++day;
+    }
+    a.doc.activities.append(new Activity(a.doc.allocateId(), QStringLiteral("coding"), work, false));
+    a.doc.activities.sort();
+    a.addTask(QStringLiteral("coding"), at(day, 9, 0), at(day, 10, 0));
+    a.doc.categories.sort();
+
+    const SyncDevice::Reply reply = a.exchange();
+    QCOMPARE(reply.status, 200);
+    QVERIFY(reply.readable);
+    const auto renamed = [](const char *name, const char *as) {
+        return paragraph(QStringLiteral("The activity \u201c%1\u201d is not on the server's list, "
+                                        "and its name cannot be one there. Its tasks are kept "
+                                        "under a withdrawn activity named \u201c%2\u201d; ask "
+                                        "your team lead about it.")
+                             .arg(QString::fromUtf8(name), QString::fromUtf8(as)));
+    };
+    const auto withdrawn = [](const char *name) {
+        return paragraph(QStringLiteral("The activity \u201c%1\u201d is not on the server's list. "
+                                        "Its tasks are kept under a withdrawn activity of that "
+                                        "name; ask your team lead to add it.")
+                             .arg(QString::fromUtf8(name)));
+    };
+    const auto underServers = [](const char *name, const char *servers) {
+        return paragraph(QStringLiteral("The activity \u201c%1\u201d is not on the server's list. "
+                                        "Its tasks are kept under the server's activity "
+                                        "\u201c%2\u201d.")
+                             .arg(QString::fromUtf8(name), QString::fromUtf8(servers)));
+    };
+    // Told in the order of the tasks, each name once.
+    QCOMPARE(reply.messages,
+             paragraph(QStringLiteral("8 tasks received"))
+                 + paragraph(QStringLiteral("The category \u201c--start--\u201d cannot be a "
+                                            "name on the server. Its activities are kept in a "
+                                            "category named \u201c--start-- (renamed)\u201d."))
+                 + renamed("--end--", "--end-- (renamed)")
+                 + renamed("--start--", "--start-- (renamed)")
+                 + renamed("--sync-end--", "--sync-end-- (renamed)")
+                 + renamed("", "(no name)") + withdrawn("Tab here") + withdrawn("Extra")
+                 + underServers("EXTRA", "Extra") + underServers("coding", "Coding"));
+    QCOMPARE(m_server->admin({QStringLiteral("activity"), QStringLiteral("list")}).out,
+             QStringLiteral("(no name)\t--start-- (renamed)\twithdrawn\n"
+                            "--end-- (renamed)\t--start-- (renamed)\twithdrawn\n"
+                            "--start-- (renamed)\t--start-- (renamed)\twithdrawn\n"
+                            "--sync-end-- (renamed)\t--start-- (renamed)\twithdrawn\n"
+                            "Coding\tWork\nDesign review\tWork\n"
+                            "Extra\t--start-- (renamed)\twithdrawn\n"
+                            "Garden\tPrivate\n"
+                            "Tab here\t--start-- (renamed)\twithdrawn\n"));
+    QCOMPARE(m_server->admin({QStringLiteral("category"), QStringLiteral("list")}).out,
+             QStringLiteral("--start-- (renamed)\twithdrawn\nPrivate\nWork\n"));
+
+    // An emptied device of the member reads what it is sent, every task with its activity.
+    SyncDevice emptied = device();
+    emptied.doc.nextId = a.doc.nextId;
+    const SyncDevice::Reply again = emptied.exchange();
+    QCOMPARE(again.status, 200);
+    QVERIFY2(again.readable, again.document.constData());
+    QVERIFY(again.messages.startsWith(QStringLiteral("<p>8 tasks sent, ")));
+    QCOMPARE(emptied.doc.tasks.size(), 8);
+    QStringList booked;
+    for (const QVTask *task : std::as_const(emptied.doc.tasks))
+        booked << task->activityName();
+    QCOMPARE(booked, QStringList({QStringLiteral("--end-- (renamed)"),
+                                  QStringLiteral("--start-- (renamed)"),
+                                  QStringLiteral("--sync-end-- (renamed)"),
+                                  QStringLiteral("(no name)"), QStringLiteral("Tab here"),
+                                  QStringLiteral("Extra"), QStringLiteral("Extra"),
+                                  QStringLiteral("Coding")}));
 }
 
 void TestServerExchange::failedSignInsAreLimited()

@@ -7,6 +7,17 @@
 #include <climits>
 #include <utility>
 
+QString Catalogue::safeName(const QString &name)
+{
+    const QString usable = QuorvelDocument::catalogueName(name);
+    if (!usable.isEmpty())
+        return usable;
+    const QString cleaned = QuorvelDocument::cleanName(name);
+    if (cleaned.isEmpty())
+        return QStringLiteral("(no name)");
+    return cleaned + QStringLiteral(" (renamed)");
+}
+
 bool Catalogue::load(Sql &sql)
 {
     categories.clear();

@@ -38,6 +38,11 @@ struct Catalogue
     QHash<qint64, int> categoryIndex; // id -> position in categories
     QHash<qint64, int> activityIndex; // id -> position in activities
 
+    // A name from a device or an old database as the catalogue can hold it: cleaned as the
+    // program cleans names; one that cannot be a name at all (blank, or a marker of the
+    // exchange) becomes "(no name)", or the marker followed by " (renamed)".
+    static QString safeName(const QString &name);
+
     // Reads the whole catalogue, categories and activities ordered by name.
     bool load(Sql &sql);
     const Category *category(qint64 id) const;

@@ -7,6 +7,7 @@
 #include "TaskCache.h"
 
 #include "model/DocumentFormat.h"
+#include "model/QuorvelDocument.h"
 #include "platform/Clock.h"
 #include "sync/SyncProtocol.h"
 
@@ -316,6 +317,8 @@ private:
     QList<HistoryEntry> m_history;
     // The device's activity positions that resolved to a catalogue activity by name.
     QHash<int, qint64> m_byName;
+    // The device's category names that had to be taken in another form, told once.
+    QSet<QString> m_renamedCategories;
 
     QSet<int> m_listed;
     int m_received = 0;
@@ -533,8 +536,10 @@ bool Session::loadSeen()
 }
 
 // The catalogue activity a task of the device is booked to: the one with the id of the
-// device's activity; else one of the same name (a withdrawn one is made when there is none,
-// so that the task keeps its booking); 0 for a task without an activity.
+// device's activity; else one of the same name in a category of the same name, regardless of
+// case (a withdrawn one is made when there is none, so that the task keeps its booking); 0 for
+// a task without an activity. A name that cannot be one on the server is taken in a safe form,
+// and the member is told where the tasks went.
 qint64 Session::catalogueActivityOf(int position, bool *ok)
 {
     *ok = true;
@@ -547,12 +552,25 @@ qint64 Session::catalogueActivityOf(int position, bool *ok)
     if (known != m_byName.constEnd())
         return known.value();
 
+    const QString name = Catalogue::safeName(held.name);
     QString categoryName;
     const int categoryPosition = held.categoryPosition;
-    if (categoryPosition >= 0 && categoryPosition < int(m_request.categories.size()))
-        categoryName = m_request.categories.at(size_t(categoryPosition)).name;
+    const bool inCategory
+        = categoryPosition >= 0 && categoryPosition < int(m_request.categories.size());
+    if (inCategory) {
+        const QString heldCategory = m_request.categories.at(size_t(categoryPosition)).name;
+        categoryName = Catalogue::safeName(heldCategory);
+        if (QuorvelDocument::catalogueName(heldCategory).isEmpty()
+            && !m_renamedCategories.contains(heldCategory)) {
+            m_renamedCategories.insert(heldCategory);
+            m_unknownActivities.append(
+                tr("The category %1 cannot be a name on the server. Its activities are kept in "
+                   "a category named %2.")
+                    .arg(quoted(QuorvelDocument::cleanName(heldCategory)), quoted(categoryName)));
+        }
+    }
 
-    const Catalogue::Activity *named = m_catalogue.activityIn(held.name, categoryName);
+    const Catalogue::Activity *named = m_catalogue.activityIn(name, categoryName);
     if (!named) {
         // Looked for again once the catalogue is locked, so that another exchange making the
         // same one at the same time is seen.
@@ -560,12 +578,20 @@ qint64 Session::catalogueActivityOf(int position, bool *ok)
             *ok = false;
             return 0;
         }
-        named = m_catalogue.activityIn(held.name, categoryName);
+        named = m_catalogue.activityIn(name, categoryName);
     }
-    qint64 id = named ? named->id : 0;
-    if (id == 0) {
+    const QString cleaned = QuorvelDocument::cleanName(held.name);
+    const QString shown = quoted(cleaned);
+    qint64 id = 0;
+    if (named) {
+        id = named->id;
+        if (named->name != cleaned)
+            m_unknownActivities.append(tr("The activity %1 is not on the server's list. Its "
+                                          "tasks are kept under the server's activity %2.")
+                                           .arg(shown, quoted(named->name)));
+    } else {
         qint64 categoryId = 0;
-        if (!categoryName.isEmpty()) {
+        if (inCategory) {
             const Catalogue::Category *category = m_catalogue.categoryNamed(categoryName, true);
             categoryId = category ? category->id
                                   : Catalogue::addCategory(m_sql, categoryName, true, m_now);
@@ -574,15 +600,20 @@ qint64 Session::catalogueActivityOf(int position, bool *ok)
                 return 0;
             }
         }
-        id = Catalogue::addActivity(m_sql, held.name, categoryId, true, m_now);
+        id = Catalogue::addActivity(m_sql, name, categoryId, true, m_now);
         if (id == 0 || !m_catalogue.load(m_sql)) {
             *ok = false;
             return 0;
         }
-        m_unknownActivities.append(tr("The activity %1 is not on the server's list. Its tasks "
-                                      "are kept under a withdrawn activity of that name; ask "
-                                      "your team lead to add it.")
-                                       .arg(quoted(held.name)));
+        m_unknownActivities.append(
+            name == cleaned
+                ? tr("The activity %1 is not on the server's list. Its tasks are kept under a "
+                     "withdrawn activity of that name; ask your team lead to add it.")
+                      .arg(shown)
+                : tr("The activity %1 is not on the server's list, and its name cannot be one "
+                     "there. Its tasks are kept under a withdrawn activity named %2; ask your "
+                     "team lead about it.")
+                      .arg(shown, quoted(name)));
     }
     m_byName.insert(position, id);
     return id;
