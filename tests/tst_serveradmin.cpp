@@ -41,6 +41,7 @@ private Q_SLOTS:
     void usersAndPasswords();
     void catalogue();
     void importSeedsCatalogue();
+    void olderDatabaseGetsItsNamesRepaired();
     void backupCopiesDatabase();
     void messagesToEveryone();
     void reportRefusals();
@@ -321,6 +322,49 @@ void TestServerAdmin::importSeedsCatalogue()
     out.close();
     refused({QStringLiteral("import"), junk},
             QStringLiteral("%1 is not a Quorvel data file.\n").arg(junk));
+}
+
+void TestServerAdmin::olderDatabaseGetsItsNamesRepaired()
+{
+    ok("category add Work", QStringLiteral("Added the category Work.\n"));
+    // Names as a server that took them unchecked could hold them, and the database marked as
+    // not repaired yet.
+    {
+        QSqlDatabase db
+            = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("older"));
+        db.setDatabaseName(m_folder->filePath(QStringLiteral("data/quorvel-server.sqlite")));
+        QVERIFY(db.open());
+        QSqlQuery query(db);
+        const auto insert = [&](const char *table, qint64 id, const QString &name, bool retired) {
+            QVERIFY(query.prepare(
+                QStringLiteral("INSERT INTO %1 (id, name, retired, created_at) VALUES (?, ?, ?, "
+                               "'2026-11-01T00:00:00Z')")
+                    .arg(QString::fromLatin1(table))));
+            query.addBindValue(id);
+            query.addBindValue(name);
+            query.addBindValue(retired ? 1 : 0);
+            QVERIFY2(query.exec(), qPrintable(query.lastQuery()));
+        };
+        insert("categories", 2000001, QStringLiteral("--end--"), false);
+        insert("categories", 2000002, QStringLiteral("WORK"), false);
+        insert("categories", 2000003, QStringLiteral("Work (2)"), false);
+        insert("categories", 2000004, QStringLiteral("  "), true);
+        insert("categories", 2000005, QStringLiteral("Old\tone"), true);
+        insert("activities", 2000010, QStringLiteral("--sync-end--"), false);
+        insert("activities", 2000011, QStringLiteral("Coding"), false);
+        insert("activities", 2000012, QStringLiteral("coding"), false);
+        insert("activities", 2000013, QStringLiteral("CODING"), true);
+        QVERIFY(query.exec(QStringLiteral("UPDATE activities SET category_id = 1000000")));
+        QVERIFY(query.exec(QStringLiteral("DELETE FROM schema_migrations WHERE version = 3")));
+        query.finish();
+        db.close();
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("older"));
+
+    ok("category list", QStringLiteral("(no name)\twithdrawn\n--end-- (renamed)\n"
+                                       "Old one\twithdrawn\nWORK (3)\nWork\nWork (2)\n"));
+    ok("activity list", QStringLiteral("--sync-end-- (renamed)\tWork\nCODING\tWork\twithdrawn\n"
+                                       "Coding\tWork\ncoding (2)\tWork\n"));
 }
 
 void TestServerAdmin::backupCopiesDatabase()

@@ -4,6 +4,9 @@
 
 #include "model/QuorvelDocument.h"
 
+#include <QSet>
+
+#include <algorithm>
 #include <climits>
 #include <utility>
 
@@ -16,6 +19,65 @@ QString Catalogue::safeName(const QString &name)
     if (cleaned.isEmpty())
         return QStringLiteral("(no name)");
     return cleaned + QStringLiteral(" (renamed)");
+}
+
+namespace {
+
+// New names for a list of records, oldest first: each made safe, and the second and later
+// of the records in use that share a name regardless of case numbered, with a number no
+// other name in use has.
+template<typename Record>
+QHash<qint64, QString> repairedNames(QList<Record> records)
+{
+    std::sort(records.begin(), records.end(),
+              [](const Record &a, const Record &b) { return a.id < b.id; });
+    QSet<QString> taken;
+    for (const Record &record : std::as_const(records)) {
+        if (!record.retired)
+            taken.insert(Catalogue::safeName(record.name).toCaseFolded());
+    }
+    QSet<QString> kept;
+    QHash<qint64, QString> renamed;
+    for (const Record &record : std::as_const(records)) {
+        QString name = Catalogue::safeName(record.name);
+        if (!record.retired && kept.contains(name.toCaseFolded())) {
+            QString numbered;
+            for (int n = 2;; ++n) {
+                numbered = QStringLiteral("%1 (%2)").arg(name).arg(n);
+                if (!taken.contains(numbered.toCaseFolded()))
+                    break;
+            }
+            taken.insert(numbered.toCaseFolded());
+            name = numbered;
+        }
+        if (!record.retired)
+            kept.insert(name.toCaseFolded());
+        if (name != record.name)
+            renamed.insert(record.id, name);
+    }
+    return renamed;
+}
+
+} // namespace
+
+bool Catalogue::repairNames(Sql &sql)
+{
+    Catalogue catalogue;
+    if (!catalogue.load(sql))
+        return false;
+    const QHash<qint64, QString> categories = repairedNames(catalogue.categories);
+    for (auto it = categories.constBegin(); it != categories.constEnd(); ++it) {
+        if (!sql.exec(QStringLiteral("UPDATE categories SET name = ? WHERE id = ?"),
+                      {it.value(), it.key()}))
+            return false;
+    }
+    const QHash<qint64, QString> activities = repairedNames(catalogue.activities);
+    for (auto it = activities.constBegin(); it != activities.constEnd(); ++it) {
+        if (!sql.exec(QStringLiteral("UPDATE activities SET name = ? WHERE id = ?"),
+                      {it.value(), it.key()}))
+            return false;
+    }
+    return true;
 }
 
 bool Catalogue::load(Sql &sql)

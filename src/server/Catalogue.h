@@ -43,6 +43,11 @@ struct Catalogue
     // exchange) becomes "(no name)", or the marker followed by " (renamed)".
     static QString safeName(const QString &name);
 
+    // Gives every record a name the catalogue can hold (safeName), and every second record in
+    // use whose name differs from an older one's in case only a number: "Coding (2)". For a
+    // database from before every name was checked; false when the database fails.
+    static bool repairNames(Sql &sql);
+
     // Reads the whole catalogue, categories and activities ordered by name.
     bool load(Sql &sql);
     const Category *category(qint64 id) const;

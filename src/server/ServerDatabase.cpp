@@ -1,5 +1,7 @@
 #include "ServerDatabase.h"
 
+#include "Catalogue.h"
+
 #include "platform/Clock.h"
 
 #include <QDir>
@@ -10,11 +12,17 @@ namespace {
 
 // One entry per schema version, applied in order and never changed once released: a new
 // version of the schema is a new entry. "{ID}" is an identity key column, "{BIG}" a 64-bit
-// integer.
-const char *const Migrations[] = {
+// integer. What statements cannot do is done by a function, in the same transaction.
+struct Migration
+{
+    const char *statements;
+    bool (*work)(Sql &sql) = nullptr;
+};
+
+const Migration Migrations[] = {
     // 1: users, the catalogue, devices and their id blocks, tasks with their history,
     // messages, failed sign-ins.
-    R"(CREATE TABLE users (
+    {R"(CREATE TABLE users (
            id {ID},
            name TEXT NOT NULL UNIQUE,
            password_hash TEXT NOT NULL,
@@ -91,10 +99,13 @@ const char *const Migrations[] = {
            subject TEXT PRIMARY KEY,
            failures INTEGER NOT NULL,
            window_start {BIG} NOT NULL,
-           blocked_until {BIG} NOT NULL);)",
+           blocked_until {BIG} NOT NULL);)"},
     // 2: a count of each member's exchanges, by which a server process knows whether what it
     // remembers of the member's tasks is still what the database holds.
-    R"(ALTER TABLE users ADD COLUMN task_serial {BIG} NOT NULL DEFAULT 0)",
+    {R"(ALTER TABLE users ADD COLUMN task_serial {BIG} NOT NULL DEFAULT 0)"},
+    // 3: names that no catalogue may hold, taken in before every name was checked, in the
+    // forms a device's names are taken in now.
+    {"", &Catalogue::repairNames},
 };
 
 // Any constant: it only has to be the same in every process.
@@ -319,11 +330,22 @@ bool ServerDatabase::migrate(QSqlDatabase &db, QString *error) const
         query.finish();
         bool ok = true;
         if (!applied) {
+            const Migration &migration = Migrations[version - 1];
             for (const QString &statement :
-                 splitStatements(statementFor(Migrations[version - 1], postgres))) {
+                 splitStatements(statementFor(migration.statements, postgres))) {
                 if (!query.exec(statement)) {
                     ok = false;
                     break;
+                }
+            }
+            if (ok && migration.work) {
+                Sql sql(db);
+                if (!migration.work(sql)) {
+                    *error = tr("The database schema cannot be brought up to date: %1")
+                                 .arg(sql.lastError());
+                    QSqlQuery(db).exec(QStringLiteral("ROLLBACK"));
+                    unlock();
+                    return false;
                 }
             }
             if (ok) {
