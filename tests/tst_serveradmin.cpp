@@ -42,6 +42,7 @@ private Q_SLOTS:
     void catalogue();
     void importSeedsCatalogue();
     void olderDatabaseGetsItsNamesRepaired();
+    void unusedRecordsAreDeleted();
     void backupCopiesDatabase();
     void messagesToEveryone();
     void reportRefusals();
@@ -94,10 +95,12 @@ void TestServerAdmin::helpForEveryCommand_data()
         {"category add", " NAME"},
         {"category rename", " NAME NEW-NAME"},
         {"category retire", " NAME"},
+        {"category delete", " NAME"},
         {"category list", ""},
         {"activity add", " NAME"},
         {"activity rename", " NAME NEW-NAME"},
         {"activity retire", " NAME"},
+        {"activity delete", " NAME"},
         {"activity list", ""},
         {"message send", " USER TEXT | --all TEXT"},
         {"import", " FILE"},
@@ -365,6 +368,49 @@ void TestServerAdmin::olderDatabaseGetsItsNamesRepaired()
                                        "Old one\twithdrawn\nWORK (3)\nWork\nWork (2)\n"));
     ok("activity list", QStringLiteral("--sync-end-- (renamed)\tWork\nCODING\tWork\twithdrawn\n"
                                        "Coding\tWork\ncoding (2)\tWork\n"));
+}
+
+void TestServerAdmin::unusedRecordsAreDeleted()
+{
+    QCOMPARE(run(words("user add alice"), "pass\n").status, 0);
+    ok("category add Work", QStringLiteral("Added the category Work.\n"));
+    ok("category add c", QStringLiteral("Added the category c.\n"));
+    ok("activity add Coding --category Work",
+       QStringLiteral("Added the activity Coding in the category Work.\n"));
+    ok("activity add Typo --category Work",
+       QStringLiteral("Added the activity Typo in the category Work.\n"));
+    ok("activity add Spare --category c",
+       QStringLiteral("Added the activity Spare in the category c.\n"));
+    QVERIFY(m_server->start());
+    SyncDevice device(m_server->address(), QStringLiteral("alice"), QStringLiteral("pass"));
+    device.exchange();
+    device.addTask(QStringLiteral("Coding"), QDateTime(QDate(2026, 11, 20), QTime(9, 0)),
+                   QDateTime(QDate(2026, 11, 20), QTime(10, 0)));
+    QCOMPARE(device.exchange().status, 200);
+
+    refused(words("activity delete Coding"),
+            QStringLiteral("The activity Coding has tasks, so it stays; withdraw it instead with "
+                           "\"activity retire\".\n"));
+    refused(words("category delete C"),
+            QStringLiteral("The category C has activities, so it stays; delete those first, or "
+                           "withdraw it with \"category retire\".\n"));
+    refused(words("activity delete Nothing"), QStringLiteral("There is no activity Nothing.\n"));
+    refused(words("category delete Nothing"), QStringLiteral("There is no category Nothing.\n"));
+    ok("activity delete typo", QStringLiteral("Deleted the activity typo.\n"));
+    ok("activity retire Spare", QStringLiteral("Withdrew the activity Spare.\n"));
+    ok("activity delete Spare --category c", QStringLiteral("Deleted the activity Spare.\n"));
+    ok("category delete c", QStringLiteral("Deleted the category c.\n"));
+    ok("activity list", QStringLiteral("Coding\tWork\n"));
+    ok("category list", QStringLiteral("Work\n"));
+    // A task deleted on the device keeps its activity in the history.
+    QVTask *task = device.doc.tasks.first();
+    device.doc.removeTask(task);
+    delete task;
+    QCOMPARE(device.exchange().messages.left(17), QStringLiteral("<p>1 task deleted"));
+    QVERIFY(m_server->stop());
+    refused(words("activity delete Coding"),
+            QStringLiteral("The activity Coding has tasks, so it stays; withdraw it instead with "
+                           "\"activity retire\".\n"));
 }
 
 void TestServerAdmin::backupCopiesDatabase()

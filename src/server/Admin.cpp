@@ -14,6 +14,8 @@
 #include <QFileInfo>
 #include <QTextStream>
 
+#include <algorithm>
+
 namespace {
 
 QString nowText()
@@ -291,6 +293,30 @@ int Admin::categoryRetire(const QString &name)
     return 0;
 }
 
+int Admin::categoryDelete(const QString &name)
+{
+    Transaction transaction(m_sql);
+    Catalogue catalogue;
+    if (!catalogue.load(m_sql))
+        return databaseFailed();
+    const Catalogue::Category *category = catalogue.categoryNamed(name, true);
+    if (!category)
+        return fail(tr("There is no category %1.").arg(name));
+    const std::optional<qint64> activities = m_sql.number(
+        QStringLiteral("SELECT COUNT(*) FROM activities WHERE category_id = ?"), {category->id});
+    if (!activities)
+        return databaseFailed();
+    if (*activities > 0)
+        return fail(tr("The category %1 has activities, so it stays; delete those first, or "
+                       "withdraw it with \"category retire\".")
+                        .arg(name));
+    if (!m_sql.exec(QStringLiteral("DELETE FROM categories WHERE id = ?"), {category->id})
+        || !transaction.commit())
+        return databaseFailed();
+    m_out << tr("Deleted the category %1.").arg(name) << '\n';
+    return 0;
+}
+
 int Admin::categoryList()
 {
     Catalogue catalogue;
@@ -305,21 +331,29 @@ int Admin::categoryList()
     return 0;
 }
 
-qint64 Admin::findActivity(const QString &name, const QString &category, QString *problem)
+qint64 Admin::findActivity(const QString &name, const QString &category, QString *problem,
+                           bool alsoRetired)
 {
     Catalogue catalogue;
     if (!catalogue.load(m_sql)) {
         *problem = tr("The database failed: %1").arg(m_sql.lastError());
         return 0;
     }
-    QList<qint64> found;
+    QList<const Catalogue::Activity *> found;
     for (const Catalogue::Activity &activity : std::as_const(catalogue.activities)) {
-        if (activity.retired || !QuorvelDocument::sameName(activity.name, name))
+        if ((activity.retired && !alsoRetired) || !QuorvelDocument::sameName(activity.name, name))
             continue;
         const Catalogue::Category *in = catalogue.category(activity.categoryId);
         if (!category.isEmpty() && (!in || !QuorvelDocument::sameName(in->name, category)))
             continue;
-        found.append(activity.id);
+        found.append(&activity);
+    }
+    // The one in use stands for its name; withdrawn ones share names with it and each other.
+    if (found.size() > 1) {
+        const auto inUse = std::find_if(found.cbegin(), found.cend(),
+                                        [](const Catalogue::Activity *a) { return !a->retired; });
+        if (inUse != found.cend())
+            found = {*inUse};
     }
     if (found.isEmpty()) {
         *problem = category.isEmpty()
@@ -333,7 +367,7 @@ qint64 Admin::findActivity(const QString &name, const QString &category, QString
                        .arg(name);
         return 0;
     }
-    return found.first();
+    return found.first()->id;
 }
 
 int Admin::activityAdd(const QString &typed, const QString &categoryName)
@@ -392,6 +426,31 @@ int Admin::activityRetire(const QString &name, const QString &category)
         || !transaction.commit())
         return databaseFailed();
     m_out << tr("Withdrew the activity %1.").arg(name) << '\n';
+    return 0;
+}
+
+int Admin::activityDelete(const QString &name, const QString &category)
+{
+    Transaction transaction(m_sql);
+    QString problem;
+    const qint64 id = findActivity(name, category, &problem, true);
+    if (id == 0)
+        return fail(problem);
+    // Deleted tasks and the history keep their activity too.
+    const std::optional<qint64> used = m_sql.number(
+        QStringLiteral("SELECT (SELECT COUNT(*) FROM tasks WHERE activity_id = ?) + (SELECT "
+                       "COUNT(*) FROM task_history WHERE activity_id = ?)"),
+        {id, id});
+    if (!used)
+        return databaseFailed();
+    if (*used > 0)
+        return fail(tr("The activity %1 has tasks, so it stays; withdraw it instead with "
+                       "\"activity retire\".")
+                        .arg(name));
+    if (!m_sql.exec(QStringLiteral("DELETE FROM activities WHERE id = ?"), {id})
+        || !transaction.commit())
+        return databaseFailed();
+    m_out << tr("Deleted the activity %1.").arg(name) << '\n';
     return 0;
 }
 

@@ -31,12 +31,16 @@ public:
     int categoryAdd(const QString &name);
     int categoryRename(const QString &name, const QString &newName);
     int categoryRetire(const QString &name);
+    // Only a category without activities, and an activity without tasks (also deleted ones,
+    // and none in the history), withdrawn or not.
+    int categoryDelete(const QString &name);
     int categoryList();
 
     int activityAdd(const QString &name, const QString &category);
     // category may be empty when the name alone is unambiguous.
     int activityRename(const QString &name, const QString &category, const QString &newName);
     int activityRetire(const QString &name, const QString &category);
+    int activityDelete(const QString &name, const QString &category);
     int activityList();
 
     // users empty: every user that is not disabled.
@@ -62,8 +66,10 @@ private:
     int fail(const QString &message);
     int databaseFailed();
     qint64 userId(const QString &name, bool *disabled = nullptr);
-    // The activity of that name (in that category, when given); 0 when none or several.
-    qint64 findActivity(const QString &name, const QString &category, QString *problem);
+    // The activity in use of that name (in that category, when given), else, when asked for,
+    // the one withdrawn activity of that name; 0 when none or several.
+    qint64 findActivity(const QString &name, const QString &category, QString *problem,
+                        bool alsoRetired = false);
 
     Sql &m_sql;
     QTextStream &m_out;

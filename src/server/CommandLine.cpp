@@ -391,6 +391,16 @@ QList<Command> commands()
              return admin(location, [&](Admin &a) { return a.categoryRetire(args.at(0)); });
          }});
     list.append(
+        {{QStringLiteral("category"), QStringLiteral("delete")},
+         CommandLine::tr("NAME"),
+         CommandLine::tr("Delete a category that has no activities, withdrawn or not."),
+         {},
+         1,
+         1,
+         [](const QCommandLineParser &, const QStringList &args, const ServerDatabase &location) {
+             return admin(location, [&](Admin &a) { return a.categoryDelete(args.at(0)); });
+         }});
+    list.append(
         {{QStringLiteral("category"), QStringLiteral("list")},
          QString(),
          CommandLine::tr("List the categories."),
@@ -440,6 +450,19 @@ QList<Command> commands()
                      const ServerDatabase &location) {
                      return admin(location, [&](Admin &a) {
                          return a.activityRetire(args.at(0), parser.value(category));
+                     });
+                 }});
+    list.append({{QStringLiteral("activity"), QStringLiteral("delete")},
+                 CommandLine::tr("NAME"),
+                 CommandLine::tr("Delete an activity that no task uses (nor ever did), "
+                                 "withdrawn or not."),
+                 {category},
+                 1,
+                 1,
+                 [=](const QCommandLineParser &parser, const QStringList &args,
+                     const ServerDatabase &location) {
+                     return admin(location, [&](Admin &a) {
+                         return a.activityDelete(args.at(0), parser.value(category));
                      });
                  }});
     list.append(
