@@ -9,6 +9,7 @@
 #include "SyncDevice.h"
 #include "TestEnvironment.h"
 
+#include "model/DocumentFormat.h"
 #include "platform/Clock.h"
 
 #include <QtTest>
@@ -60,6 +61,7 @@ private Q_SLOTS:
     void anotherMembersDeviceIsRefused();
     void unknownActivityKeptUnderWithdrawnOne();
     void unusableNamesAreTakenInSafeForms();
+    void flawedTasksAreKeptOutWhole();
     void failedSignInsAreLimited();
     void deviceKeepsItsBlocks();
     void namesAreEscapedInMessages();
@@ -416,6 +418,111 @@ void TestServerExchange::unusableNamesAreTakenInSafeForms()
                                   QStringLiteral("(no name)"), QStringLiteral("Tab here"),
                                   QStringLiteral("Extra"), QStringLiteral("Extra"),
                                   QStringLiteral("Coding")}));
+}
+
+void TestServerExchange::flawedTasksAreKeptOutWhole()
+{
+    SyncDevice a = device();
+    a.exchange();
+    a.addTask(QStringLiteral("Coding"), at(20, 9, 0), at(20, 9, 30));
+    QCOMPARE(a.exchange().messages, paragraph(QStringLiteral("1 task received")));
+
+    // The device's document with tasks the program itself would read with a start or stop
+    // that is no moment, or without an activity.
+    const auto document = [&](const QList<DocumentFormat::TaskRecord> &tasks) {
+        DocumentFormat::Writer out;
+        out.begin(a.doc.nextId);
+        out.count(a.doc.categories.size());
+        for (const ActivityCategory *category : std::as_const(a.doc.categories))
+            out.category(category->id, category->name, category->obsolete);
+        out.count(a.doc.activities.size());
+        for (const Activity *activity : std::as_const(a.doc.activities))
+            out.activity(activity->id, activity->name, activity->obsolete,
+                         int(a.doc.categories.indexOf(activity->category)));
+        out.count(tasks.size());
+        for (const DocumentFormat::TaskRecord &task : tasks)
+            out.task(task);
+        out.end({});
+        return out.bytes();
+    };
+    const auto record = [](int id, int activity, DocumentFormat::WallClock start,
+                           DocumentFormat::WallClock stop) {
+        DocumentFormat::TaskRecord task;
+        task.id = id;
+        task.activityPosition = activity;
+        task.start = start;
+        task.stop = stop;
+        return task;
+    };
+    const auto when = [](int year, int month, int day, int hour, int minute) {
+        DocumentFormat::WallClock clock;
+        clock.year = year;
+        clock.month = month;
+        clock.day = day;
+        clock.hour = hour;
+        clock.minute = minute;
+        return clock;
+    };
+    const int coding = int(a.doc.activities.indexOf(a.activity(QStringLiteral("Coding"))));
+    const DocumentFormat::WallClock nine = when(2026, 11, 21, 9, 0);
+    const DocumentFormat::WallClock ten = when(2026, 11, 21, 10, 0);
+    a.sentDocument = document({
+        // What the server has of it stays as it is.
+        record(1020000, coding, when(2026, 13, 20, 9, 0), when(2026, 11, 20, 9, 30)),
+        record(1020001, coding, nine, when(2026, 11, 40, 10, 0)),
+        record(1020002, coding, when(2026, 11, 21, 25, 0), ten),
+        record(1020003, coding, when(99999, 11, 21, 9, 0), ten),
+        record(1020004, 3, nine, ten),
+        record(1020005, -1, nine, ten),
+        record(1020006, coding, DocumentFormat::WallClock(), ten),
+        record(1020007, coding, when(2026, 11, 22, 9, 0), when(2026, 11, 22, 10, 0)),
+        // A running task is whole.
+        record(1020008, coding, when(2026, 11, 23, 9, 0), DocumentFormat::WallClock()),
+    });
+    const SyncDevice::Reply reply = a.exchange(false);
+    QCOMPARE(reply.status, 200);
+    QCOMPARE(reply.messages,
+             paragraph(QStringLiteral("2 tasks received"))
+                 + QStringLiteral(
+                     "<p>7 tasks of this computer cannot be taken by the server and are kept "
+                     "here only:<br>\n"
+                     "task 1020000: its start is not a valid date and time<br>\n"
+                     "task 1020001: its stop is not a valid date and time<br>\n"
+                     "task 1020002: its start is not a valid date and time<br>\n"
+                     "task 1020003: its start is not a valid date and time<br>\n"
+                     "task 1020004: it has no activity<br>\n"
+                     "task 1020005: it has no activity<br>\n"
+                     "task 1020006: its start is not a valid date and time<br>\n"
+                     "Edit or delete them here.</p>\n"));
+    QCOMPARE(m_server->history(QStringLiteral("alice")),
+             QStringList({QStringLiteral("1020000\t1\tcreated\t2026-11-20 09:00\t2026-11-20 "
+                                         "09:30\tCoding"),
+                          QStringLiteral("1020007\t1\tcreated\t2026-11-22 09:00\t2026-11-22 "
+                                         "10:00\tCoding"),
+                          QStringLiteral("1020008\t1\tcreated\t2026-11-23 09:00\t\tCoding")}));
+
+    // Another device of the member gets what the server took, and nothing of the rest.
+    SyncDevice b = device();
+    b.exchange();
+    QStringList ids;
+    for (const QVTask *task : std::as_const(b.doc.tasks))
+        ids << QString::number(task->id);
+    QCOMPARE(ids, QStringList({QStringLiteral("1020000"), QStringLiteral("1020007"),
+                               QStringLiteral("1020008")}));
+    QCOMPARE(b.task(1020000)->start(), at(20, 9, 0));
+
+    // Set right, a task is taken as any other.
+    a.sentDocument = document({
+        record(1020000, coding, when(2026, 13, 20, 9, 0), when(2026, 11, 20, 9, 30)),
+        record(1020001, coding, nine, ten),
+        record(1020007, coding, when(2026, 11, 22, 9, 0), when(2026, 11, 22, 10, 0)),
+        record(1020008, coding, when(2026, 11, 23, 9, 0), DocumentFormat::WallClock()),
+    });
+    QCOMPARE(a.exchange(false).messages,
+             paragraph(QStringLiteral("1 task received"))
+                 + QStringLiteral("<p>A task of this computer cannot be taken by the server and "
+                                  "is kept here only:<br>\ntask 1020000: its start is not a "
+                                  "valid date and time<br>\nEdit or delete it here.</p>\n"));
 }
 
 void TestServerExchange::failedSignInsAreLimited()

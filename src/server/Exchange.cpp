@@ -46,12 +46,17 @@ constexpr int NamedTasksPerNotice = 10;
 
 struct RequestTask
 {
+    // What keeps a task from being taken: the program would read it with a start or stop that
+    // is no moment, or without its activity.
+    enum class Flaw { None, Start, Stop, Activity };
+
     int id = 0;
     int activityPosition = -1;
     qint64 start = 0;
     qint64 stop = 0;
     qint64 stamp = 0;
     bool synchronised = false;
+    Flaw flaw = Flaw::None;
 };
 
 // Reads the device's document without building the program's objects and without dropping
@@ -124,6 +129,13 @@ public:
         task.stop = StoredTime::pack(record.stop, false);
         task.stamp = StoredTime::pack(record.stamp, true);
         task.synchronised = record.synchronised;
+        // The activities come before the tasks, so their number is known here.
+        if (task.start == 0)
+            task.flaw = RequestTask::Flaw::Start;
+        else if (task.stop == 0 && !record.stop.isNull())
+            task.flaw = RequestTask::Flaw::Stop;
+        else if (task.activityPosition < 0 || task.activityPosition >= int(activities.size()))
+            task.flaw = RequestTask::Flaw::Activity;
         tasks.push_back(task);
         return true;
     }
@@ -289,6 +301,7 @@ private:
     void noticeCatalogueChanges();
     bool takeQueuedMessages();
     QString taskLine(const StoredTask &task) const;
+    static QString flawLine(const RequestTask &task);
     QString summary() const;
 
     Sql &m_sql;
@@ -329,6 +342,7 @@ private:
     QStringList m_unknownActivities;
     QStringList m_deletedElsewhere;
     QStringList m_changedElsewhere;
+    QStringList m_flawed;
     QString m_queued;
 
     QByteArray m_reply;
@@ -362,6 +376,12 @@ bool Session::run(QString *failure)
                     + QStringLiteral("<br>\n");
         text += (single ? adviceOne : adviceMany) + QStringLiteral("</p>\n");
     };
+    taskNotice(m_flawed,
+               tr("A task of this computer cannot be taken by the server and is kept here "
+                  "only:"),
+               tr("%1 tasks of this computer cannot be taken by the server and are kept here "
+                  "only:"),
+               tr("Edit or delete it here."), tr("Edit or delete them here."));
     taskNotice(m_deletedElsewhere, tr("A task was deleted on another computer and is still here:"),
                tr("%1 tasks were deleted on another computer and are still here:"),
                tr("Delete it here too."), tr("Delete them here too."));
@@ -631,6 +651,12 @@ bool Session::takeTasks()
         if (lastOf.value(task.id) != i)
             continue;
         m_listed.insert(task.id);
+        if (task.flaw != RequestTask::Flaw::None) {
+            // Kept out whole; what the server has of the task, and what the device last sent,
+            // stay as they are.
+            m_flawed.append(flawLine(task));
+            continue;
+        }
         bool ok = true;
         const qint64 activityId = catalogueActivityOf(task.activityPosition, &ok);
         if (!ok)
@@ -956,6 +982,21 @@ QString Session::taskLine(const StoredTask &task) const
     if (stop.isValid())
         when += QStringLiteral("\u2013") + stop.toString(QStringLiteral("hh:mm"));
     return QStringLiteral("%1 %2").arg(when, name.toHtmlEscaped());
+}
+
+QString Session::flawLine(const RequestTask &task)
+{
+    switch (task.flaw) {
+    case RequestTask::Flaw::Start:
+        return tr("task %1: its start is not a valid date and time").arg(task.id);
+    case RequestTask::Flaw::Stop:
+        return tr("task %1: its stop is not a valid date and time").arg(task.id);
+    case RequestTask::Flaw::Activity:
+        return tr("task %1: it has no activity").arg(task.id);
+    case RequestTask::Flaw::None:
+        break;
+    }
+    return QString();
 }
 
 QString Session::summary() const

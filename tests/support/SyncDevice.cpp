@@ -18,7 +18,9 @@ SyncDevice::Reply SyncDevice::exchange(bool keep)
     socket.connectToHost(server.host, server.port);
     if (!socket.waitForConnected(10000))
         return reply;
-    socket.write(SyncProtocol::buildRequest(doc.getDocumentString(),
+    socket.write(SyncProtocol::buildRequest(sentDocument.isEmpty()
+                                                ? doc.getDocumentString()
+                                                : QString::fromUtf8(sentDocument),
                                             QDateTime(QDate(2026, 11, 21), QTime(9, 30)), m_address,
                                             user, password, 4711));
     QByteArray received;

@@ -18,6 +18,9 @@ public:
     QString user;
     QString password;
     QuorvelDocument doc;
+    // When set, the document string sent instead of doc's (for records the program would
+    // never write).
+    QByteArray sentDocument;
 
     struct Reply
     {
