@@ -150,9 +150,6 @@ void TestServerAdmin::badUsage_data()
     QTest::newRow("bad format") << words(
         "report summary --from 2026-11-01 --to 2026-12-01 --format xml")
                                 << QStringLiteral("--format takes html or csv.\n") + tryHelp;
-    QTest::newRow("both stores") << words("user list --database postgresql://a@b/c")
-                                 << QStringLiteral("Give either --data or --database, not both.\n")
-                                        + tryHelp;
     QTest::newRow("bad listen") << words("serve --listen nowhere")
                                 << QStringLiteral("--listen nowhere is not an address and port: "
                                                   "write it as ADDRESS:PORT, for instance "

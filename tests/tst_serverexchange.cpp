@@ -14,7 +14,9 @@
 
 #include <QtTest>
 
+#include <map>
 #include <memory>
+#include <set>
 
 namespace {
 
@@ -64,6 +66,7 @@ private Q_SLOTS:
     void flawedTasksAreKeptOutWhole();
     void failedSignInsAreLimited();
     void deviceKeepsItsBlocks();
+    void restoredBackupLosesNothing();
     void namesAreEscapedInMessages();
     void unknownDeletedIdsAreTaken();
 
@@ -79,6 +82,7 @@ private:
     }
 
     ServerStores m_stores;
+    QStringList m_storage;
     std::unique_ptr<ServerProcess> m_server;
 };
 
@@ -100,6 +104,7 @@ void TestServerExchange::init()
     const QStringList storage = m_stores.create(backend, &skip);
     if (storage.isEmpty())
         QSKIP(qPrintable(skip));
+    m_storage = storage;
     m_server = std::make_unique<ServerProcess>(storage);
     QVERIFY(m_server->addUser(QStringLiteral("alice"), QStringLiteral("alice-secret")));
     QVERIFY(m_server->addUser(QStringLiteral("bob"), QStringLiteral("bob-secret")));
@@ -588,6 +593,104 @@ void TestServerExchange::deviceKeepsItsBlocks()
     SyncDevice b = device();
     b.exchange();
     QCOMPARE(b.doc.nextId, 1080000);
+}
+
+void TestServerExchange::restoredBackupLosesNothing()
+{
+    QTemporaryDir folder;
+    const QString backup = folder.filePath(QStringLiteral("backup"));
+    SyncDevice a1 = device();
+    SyncDevice b1 = device(QStringLiteral("bob"));
+    int minute = 0;
+    const auto work = [&](SyncDevice &d) {
+        ++minute;
+        d.addTask(QStringLiteral("Coding"), at(1 + minute / 20, 8, minute % 20 * 2),
+                  at(1 + minute / 20, 8, minute % 20 * 2 + 1));
+        const SyncDevice::Reply reply = d.exchange();
+        QCOMPARE(reply.status, 200);
+    };
+    for (SyncDevice *d : {&a1, &b1}) {
+        QCOMPARE(d->exchange().status, 200);
+        work(*d);
+    }
+    QString problem;
+    QVERIFY2(m_stores.backUp(*m_server, m_storage, backup, &problem), qPrintable(problem));
+
+    // After the backup: new devices of both members, more tasks, and a new activity.
+    SyncDevice a2 = device();
+    SyncDevice b2 = device(QStringLiteral("bob"));
+    for (SyncDevice *d : {&a2, &b2}) {
+        QCOMPARE(d->exchange().status, 200);
+        work(*d);
+    }
+    admin({QStringLiteral("activity"), QStringLiteral("add"), QStringLiteral("Review"),
+           QStringLiteral("--category"), QStringLiteral("Work")});
+    work(a1);
+    work(b1);
+    QVERIFY(a1.activity(QStringLiteral("Review")));
+    const int review = a1.activity(QStringLiteral("Review"))->id;
+    a1.addTask(QStringLiteral("Review"), at(10, 9, 0), at(10, 10, 0));
+    QCOMPARE(a1.exchange().status, 200);
+
+    // The backup put back as an administrator would, with the server stopped.
+    QVERIFY(m_server->stop());
+    QVERIFY2(m_stores.putBack(m_storage, backup, &problem), qPrintable(problem));
+    QVERIFY(m_server->start());
+    QVERIFY(m_server->log().contains(QStringLiteral(
+        "quorvel-server: the database had handed out fewer ids than the server's record of "
+        "them says (it came back from a backup): its counters now start after them, so no id "
+        "is handed out twice\n")));
+    admin({QStringLiteral("activity"), QStringLiteral("add"), QStringLiteral("Other"),
+           QStringLiteral("--category"), QStringLiteral("Work")});
+
+    // New devices first: they must not be given a block that a device still holds.
+    SyncDevice a3 = device();
+    SyncDevice b3 = device(QStringLiteral("bob"));
+    std::vector<SyncDevice *> devices = {&a1, &b1, &a2, &b2, &a3, &b3};
+    for (SyncDevice *d : {&a3, &b3}) {
+        QCOMPARE(d->exchange().status, 200);
+        work(*d);
+    }
+    // The catalogue's ids go on after those handed out before, too.
+    QVERIFY(a3.activity(QStringLiteral("Other")));
+    QVERIFY(a3.activity(QStringLiteral("Other"))->id > review);
+    // Then every device, twice, so that each takes in what the others sent: none is refused.
+    for (int round = 0; round < 2; ++round) {
+        for (SyncDevice *d : devices) {
+            d->setAddress(m_server->address());
+            const SyncDevice::Reply reply = d->exchange();
+            QVERIFY2(reply.status == 200, qPrintable(reply.messages));
+        }
+    }
+    std::set<int> blocks;
+    for (const SyncDevice *d : devices)
+        QVERIFY2(blocks.insert(d->doc.nextId / 20000).second, "two devices share a block");
+
+    // Every task each member made, on every device of the member, once and as made.
+    for (const QString &member : {QStringLiteral("alice"), QStringLiteral("bob")}) {
+        std::map<int, QString> made;
+        for (const SyncDevice *d : devices) {
+            if (d->user != member)
+                continue;
+            for (const QVTask *task : std::as_const(d->doc.tasks)) {
+                const QString what = task->start().toString(Qt::ISODate) + task->activityName();
+                if (!task->synchronised)
+                    QVERIFY2(made.emplace(task->id, what).second, "an id made twice");
+            }
+        }
+        QCOMPARE(int(made.size()), member == QLatin1String("alice") ? 5 : 4);
+        for (const SyncDevice *d : devices) {
+            if (d->user != member)
+                continue;
+            QCOMPARE(int(d->doc.tasks.size()), int(made.size()));
+            for (const QVTask *task : std::as_const(d->doc.tasks)) {
+                QCOMPARE(task->start().toString(Qt::ISODate) + task->activityName(),
+                         made.at(task->id));
+            }
+        }
+        for (const QString &line : m_server->history(member))
+            QVERIFY2(line.contains(QStringLiteral("\tcreated\t")), qPrintable(line));
+    }
 }
 
 void TestServerExchange::namesAreEscapedInMessages()

@@ -1,8 +1,10 @@
 // The group server's small parts on their own: database addresses, the request body's lines,
-// the reply body, and task times as the server stores them.
+// the reply body, task times as the server stores them, and the blocks of ids with their
+// record outside the database.
 
 #include "TestEnvironment.h"
 
+#include "IdBlocks.h"
 #include "ServerDatabase.h"
 #include "StoredTime.h"
 #include "sync/SyncProtocol.h"
@@ -24,6 +26,7 @@ private Q_SLOTS:
     void replyBody();
     void storedTime_data();
     void storedTime();
+    void idBlocksStartAfterTheirRecord();
 };
 
 void TestServerParts::databaseAddress_data()
@@ -194,6 +197,66 @@ void TestServerParts::storedTime()
     QCOMPARE(QList<int>({back.year, back.month, back.day, back.hour, back.minute, back.second}),
              QList<int>({when.year, when.month, when.day, when.hour, when.minute,
                          withSeconds ? when.second : 0}));
+}
+
+void TestServerParts::idBlocksStartAfterTheirRecord()
+{
+    QTemporaryDir folder;
+    const ServerDatabase location = ServerDatabase::sqliteIn(folder.path());
+    const QString connection = QStringLiteral("parts");
+    QString error;
+    QVERIFY2(location.open(connection, &error), qPrintable(error));
+    {
+        QSqlDatabase db = QSqlDatabase::database(connection, false);
+        QVERIFY2(location.migrate(db, &error), qPrintable(error));
+        Sql sql(db);
+        const auto block = [&](qint64 expected) {
+            Transaction transaction(sql);
+            IdBlocks ids(sql, folder.path());
+            qint64 first = 0;
+            qint64 last = 0;
+            QVERIFY2(ids.allocateBlock(1, 0, &first, &last), qPrintable(ids.error()));
+            QVERIFY(transaction.commit());
+            QCOMPARE(first, expected);
+            QCOMPARE(last, expected + IdBlocks::BlockSize - 1);
+        };
+        QVERIFY(sql.exec(QStringLiteral("INSERT INTO users (id, name, password_hash, "
+                                        "created_at) VALUES (1, 'alice', 'x', 'now')")));
+        block(1000000);
+        block(1020000);
+        const QStringList marks
+            = QDir(folder.path()).entryList({QStringLiteral("handed-out-ids.*")}, QDir::Files);
+        QCOMPARE(marks.size(), 1);
+        const QString mark = folder.filePath(marks.first());
+        QCOMPARE(QFileInfo(mark).permissions() & ~(QFileDevice::ReadUser | QFileDevice::WriteUser),
+                 QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+
+        // The database put back to before both blocks: the record still knows them.
+        QVERIFY(sql.exec(QStringLiteral("DELETE FROM id_blocks")));
+        QVERIFY(sql.exec(QStringLiteral("UPDATE counters SET value = 1000000 WHERE name = "
+                                        "'next_block'")));
+        block(1040000);
+        // A write cut short spoils one copy of the record; the other still counts.
+        QVERIFY(sql.exec(QStringLiteral("DELETE FROM id_blocks")));
+        QVERIFY(sql.exec(QStringLiteral("UPDATE counters SET value = 1000000 WHERE name = "
+                                        "'next_block'")));
+        {
+            QFile file(mark);
+            QVERIFY(file.open(QIODevice::ReadWrite));
+            QVERIFY(file.seek(7));
+            QVERIFY(file.write("9") == 1);
+        }
+        block(1060000);
+        // A block that a device holds is never handed out, also above the counters.
+        QVERIFY(sql.exec(QStringLiteral("INSERT INTO id_blocks (first_id, last_id, user_id) "
+                                        "VALUES (1080000, 1099999, 1)")));
+        block(1100000);
+        QCOMPARE(IdBlocks::blockOf(999999), 0);
+        QCOMPARE(IdBlocks::blockOf(1000000), 1000000);
+        QCOMPARE(IdBlocks::blockOf(1039999), 1020000);
+        QCOMPARE(IdBlocks::blockOf(2147483647), 0);
+    }
+    ServerDatabase::close(connection);
 }
 
 QUORVEL_TEST_GUILESS_MAIN(TestServerParts)

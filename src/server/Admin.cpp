@@ -1,6 +1,7 @@
 #include "Admin.h"
 
 #include "Catalogue.h"
+#include "IdBlocks.h"
 #include "Passwords.h"
 #include "ServerDatabase.h"
 #include "StoredTime.h"
@@ -47,8 +48,9 @@ public:
 
 } // namespace
 
-Admin::Admin(Sql &sql, QTextStream &out, QTextStream &err)
+Admin::Admin(Sql &sql, const QString &stateFolder, QTextStream &out, QTextStream &err)
     : m_sql(sql)
+    , m_stateFolder(stateFolder)
     , m_out(out)
     , m_err(err)
 {}
@@ -63,6 +65,11 @@ int Admin::fail(const QString &message)
 int Admin::databaseFailed()
 {
     return fail(tr("The database failed: %1").arg(m_sql.lastError()));
+}
+
+int Admin::idsFailed(const IdBlocks &ids)
+{
+    return ids.error().isEmpty() ? databaseFailed() : fail(ids.error());
 }
 
 qint64 Admin::userId(const QString &name, bool *disabled)
@@ -243,7 +250,10 @@ int Admin::categoryAdd(const QString &typed)
         return databaseFailed();
     if (const Catalogue::Category *existing = catalogue.categoryNamed(name, false))
         return fail(tr("A category named %1 already exists.").arg(existing->name));
-    if (Catalogue::addCategory(m_sql, name, false, nowText()) == 0 || !transaction.commit())
+    IdBlocks ids(m_sql, m_stateFolder);
+    if (Catalogue::addCategory(m_sql, ids, name, false, nowText()) == 0)
+        return idsFailed(ids);
+    if (!transaction.commit())
         return databaseFailed();
     m_out << tr("Added the category %1.").arg(name) << '\n';
     return 0;
@@ -385,8 +395,10 @@ int Admin::activityAdd(const QString &typed, const QString &categoryName)
     // Names are unique among the activities in use, as on the desktop.
     if (const Catalogue::Activity *existing = catalogue.activityNamed(name, false))
         return fail(tr("An activity named %1 already exists.").arg(existing->name));
-    if (Catalogue::addActivity(m_sql, name, category->id, false, nowText()) == 0
-        || !transaction.commit())
+    IdBlocks ids(m_sql, m_stateFolder);
+    if (Catalogue::addActivity(m_sql, ids, name, category->id, false, nowText()) == 0)
+        return idsFailed(ids);
+    if (!transaction.commit())
         return databaseFailed();
     m_out << tr("Added the activity %1 in the category %2.").arg(name, category->name) << '\n';
     return 0;
@@ -522,6 +534,7 @@ int Admin::import(const QString &file)
     if (!catalogue.load(m_sql))
         return databaseFailed();
     const QString now = nowText();
+    IdBlocks ids(m_sql, m_stateFolder);
     int categoriesAdded = 0;
     int activitiesAdded = 0;
     int present = 0;
@@ -539,9 +552,9 @@ int Admin::import(const QString &file)
             ++present;
             continue;
         }
-        const qint64 id = Catalogue::addCategory(m_sql, name, false, now);
+        const qint64 id = Catalogue::addCategory(m_sql, ids, name, false, now);
         if (id == 0)
-            return databaseFailed();
+            return idsFailed(ids);
         categoryIds.insert(name.toCaseFolded(), id);
         ++categoriesAdded;
     }
@@ -565,8 +578,8 @@ int Admin::import(const QString &file)
             ++present;
             continue;
         }
-        if (Catalogue::addActivity(m_sql, name, categoryId, false, now) == 0)
-            return databaseFailed();
+        if (Catalogue::addActivity(m_sql, ids, name, categoryId, false, now) == 0)
+            return idsFailed(ids);
         activityNames.insert(name.toCaseFolded());
         ++activitiesAdded;
     }

@@ -5,6 +5,7 @@
 #include <QString>
 #include <QStringList>
 
+class IdBlocks;
 class QuorvelDocument;
 class QTextStream;
 class Sql;
@@ -17,7 +18,9 @@ class Admin
     Q_DECLARE_TR_FUNCTIONS(Admin)
 
 public:
-    Admin(Sql &sql, QTextStream &out, QTextStream &err);
+    // stateFolder: where the server keeps its records beside the database
+    // (ServerDatabase::stateFolder).
+    Admin(Sql &sql, const QString &stateFolder, QTextStream &out, QTextStream &err);
 
     // 0 when the user exists (or, with exists false, when it does not); else the refusal.
     int checkUser(const QString &name, bool exists);
@@ -65,6 +68,8 @@ private:
     int refuseUserName(const QString &typed);
     int fail(const QString &message);
     int databaseFailed();
+    // The refusal for a failed IdBlocks call, or for the database.
+    int idsFailed(const IdBlocks &ids);
     qint64 userId(const QString &name, bool *disabled = nullptr);
     // The activity in use of that name (in that category, when given), else, when asked for,
     // the one withdrawn activity of that name; 0 when none or several.
@@ -72,6 +77,7 @@ private:
                         bool alsoRetired = false);
 
     Sql &m_sql;
+    QString m_stateFolder;
     QTextStream &m_out;
     QTextStream &m_err;
 };

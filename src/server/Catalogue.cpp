@@ -1,5 +1,6 @@
 #include "Catalogue.h"
 
+#include "IdBlocks.h"
 #include "ServerDatabase.h"
 
 #include "model/QuorvelDocument.h"
@@ -7,8 +8,6 @@
 #include <QSet>
 
 #include <algorithm>
-#include <climits>
-#include <utility>
 
 QString Catalogue::safeName(const QString &name)
 {
@@ -155,66 +154,17 @@ const Catalogue::Activity *Catalogue::activityNamed(const QString &name, bool al
     return findNamed(activities, name, alsoRetired, [](const Activity &) { return true; });
 }
 
-bool Catalogue::allocateBlock(Sql &sql, qint64 userId, qint64 deviceId, qint64 *first, qint64 *last,
-                              bool *exhausted)
-{
-    *exhausted = false;
-    const std::optional<qint64> end = sql.number(
-        QStringLiteral("UPDATE counters SET value = value + ? WHERE name = 'next_block' "
-                       "RETURNING value"),
-        {BlockSize});
-    if (!end)
-        return false;
-    *first = *end - BlockSize;
-    *last = *end - 1;
-    // Ids are ints in the document.
-    if (*last > INT_MAX) {
-        *exhausted = true;
-        return false;
-    }
-    return sql.exec(QStringLiteral("INSERT INTO id_blocks (first_id, last_id, user_id, device_id) "
-                                   "VALUES (?, ?, ?, ?)"),
-                    {*first, *last, Sql::idOrNull(userId), Sql::idOrNull(deviceId)});
-}
-
 bool Catalogue::lock(Sql &sql)
 {
     return sql.exec(
         QStringLiteral("UPDATE counters SET value = value WHERE name = 'catalogue_next'"));
 }
 
-bool Catalogue::allocateId(Sql &sql, qint64 *id, bool *exhausted)
-{
-    *exhausted = false;
-    const std::optional<qint64> next = sql.number(QStringLiteral(
-        "UPDATE counters SET value = value + 1 WHERE name = 'catalogue_next' RETURNING value"));
-    const std::optional<qint64> end
-        = sql.number(QStringLiteral("SELECT value FROM counters WHERE name = 'catalogue_end'"));
-    if (!next || !end)
-        return false;
-    if (*next - 1 <= *end) {
-        *id = *next - 1;
-        return true;
-    }
-    qint64 first = 0;
-    qint64 last = 0;
-    if (!allocateBlock(sql, 0, 0, &first, &last, exhausted))
-        return false;
-    for (const auto &[name, value] : {std::pair(QStringLiteral("catalogue_next"), first + 1),
-                                      std::pair(QStringLiteral("catalogue_end"), last)}) {
-        if (!sql.exec(QStringLiteral("UPDATE counters SET value = ? WHERE name = ?"),
-                      {value, name}))
-            return false;
-    }
-    *id = first;
-    return true;
-}
-
-qint64 Catalogue::addCategory(Sql &sql, const QString &name, bool retired, const QString &now)
+qint64 Catalogue::addCategory(Sql &sql, IdBlocks &ids, const QString &name, bool retired,
+                              const QString &now)
 {
     qint64 id = 0;
-    bool exhausted = false;
-    if (!allocateId(sql, &id, &exhausted)
+    if (!ids.allocateId(&id)
         || !sql.exec(QStringLiteral("INSERT INTO categories (id, name, retired, created_at) "
                                     "VALUES (?, ?, ?, ?)"),
                      {id, name, retired ? 1 : 0, now}))
@@ -222,12 +172,11 @@ qint64 Catalogue::addCategory(Sql &sql, const QString &name, bool retired, const
     return id;
 }
 
-qint64 Catalogue::addActivity(Sql &sql, const QString &name, qint64 categoryId, bool retired,
-                              const QString &now)
+qint64 Catalogue::addActivity(Sql &sql, IdBlocks &ids, const QString &name, qint64 categoryId,
+                              bool retired, const QString &now)
 {
     qint64 id = 0;
-    bool exhausted = false;
-    if (!allocateId(sql, &id, &exhausted)
+    if (!ids.allocateId(&id)
         || !sql.exec(QStringLiteral("INSERT INTO activities (id, name, category_id, retired, "
                                     "created_at) VALUES (?, ?, ?, ?, ?)"),
                      {id, name, Sql::idOrNull(categoryId), retired ? 1 : 0, now}))

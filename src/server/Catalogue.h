@@ -4,15 +4,11 @@
 #include <QList>
 #include <QString>
 
+class IdBlocks;
 class Sql;
 
-// The team's categories and activities as the server keeps them, and the ids they and the
-// devices draw from.
-//
-// Ids come in blocks from one counter: the catalogue draws its ids from blocks of its own, and
-// every device is given a block of its own as its next id, from which it numbers its tasks.
-// So a device never numbers a task with an id that another device or the catalogue uses, and
-// the block a device's next id lies in tells the server which device is speaking.
+// The team's categories and activities as the server keeps them. Their ids come from the
+// catalogue's own blocks of ids (IdBlocks).
 struct Catalogue
 {
     struct Category
@@ -28,10 +24,6 @@ struct Catalogue
         qint64 categoryId = 0; // 0: none
         bool retired = false;
     };
-
-    static constexpr qint64 BlockSize = 20000;
-    // A device is given a new block when fewer ids than this are left in its own.
-    static constexpr qint64 BlockReserve = 2000;
 
     QList<Category> categories;
     QList<Activity> activities;
@@ -60,18 +52,13 @@ struct Catalogue
     // The same for an activity in a category of that name (empty: in none), withdrawn or not.
     const Activity *activityIn(const QString &name, const QString &categoryName) const;
 
-    // A new block of ids for a device of a user, or for the catalogue (userId and deviceId
-    // 0). False when the database fails or the id range is used up (then *exhausted).
-    static bool allocateBlock(Sql &sql, qint64 userId, qint64 deviceId, qint64 *first, qint64 *last,
-                              bool *exhausted);
     // Holds the catalogue's counter until the transaction ends, so that two exchanges adding
     // the same record one after the other see each other's.
     static bool lock(Sql &sql);
-    // The next id for a category or activity; it holds the counter as lock() does.
-    static bool allocateId(Sql &sql, qint64 *id, bool *exhausted);
 
     // Adds a record with a new id; returns its id or 0.
-    static qint64 addCategory(Sql &sql, const QString &name, bool retired, const QString &now);
-    static qint64 addActivity(Sql &sql, const QString &name, qint64 categoryId, bool retired,
+    static qint64 addCategory(Sql &sql, IdBlocks &ids, const QString &name, bool retired,
                               const QString &now);
+    static qint64 addActivity(Sql &sql, IdBlocks &ids, const QString &name, qint64 categoryId,
+                              bool retired, const QString &now);
 };

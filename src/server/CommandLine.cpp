@@ -2,6 +2,7 @@
 
 #include "Admin.h"
 #include "ExchangeServer.h"
+#include "IdBlocks.h"
 #include "ServerDatabase.h"
 
 #include <QCommandLineParser>
@@ -109,7 +110,8 @@ QCommandLineOption dataOption()
 {
     return QCommandLineOption(QStringLiteral("data"),
                               CommandLine::tr("Keep the data in the SQLite database of FOLDER "
-                                              "(default: %1).")
+                                              "(default: %1); with --database, keep there the "
+                                              "server's record of the ids it has handed out.")
                                   .arg(ServerDatabase::defaultDataFolder()),
                               CommandLine::tr("FOLDER"));
 }
@@ -151,7 +153,7 @@ int withDatabase(const ServerDatabase &location,
 int admin(const ServerDatabase &location, const std::function<int(Admin &)> &body)
 {
     return withDatabase(location, [&](Sql &sql, const ServerDatabase &) {
-        Admin admin(sql, out(), err());
+        Admin admin(sql, location.stateFolder(), out(), err());
         return body(admin);
     });
 }
@@ -213,8 +215,27 @@ int serve(const QCommandLineParser &parser, const ServerDatabase &location,
     options.requestTimeoutMs = seconds * 1000;
     options.maxRequestBytes = qint64(mib) * 1024 * 1024;
 
-    // The schema first, once, before any worker connects.
-    const int migrated = withDatabase(location, [](Sql &, const ServerDatabase &) { return 0; });
+    // The schema first, once, before any worker connects; and the counters of ids handed out
+    // never below the server's record of them, whatever put the database back.
+    const int migrated = withDatabase(location, [](Sql &sql, const ServerDatabase &store) {
+        Transaction transaction(sql);
+        IdBlocks ids(sql, store.stateFolder());
+        bool raised = false;
+        if (!transaction.isOpen() || !ids.reconcile(&raised) || !transaction.commit()) {
+            err() << (ids.error().isEmpty() ? CommandLine::tr("The database failed: %1")
+                                                  .arg(sql.lastError())
+                                            : ids.error())
+                  << '\n';
+            return 1;
+        }
+        if (raised)
+            err() << CommandLine::tr("quorvel-server: the database had handed out fewer ids "
+                                     "than the server's record of them says (it came back from "
+                                     "a backup): its counters now start after them, so no id "
+                                     "is handed out twice")
+                  << '\n';
+        return 0;
+    });
     if (migrated != 0)
         return 1;
 
@@ -686,12 +707,13 @@ int CommandLine::run()
     }
 
     ServerDatabase location;
-    if (parser.isSet(data) && parser.isSet(database))
-        return usage(tr("Give either --data or --database, not both."));
     if (parser.isSet(database)) {
         QString error;
         if (!ServerDatabase::fromUrl(parser.value(database), &location, &error))
             return usage(error);
+        // The server's own records beside a PostgreSQL database.
+        if (parser.isSet(data))
+            location.setStateFolder(parser.value(data));
     } else {
         location = ServerDatabase::sqliteIn(
             parser.isSet(data) ? parser.value(data) : ServerDatabase::defaultDataFolder());

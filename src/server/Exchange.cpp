@@ -1,6 +1,7 @@
 #include "Exchange.h"
 
 #include "Catalogue.h"
+#include "IdBlocks.h"
 #include "Passwords.h"
 #include "ServerDatabase.h"
 #include "StoredTime.h"
@@ -248,9 +249,10 @@ class Session
     Q_DECLARE_TR_FUNCTIONS(Exchange)
 
 public:
-    Session(Sql &sql, qint64 userId, const RequestDocument &request, TaskCache *cache,
-            qint64 serial)
+    Session(Sql &sql, const QString &stateFolder, qint64 userId, const RequestDocument &request,
+            TaskCache *cache, qint64 serial)
         : m_sql(sql)
+        , m_ids(sql, stateFolder)
         , m_userId(userId)
         , m_request(request)
         , m_now(nowText())
@@ -282,6 +284,9 @@ public:
     QByteArray replyDocument() const { return m_reply; }
     QString messages() const { return m_messages; }
     int recordsOut() const { return m_recordsOut; }
+    // Why the exchange could not go on when the database did not fail: the server's record
+    // of the ids it has handed out could not be used. For the log.
+    QString problem() const { return m_ids.error(); }
 
 private:
     bool resolveDevice(QString *failure);
@@ -305,6 +310,7 @@ private:
     QString summary() const;
 
     Sql &m_sql;
+    IdBlocks m_ids;
     qint64 m_userId;
     const RequestDocument &m_request;
     QString m_now;
@@ -429,7 +435,7 @@ bool Session::resolveDevice(QString *failure)
     bool newBlock = false;
     if (found && blockUser == m_userId && blockDevice != 0) {
         m_device = blockDevice;
-        newBlock = next > blockLast - Catalogue::BlockReserve;
+        newBlock = next > blockLast - IdBlocks::BlockReserve;
     } else if (found && !m_request.isEmpty()) {
         // Another member's device, or a next id from the catalogue's range: its tasks are not
         // this member's to take.
@@ -450,16 +456,16 @@ bool Session::resolveDevice(QString *failure)
     m_replyNextId = int(next);
     if (newBlock) {
         qint64 first = 0, last = 0;
-        bool exhausted = false;
-        if (!Catalogue::allocateBlock(m_sql, m_userId, m_device, &first, &last, &exhausted)) {
-            if (exhausted)
+        if (!m_ids.allocateBlock(m_userId, m_device, &first, &last)) {
+            if (m_ids.exhausted())
                 *failure = tr("The server has no ids left to hand out. Please tell your team "
                               "lead.");
             return false;
         }
         m_replyNextId = int(first);
     }
-    return true;
+    return m_sql.exec(QStringLiteral("UPDATE devices SET last_exchange_at = ? WHERE id = ?"),
+                      {m_now, m_device});
 }
 
 bool Session::loadTasks()
@@ -614,13 +620,13 @@ qint64 Session::catalogueActivityOf(int position, bool *ok)
         if (inCategory) {
             const Catalogue::Category *category = m_catalogue.categoryNamed(categoryName, true);
             categoryId = category ? category->id
-                                  : Catalogue::addCategory(m_sql, categoryName, true, m_now);
+                                  : Catalogue::addCategory(m_sql, m_ids, categoryName, true, m_now);
             if (categoryId == 0) {
                 *ok = false;
                 return 0;
             }
         }
-        id = Catalogue::addActivity(m_sql, name, categoryId, true, m_now);
+        id = Catalogue::addActivity(m_sql, m_ids, name, categoryId, true, m_now);
         if (id == 0 || !m_catalogue.load(m_sql)) {
             *ok = false;
             return 0;
@@ -1034,8 +1040,10 @@ QString Session::summary() const
 
 } // namespace
 
-Exchange::Exchange(Sql &sql, Passwords &passwords, const ExchangeLimits &limits, TaskCache *cache)
+Exchange::Exchange(Sql &sql, const QString &stateFolder, Passwords &passwords,
+                   const ExchangeLimits &limits, TaskCache *cache)
     : m_sql(sql)
+    , m_stateFolder(stateFolder)
     , m_passwords(passwords)
     , m_limits(limits)
     , m_cache(cache)
@@ -1174,11 +1182,14 @@ ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
             return refuse(403, "wrong-credentials", wrongText);
     }
 
-    Session session(m_sql, userId, request, m_cache, serial);
+    Session session(m_sql, m_stateFolder, userId, request, m_cache, serial);
     QString failure;
     if (!session.run(&failure)) {
-        return failure.isEmpty() ? refuse(503, "database", unavailable)
-                                 : refuse(409, "device", failure);
+        if (!failure.isEmpty())
+            return refuse(409, "device", failure);
+        ExchangeOutcome outcome = refuse(503, "database", unavailable);
+        outcome.problem = session.problem();
+        return outcome;
     }
     // The member's tasks may have changed: what any process remembers of them is stale now.
     if (!m_sql.exec(QStringLiteral("UPDATE users SET last_exchange_at = ?, task_serial = "

@@ -34,6 +34,8 @@ struct ExchangeOutcome
     int recordsOut = 0;
     // "complete", or "refused:<reason>".
     QString result;
+    // What went wrong on the server's side, for the log only.
+    QString problem;
 };
 
 // One exchange with a member's device, from the request body to the reply body.
@@ -54,10 +56,11 @@ class Exchange
     Q_DECLARE_TR_FUNCTIONS(Exchange)
 
 public:
-    // cache, when given, keeps members' tasks between exchanges; it may be shared by
-    // exchanges on other threads.
-    Exchange(Sql &sql, Passwords &passwords, const ExchangeLimits &limits,
-             TaskCache *cache = nullptr);
+    // stateFolder: where the server keeps its records beside the database
+    // (ServerDatabase::stateFolder). cache, when given, keeps members' tasks between
+    // exchanges; it may be shared by exchanges on other threads.
+    Exchange(Sql &sql, const QString &stateFolder, Passwords &passwords,
+             const ExchangeLimits &limits, TaskCache *cache = nullptr);
 
     // body is consumed (the reader writes into it). peer is the client's address.
     ExchangeOutcome run(QByteArray body, const QString &peer);
@@ -70,6 +73,7 @@ public:
 
 private:
     Sql &m_sql;
+    QString m_stateFolder;
     Passwords &m_passwords;
     ExchangeLimits m_limits;
     TaskCache *m_cache;

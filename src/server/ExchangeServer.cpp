@@ -89,7 +89,8 @@ public:
         if (!m_database.open(m_connectionName, error))
             return false;
         m_sql = std::make_unique<Sql>(QSqlDatabase::database(m_connectionName, false));
-        m_exchange = std::make_unique<Exchange>(*m_sql, m_passwords, m_limits, &m_cache);
+        m_exchange = std::make_unique<Exchange>(*m_sql, m_database.stateFolder(), m_passwords,
+                                                m_limits, &m_cache);
         return true;
     }
 
@@ -541,7 +542,9 @@ void ExchangeServer::jobDone(ExchangeWorker *worker, quint64 jobId, const Exchan
             .arg(job.bytesIn)
             .arg(outcome.body.size())
             .arg(job.clock.elapsed())
-            .arg(outcome.result, job.peer));
+            .arg(outcome.result, job.peer)
+        + (outcome.problem.isEmpty() ? QString()
+                                     : QStringLiteral(" problem=") + logText(outcome.problem)));
     if (job.connection)
         job.connection->reply(outcome);
     dispatch();

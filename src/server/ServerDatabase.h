@@ -36,6 +36,11 @@ public:
     QString describe() const;
     // The SQLite file, empty for PostgreSQL.
     QString filePath() const { return m_file; }
+    // Where the server keeps records of its own beside the database (IdBlocks' mark): the
+    // SQLite file's folder, or for PostgreSQL the folder given, by default
+    // defaultDataFolder().
+    QString stateFolder() const;
+    void setStateFolder(const QString &folder) { m_stateFolder = folder; }
 
     // Opens a connection under a name of its own; the caller closes it with close().
     bool open(const QString &connectionName, QString *error) const;
@@ -50,6 +55,7 @@ public:
 private:
     Kind m_kind = Kind::SQLite;
     QString m_file;
+    QString m_stateFolder;
     QString m_host;
     int m_port = -1;
     QString m_user;

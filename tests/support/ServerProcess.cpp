@@ -152,6 +152,34 @@ QString PostgresCluster::createDatabase()
     return QStringLiteral("postgresql://quorvel@127.0.0.1:%1/%2").arg(m_port).arg(name);
 }
 
+QStringList PostgresCluster::connection(const QString &url) const
+{
+    return {QStringLiteral("-h"), QStringLiteral("127.0.0.1"), QStringLiteral("-p"),
+            QString::number(m_port), QStringLiteral("-U"), QStringLiteral("quorvel"),
+            QStringLiteral("-d"), url.section(QLatin1Char('/'), -1)};
+}
+
+bool PostgresCluster::dump(const QString &url, const QString &file, QString *output)
+{
+    int status = 0;
+    *output = run(m_binDir + QStringLiteral("/pg_dump"),
+                  connection(url) + QStringList{QStringLiteral("--format=custom"),
+                                                QStringLiteral("--file=") + file},
+                  false, &status);
+    return status == 0;
+}
+
+bool PostgresCluster::restore(const QString &url, const QString &file, QString *output)
+{
+    int status = 0;
+    *output = run(m_binDir + QStringLiteral("/pg_restore"),
+                  connection(url)
+                      + QStringList{QStringLiteral("--clean"), QStringLiteral("--if-exists"),
+                                    QStringLiteral("--single-transaction"), file},
+                  false, &status);
+    return status == 0;
+}
+
 ServerProcess::ServerProcess(const QStringList &storage)
     : m_storage(storage)
 {}
@@ -181,9 +209,13 @@ bool ServerProcess::start(const QStringList &extra)
         return false;
     static const QRegularExpression listening(
         QStringLiteral("listening on 127\\.0\\.0\\.1:(\\d+)"));
+    // A server started again keeps the log of the one before.
+    const qsizetype from = m_log.size();
     QDeadlineTimer deadline(60000);
     while (!deadline.hasExpired()) {
-        const QRegularExpressionMatch match = listening.match(log());
+        log();
+        const QRegularExpressionMatch match
+            = listening.match(QString::fromUtf8(m_log.mid(from)));
         if (match.hasMatch()) {
             m_port = quint16(match.captured(1).toUInt());
             return true;

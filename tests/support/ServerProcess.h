@@ -28,10 +28,16 @@ public:
     bool isRunning() const { return m_running; }
     // A new empty database; its address for --database.
     QString createDatabase();
+    // A backup of the database of an address as an administrator takes it, with pg_dump in
+    // its custom format, and the database put back from it with pg_restore. False with what
+    // the tool said.
+    bool dump(const QString &url, const QString &file, QString *output);
+    bool restore(const QString &url, const QString &file, QString *output);
     quint16 port() const { return m_port; }
 
 private:
     QString run(const QString &program, const QStringList &arguments, bool asOwner, int *status);
+    QStringList connection(const QString &url) const;
 
     QString m_binDir;
     QString m_root;

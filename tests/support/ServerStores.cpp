@@ -1,5 +1,7 @@
 #include "ServerStores.h"
 
+#include <QDir>
+#include <QFile>
 #include <QTest>
 
 void ServerStores::addRows(const char *postgresRow)
@@ -34,4 +36,28 @@ QStringList ServerStores::create(const QString &backend, QString *skip)
         return {QStringLiteral("--database"), url};
     }
     return {QStringLiteral("--data"), m_folder.filePath(QString::number(++m_sqliteFolders))};
+}
+
+bool ServerStores::backUp(const ServerProcess &server, const QStringList &storage,
+                          const QString &file, QString *problem)
+{
+    if (storage.value(0) == QLatin1String("--database"))
+        return m_postgres.dump(storage.value(1), file, problem);
+    const ServerProcess::Result result = server.admin({QStringLiteral("backup"), file});
+    *problem = result.err;
+    return result.status == 0;
+}
+
+bool ServerStores::putBack(const QStringList &storage, const QString &file, QString *problem)
+{
+    if (storage.value(0) == QLatin1String("--database"))
+        return m_postgres.restore(storage.value(1), file, problem);
+    const QString database = QDir(storage.value(1)).filePath(QStringLiteral("quorvel-server.sqlite"));
+    for (const QString &suffix : {QString(), QStringLiteral("-wal"), QStringLiteral("-shm")})
+        QFile::remove(database + suffix);
+    if (!QFile::copy(file, database)) {
+        *problem = QStringLiteral("cannot copy %1 to %2").arg(file, database);
+        return false;
+    }
+    return true;
 }

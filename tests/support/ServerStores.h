@@ -22,6 +22,14 @@ public:
     // Where every SQLite store of this run lies.
     QString sqliteFolder() const { return m_folder.path(); }
 
+    // A backup of a store as an administrator takes it while the server runs: "quorvel-server
+    // backup" for SQLite, pg_dump for PostgreSQL. False with the reason.
+    bool backUp(const ServerProcess &server, const QStringList &storage, const QString &file,
+                QString *problem);
+    // The store put back from a backup with the server stopped, as an administrator would do
+    // it by hand: the backup copied over the SQLite file, pg_restore for PostgreSQL.
+    bool putBack(const QStringList &storage, const QString &file, QString *problem);
+
 private:
     PostgresCluster m_postgres;
     QString m_postgresProblem;

@@ -35,6 +35,9 @@ public:
     // was, as after the program's revert.
     Reply exchange(bool keep = true);
 
+    // The server moved (a restarted server listens on a port of its own).
+    void setAddress(const QString &address) { m_address = address; }
+
     Activity *activity(const QString &name) const;
     // A stopped task of the named activity (or a running one for a null stop), with the next id.
     QVTask *addTask(const QString &activity, const QDateTime &start, const QDateTime &stop);
