@@ -12,6 +12,7 @@
 #include "model/DocumentFormat.h"
 #include "platform/Clock.h"
 
+#include <QStandardPaths>
 #include <QtTest>
 
 #include <map>
@@ -67,6 +68,7 @@ private Q_SLOTS:
     void failedSignInsAreLimited();
     void deviceKeepsItsBlocks();
     void restoredBackupLosesNothing();
+    void devicesTellWhatALostMarkKnew();
     void namesAreEscapedInMessages();
     void unknownDeletedIdsAreTaken();
 
@@ -691,6 +693,56 @@ void TestServerExchange::restoredBackupLosesNothing()
         for (const QString &line : m_server->history(member))
             QVERIFY2(line.contains(QStringLiteral("\tcreated\t")), qPrintable(line));
     }
+}
+
+void TestServerExchange::devicesTellWhatALostMarkKnew()
+{
+    QTemporaryDir folder;
+    const QString backup = folder.filePath(QStringLiteral("backup"));
+    SyncDevice a1 = device();
+    QCOMPARE(a1.exchange().status, 200);
+    QString problem;
+    QVERIFY2(m_stores.backUp(*m_server, m_storage, backup, &problem), qPrintable(problem));
+    SyncDevice a2 = device();
+    QCOMPARE(a2.exchange().status, 200);
+    QCOMPARE(a2.doc.nextId, 1040000);
+    a2.addTask(QStringLiteral("Coding"), at(20, 9, 0), at(20, 9, 30));
+    QCOMPARE(a2.exchange().status, 200);
+    QCOMPARE(a2.doc.nextId, 1040001);
+
+    // The backup put back, and the server's record of the ids handed out lost with it, as
+    // when the whole folder comes back from a backup.
+    QVERIFY(m_server->stop());
+    QVERIFY2(m_stores.putBack(m_storage, backup, &problem), qPrintable(problem));
+    const QString stateFolder = m_storage.first() == QLatin1String("--data")
+                                    ? m_storage.at(1)
+                                    : QStandardPaths::writableLocation(
+                                          QStandardPaths::GenericDataLocation)
+                                          + QStringLiteral("/quorvel-server");
+    const QStringList marks
+        = QDir(stateFolder).entryList({QStringLiteral("handed-out-ids.*")}, QDir::Files);
+    QVERIFY(!marks.isEmpty());
+    for (const QString &mark : marks)
+        QVERIFY(QFile::remove(QDir(stateFolder).filePath(mark)));
+    QVERIFY(m_server->start());
+
+    // The device whose block the database lost keeps it, with nothing of it deleted, and it
+    // is never handed out again.
+    a2.setAddress(m_server->address());
+    QCOMPARE(a2.exchange().messages, paragraph(QStringLiteral("1 task received")));
+    QCOMPARE(a2.doc.nextId, 1040001);
+    SyncDevice a3 = device();
+    QCOMPARE(a3.exchange().messages, paragraph(QStringLiteral("1 task sent, ") + CatalogueSummary));
+    QCOMPARE(a3.doc.nextId, 1060000);
+    QCOMPARE(a3.doc.tasks.size(), 1);
+    QCOMPARE(a3.doc.tasks.first()->id, 1040000);
+    a1.setAddress(m_server->address());
+    QCOMPARE(a1.exchange().messages, paragraph(QStringLiteral("1 task sent")));
+    // The device is told apart by its block from then on.
+    const QStringList lines = m_server->exchangeLines();
+    QVERIFY(lines.at(lines.size() - 3).contains(QStringLiteral(" device=2 ")));
+    QCOMPARE(a2.exchange().messages, upToDate());
+    QVERIFY(m_server->exchangeLines().constLast().contains(QStringLiteral(" device=2 ")));
 }
 
 void TestServerExchange::namesAreEscapedInMessages()

@@ -450,7 +450,17 @@ bool Session::resolveDevice(QString *failure)
         if (!device)
             return false;
         m_device = *device;
-        newBlock = true;
+        // A block the database does not know, of which the device has used ids: a database
+        // brought back from a backup, or a device the administrator forgot. The device keeps
+        // it, and nothing else is ever given it.
+        const qint64 held = found ? 0 : IdBlocks::blockOf(next);
+        if (held != 0 && next > held) {
+            if (!m_ids.registerBlock(held, m_userId, m_device))
+                return false;
+            newBlock = next > held + IdBlocks::BlockSize - 1 - IdBlocks::BlockReserve;
+        } else {
+            newBlock = true;
+        }
     }
 
     m_replyNextId = int(next);
