@@ -8,6 +8,7 @@
 
 #include "model/QuorvelDocument.h"
 
+#include <QRegularExpression>
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QTcpServer>
@@ -44,6 +45,7 @@ private Q_SLOTS:
     void olderDatabaseGetsItsNamesRepaired();
     void unusedRecordsAreDeleted();
     void backupCopiesDatabase();
+    void restorePutsBackupBack();
     void messagesToEveryone();
     void reportRefusals();
     void socketHandedOverBySystemd();
@@ -105,6 +107,7 @@ void TestServerAdmin::helpForEveryCommand_data()
         {"message send", " USER TEXT | --all TEXT"},
         {"import", " FILE"},
         {"backup", " FILE"},
+        {"restore", " FILE"},
         {"report summary", ""},
         {"report timesheet", ""},
     };
@@ -429,6 +432,74 @@ void TestServerAdmin::backupCopiesDatabase()
         QFile::copy(file, m_folder->filePath(QStringLiteral("restored/quorvel-server.sqlite"))));
     QCOMPARE(copy.admin({QStringLiteral("category"), QStringLiteral("list")}).out,
              QStringLiteral("Work\n"));
+}
+
+void TestServerAdmin::restorePutsBackupBack()
+{
+    ok("category add Work", QStringLiteral("Added the category Work.\n"));
+    QVERIFY(m_server->start());
+    const QString file = m_folder->filePath(QStringLiteral("copy.sqlite"));
+    QCOMPARE(run({QStringLiteral("backup"), file}).status, 0);
+    ok("category add Later", QStringLiteral("Added the category Later.\n"));
+    const QString data = m_folder->filePath(QStringLiteral("data"));
+    refused({QStringLiteral("restore"), file},
+            QStringLiteral("The server, or another command, is using the database in %1. Stop "
+                           "the server first (for instance: systemctl stop quorvel-server).\n")
+                .arg(data));
+    QVERIFY(m_server->stop());
+
+    const QString junk = m_folder->filePath(QStringLiteral("junk"));
+    {
+        QFile out(junk);
+        QVERIFY(out.open(QIODevice::WriteOnly));
+        out.write("not a database\n");
+    }
+    refused({QStringLiteral("restore"), junk},
+            QStringLiteral("%1 is not a backup of a Quorvel group server's database.\n").arg(junk));
+    refused({QStringLiteral("restore"), m_folder->filePath(QStringLiteral("none"))},
+            QStringLiteral("%1 is not a file.\n").arg(m_folder->filePath(QStringLiteral("none"))));
+    refused({QStringLiteral("restore"), file, QStringLiteral("--database"),
+             QStringLiteral("postgresql://quorvel@127.0.0.1:1/none")},
+            QStringLiteral("The database is PostgreSQL: put a backup back with pg_restore, with "
+                           "the server stopped, for instance pg_restore --clean --if-exists "
+                           "--dbname=DATABASE quorvel.dump.\n"));
+    ok("category list", QStringLiteral("Later\nWork\n"));
+
+    const ServerProcess::Result restored = run({QStringLiteral("restore"), file});
+    QCOMPARE(restored.err, QString());
+    QCOMPARE(restored.status, 0);
+    const QRegularExpression told(
+        QStringLiteral("^Restored the database from %1\\.\nThe database it replaced is kept as "
+                       "%2/quorvel-server\\.sqlite\\.replaced-(\\d{14})\\.\n$")
+            .arg(QRegularExpression::escape(file), QRegularExpression::escape(data)));
+    const QRegularExpressionMatch match = told.match(restored.out);
+    QVERIFY2(match.hasMatch(), qPrintable(restored.out));
+    ok("category list", QStringLiteral("Work\n"));
+    // The database it replaced is whole, and a database of its own.
+    ServerProcess replaced({QStringLiteral("--data"), m_folder->filePath(QStringLiteral("old"))});
+    QDir().mkpath(m_folder->filePath(QStringLiteral("old")));
+    QVERIFY(QFile::copy(data + QStringLiteral("/quorvel-server.sqlite.replaced-")
+                            + match.captured(1),
+                        m_folder->filePath(QStringLiteral("old/quorvel-server.sqlite"))));
+    QCOMPARE(replaced.admin({QStringLiteral("category"), QStringLiteral("list")}).out,
+             QStringLiteral("Later\nWork\n"));
+    // The category added after the backup had an id that is not handed out again.
+    ok("category add Again", QStringLiteral("Added the category Again.\n"));
+    {
+        QSqlDatabase db
+            = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("ids"));
+        db.setDatabaseName(data + QStringLiteral("/quorvel-server.sqlite"));
+        QVERIFY(db.open());
+        QSqlQuery query(db);
+        QVERIFY(query.exec(QStringLiteral("SELECT id FROM categories ORDER BY id")));
+        QList<qint64> ids;
+        while (query.next())
+            ids << query.value(0).toLongLong();
+        QCOMPARE(ids, QList<qint64>({1000000, 1000002}));
+        query.finish();
+        db.close();
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("ids"));
 }
 
 void TestServerAdmin::messagesToEveryone()

@@ -3,6 +3,7 @@
 #include "Admin.h"
 #include "ExchangeServer.h"
 #include "IdBlocks.h"
+#include "Restore.h"
 #include "ServerDatabase.h"
 
 #include <QCommandLineParser>
@@ -130,6 +131,13 @@ int withDatabase(const ServerDatabase &location,
 {
     const QString name = QStringLiteral("quorvel-admin");
     QString error;
+    // Never while a restore replaces the database.
+    FolderLock lock;
+    if (!location.isPostgres()
+        && !lock.take(location.stateFolder(), FolderLock::Mode::Shared, &error)) {
+        err() << error << '\n';
+        return 1;
+    }
     if (!location.open(name, &error)) {
         err() << error << '\n';
         return 1;
@@ -214,6 +222,15 @@ int serve(const QCommandLineParser &parser, const ServerDatabase &location,
         return 2;
     options.requestTimeoutMs = seconds * 1000;
     options.maxRequestBytes = qint64(mib) * 1024 * 1024;
+
+    // A restore waits until the server has stopped.
+    FolderLock lock;
+    QString lockError;
+    if (!location.isPostgres()
+        && !lock.take(location.stateFolder(), FolderLock::Mode::Shared, &lockError)) {
+        err() << lockError << '\n';
+        return 1;
+    }
 
     // The schema first, once, before any worker connects; and the counters of ids handed out
     // never below the server's record of them, whatever put the database back.
@@ -538,6 +555,19 @@ QList<Command> commands()
          [](const QCommandLineParser &, const QStringList &args, const ServerDatabase &location) {
              return admin(location,
                           [&](Admin &a) { return a.backup(args.at(0), location.isPostgres()); });
+         }});
+
+    list.append(
+        {{QStringLiteral("restore")},
+         CommandLine::tr("FILE"),
+         CommandLine::tr("Put the SQLite database back from a FILE that \"backup\" wrote, with "
+                         "the server stopped. The database it replaces is kept beside it, and "
+                         "no id handed out since the backup is handed out again."),
+         {},
+         1,
+         1,
+         [](const QCommandLineParser &, const QStringList &args, const ServerDatabase &location) {
+             return Restore::run(location, args.at(0), out(), err());
          }});
 
     const QCommandLineOption from(QStringLiteral("from"),

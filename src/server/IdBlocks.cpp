@@ -343,7 +343,16 @@ bool IdBlocks::registerBlock(qint64 first, qint64 userId, qint64 deviceId)
     return true;
 }
 
-bool IdBlocks::reconcile(bool *raised)
+bool IdBlocks::handedOut(Counters *handed)
+{
+    Counters marked;
+    if (!counters(handed) || !readMark(&marked))
+        return false;
+    handed->raise(marked);
+    return true;
+}
+
+bool IdBlocks::reconcile(bool *raised, const Counters *alsoHandedOut)
 {
     Counters inDatabase;
     Counters marked;
@@ -351,6 +360,8 @@ bool IdBlocks::reconcile(bool *raised)
         return false;
     Counters now = inDatabase;
     now.raise(marked);
+    if (alsoHandedOut)
+        now.raise(*alsoHandedOut);
     *raised = !(now == inDatabase);
     if (*raised) {
         const std::pair<const char *, qint64> rows[] = {{"next_block", now.nextBlock},

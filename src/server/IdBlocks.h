@@ -34,6 +34,21 @@ public:
     // A device is given a new block when fewer ids than this are left in its own.
     static constexpr qint64 BlockReserve = 2000;
 
+    // The counters the database and the mark hold.
+    struct Counters
+    {
+        qint64 nextBlock = 0;     // the first id of the next block to hand out
+        qint64 catalogueNext = 0; // the catalogue's next id
+        qint64 catalogueEnd = -1; // the last id of the catalogue's block
+        // Each to the higher of the two: the counters only ever go up.
+        void raise(const Counters &other);
+        bool operator==(const Counters &other) const
+        {
+            return nextBlock == other.nextBlock && catalogueNext == other.catalogueNext
+                   && catalogueEnd == other.catalogueEnd;
+        }
+    };
+
     // folder: where the mark is kept; made (0700) when missing.
     IdBlocks(Sql &sql, const QString &folder);
 
@@ -53,30 +68,19 @@ public:
     // Records that a device of a user holds the block starting at first, which the database
     // does not know.
     bool registerBlock(qint64 first, qint64 userId, qint64 deviceId);
-    // Brings the counters of the database up to the mark, and the mark up to the database.
-    // *raised tells whether the database was behind: it came back from a backup.
-    bool reconcile(bool *raised);
+    // Brings the counters of the database up to the mark (and to alsoHandedOut, when given),
+    // and the mark up to the database. *raised tells whether the database was behind: it
+    // came back from a backup.
+    bool reconcile(bool *raised, const Counters *alsoHandedOut = nullptr);
     // How many blocks devices of the user were given (or had registered) since the moment,
     // an ISO date and time in UTC.
     std::optional<int> blocksSince(qint64 userId, const QString &since);
 
+    // What has been handed out as far as the database and the mark know.
+    bool handedOut(Counters *counters);
+
     bool exhausted() const { return m_exhausted; }
     QString error() const { return m_error; }
-
-    // The counters the database and the mark hold.
-    struct Counters
-    {
-        qint64 nextBlock = 0;     // the first id of the next block to hand out
-        qint64 catalogueNext = 0; // the catalogue's next id
-        qint64 catalogueEnd = -1; // the last id of the catalogue's block
-        // Each to the higher of the two: the counters only ever go up.
-        void raise(const Counters &other);
-        bool operator==(const Counters &other) const
-        {
-            return nextBlock == other.nextBlock && catalogueNext == other.catalogueNext
-                   && catalogueEnd == other.catalogueEnd;
-        }
-    };
 
 private:
     bool counters(Counters *inDatabase);

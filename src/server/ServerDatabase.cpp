@@ -3,11 +3,19 @@
 #include "Catalogue.h"
 
 #include "platform/Clock.h"
+#include "platform/PrivateFiles.h"
 
 #include <QDir>
 #include <QRandomGenerator>
 #include <QSqlError>
 #include <QStandardPaths>
+
+#include <cerrno>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 namespace {
 
@@ -382,6 +390,42 @@ bool ServerDatabase::migrate(QSqlDatabase &db, QString *error) const
         }
     }
     unlock();
+    return true;
+}
+
+FolderLock::~FolderLock()
+{
+    if (m_fd >= 0)
+        ::close(m_fd);
+}
+
+bool FolderLock::take(const QString &folder, Mode mode, QString *error)
+{
+    if (!PrivateFiles::makeFolder(folder)) {
+        *error = tr("The data folder %1 cannot be created.").arg(folder);
+        return false;
+    }
+    const QByteArray path = QFile::encodeName(QDir(folder).filePath(QStringLiteral("quorvel-server.lock")));
+    m_fd = ::open(path.constData(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (m_fd < 0) {
+        *error = tr("The lock %1 cannot be opened: %2")
+                     .arg(QFile::decodeName(path), QString::fromLocal8Bit(std::strerror(errno)));
+        return false;
+    }
+    PrivateFiles::restrict(m_fd);
+    const int operation = mode == Mode::Shared ? LOCK_SH : LOCK_EX | LOCK_NB;
+    while (::flock(m_fd, operation) != 0) {
+        if (errno == EINTR)
+            continue;
+        *error = errno == EWOULDBLOCK
+                     ? tr("The server, or another command, is using the database in %1. Stop "
+                          "the server first (for instance: systemctl stop quorvel-server).")
+                           .arg(folder)
+                     : tr("The lock %1 cannot be taken: %2")
+                           .arg(QFile::decodeName(path),
+                                QString::fromLocal8Bit(std::strerror(errno)));
+        return false;
+    }
     return true;
 }
 

@@ -63,6 +63,29 @@ private:
     QString m_databaseName;
 };
 
+// The SQLite data folder's lock: shared by the server and every command while they use the
+// database, and taken alone by the restore, which must not replace the database under anyone.
+// Held until destroyed.
+class FolderLock
+{
+    Q_DECLARE_TR_FUNCTIONS(FolderLock)
+
+public:
+    enum class Mode { Shared, Alone };
+
+    FolderLock() = default;
+    ~FolderLock();
+    FolderLock(const FolderLock &) = delete;
+    FolderLock &operator=(const FolderLock &) = delete;
+
+    // Takes the lock of the folder, waiting for a restore under way when shared; alone, false
+    // at once when anyone else holds it. False with *error.
+    bool take(const QString &folder, Mode mode, QString *error);
+
+private:
+    int m_fd = -1;
+};
+
 // Runs statements on one connection and keeps each prepared once: every exchange runs the same
 // few statements, and on PostgreSQL preparing costs a round trip. Errors are kept for the
 // caller's message.

@@ -48,10 +48,16 @@ bool ServerStores::backUp(const ServerProcess &server, const QStringList &storag
     return result.status == 0;
 }
 
-bool ServerStores::putBack(const QStringList &storage, const QString &file, QString *problem)
+bool ServerStores::putBack(const ServerProcess &server, const QStringList &storage,
+                           const QString &file, How how, QString *problem)
 {
     if (storage.value(0) == QLatin1String("--database"))
         return m_postgres.restore(storage.value(1), file, problem);
+    if (how == How::Command) {
+        const ServerProcess::Result result = server.admin({QStringLiteral("restore"), file});
+        *problem = result.err;
+        return result.status == 0;
+    }
     const QString database = QDir(storage.value(1)).filePath(QStringLiteral("quorvel-server.sqlite"));
     for (const QString &suffix : {QString(), QStringLiteral("-wal"), QStringLiteral("-shm")})
         QFile::remove(database + suffix);

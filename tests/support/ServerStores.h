@@ -26,9 +26,12 @@ public:
     // backup" for SQLite, pg_dump for PostgreSQL. False with the reason.
     bool backUp(const ServerProcess &server, const QStringList &storage, const QString &file,
                 QString *problem);
-    // The store put back from a backup with the server stopped, as an administrator would do
-    // it by hand: the backup copied over the SQLite file, pg_restore for PostgreSQL.
-    bool putBack(const QStringList &storage, const QString &file, QString *problem);
+    // The store put back from a backup with the server stopped: with "quorvel-server restore"
+    // for SQLite, or by hand, the backup copied over the SQLite file; pg_restore for
+    // PostgreSQL.
+    enum class How { Command, ByHand };
+    bool putBack(const ServerProcess &server, const QStringList &storage, const QString &file,
+                 How how, QString *problem);
 
 private:
     PostgresCluster m_postgres;
