@@ -67,6 +67,7 @@ private Q_SLOTS:
     void flawedTasksAreKeptOutWhole();
     void failedSignInsAreLimited();
     void deviceKeepsItsBlocks();
+    void emptyExchangesCannotUseUpTheBlocks();
     void restoredBackupLosesNothing();
     void devicesTellWhatALostMarkKnew();
     void namesAreEscapedInMessages();
@@ -595,6 +596,51 @@ void TestServerExchange::deviceKeepsItsBlocks()
     SyncDevice b = device();
     b.exchange();
     QCOMPARE(b.doc.nextId, 1080000);
+}
+
+void TestServerExchange::emptyExchangesCannotUseUpTheBlocks()
+{
+    // A thousand exchanges of new, empty devices of one member: ten get a block, as many as
+    // a member's computers get in a day; the others are told, and change nothing.
+    const QString tooMany = refusal(QStringLiteral(
+        "The server has set up as many new computers for this user ID in the last 24 hours as "
+        "it allows (10). Nothing was changed; please synchronise again tomorrow, or ask your "
+        "team lead."));
+    std::set<int> given;
+    for (int i = 0; i < 1000; ++i) {
+        SyncDevice fresh = device();
+        const SyncDevice::Reply reply = fresh.exchange();
+        if (i < 10) {
+            QCOMPARE(reply.status, 200);
+            given.insert(fresh.doc.nextId);
+        } else {
+            QCOMPARE(reply.status, 429);
+            QCOMPARE(reply.messages, tooMany);
+            QCOMPARE(fresh.doc.nextId, 1000);
+        }
+        // The server's log is read now and then, before it fills the pipe.
+        if (i % 100 == 0)
+            m_server->log();
+    }
+    QCOMPARE(int(given.size()), 10);
+    QCOMPARE(*given.rbegin(), 1200000);
+    QVERIFY(m_server->exchangeLines().constLast().contains(
+        QStringLiteral("result=refused:blocks")));
+
+    // Other members' new computers are served from the next block on.
+    SyncDevice b = device(QStringLiteral("bob"));
+    QCOMPARE(b.exchange().messages, paragraph(CatalogueSummary));
+    QCOMPARE(b.doc.nextId, 1220000);
+
+    // A device of the member that has a block goes on as before, and one near its block's end
+    // goes on within it until the member may be given another.
+    SyncDevice a = device();
+    a.doc.nextId = 1020000;
+    QCOMPARE(a.exchange().messages, paragraph(CatalogueSummary));
+    a.doc.nextId = 1039000;
+    a.addTask(QStringLiteral("Coding"), at(20, 9, 0), at(20, 9, 30));
+    QCOMPARE(a.exchange().messages, paragraph(QStringLiteral("1 task received")));
+    QCOMPARE(a.doc.nextId, 1039001);
 }
 
 void TestServerExchange::restoredBackupLosesNothing()

@@ -180,7 +180,8 @@ bool parseDate(const QCommandLineParser &parser, const QCommandLineOption &optio
 
 int serve(const QCommandLineParser &parser, const ServerDatabase &location,
           const QCommandLineOption &listen, const QCommandLineOption &workers,
-          const QCommandLineOption &timeout, const QCommandLineOption &maxRequest)
+          const QCommandLineOption &timeout, const QCommandLineOption &maxRequest,
+          const QCommandLineOption &blocksPerDay)
 {
     ServerOptions options;
     if (parser.isSet(listen)) {
@@ -218,7 +219,8 @@ int serve(const QCommandLineParser &parser, const ServerDatabase &location,
     int seconds = options.requestTimeoutMs / 1000;
     int mib = int(options.maxRequestBytes / (1024 * 1024));
     if (!number(workers, 1, 64, &options.workers) || !number(timeout, 1, 3600, &seconds)
-        || !number(maxRequest, 1, 1024, &mib))
+        || !number(maxRequest, 1, 1024, &mib)
+        || !number(blocksPerDay, 1, 1000, &options.limits.blocksPerDay))
         return 2;
     options.requestTimeoutMs = seconds * 1000;
     options.maxRequestBytes = qint64(mib) * 1024 * 1024;
@@ -305,16 +307,22 @@ QList<Command> commands()
         QStringLiteral("max-request-mib"),
         CommandLine::tr("Refuse requests larger than MIB mebibytes (default 64)."),
         CommandLine::tr("MIB"));
+    const QCommandLineOption blocksPerDay(
+        QStringLiteral("blocks-per-day"),
+        CommandLine::tr("Give one user's computers at most N new blocks of task ids in 24 hours "
+                        "(default 10); a new computer takes one."),
+        CommandLine::tr("N"));
     list.append({{QStringLiteral("serve")},
                  QString(),
                  CommandLine::tr("Run the group server (the default when no command is "
                                  "given). SIGTERM finishes the exchanges under way and stops."),
-                 {listen, workers, timeout, maxRequest},
+                 {listen, workers, timeout, maxRequest, blocksPerDay},
                  0,
                  0,
                  [=](const QCommandLineParser &parser, const QStringList &,
                      const ServerDatabase &location) {
-                     return serve(parser, location, listen, workers, timeout, maxRequest);
+                     return serve(parser, location, listen, workers, timeout, maxRequest,
+                                  blocksPerDay);
                  }});
 
     list.append(

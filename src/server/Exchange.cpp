@@ -249,10 +249,11 @@ class Session
     Q_DECLARE_TR_FUNCTIONS(Exchange)
 
 public:
-    Session(Sql &sql, const QString &stateFolder, qint64 userId, const RequestDocument &request,
-            TaskCache *cache, qint64 serial)
+    Session(Sql &sql, const QString &stateFolder, int blocksPerDay, qint64 userId,
+            const RequestDocument &request, TaskCache *cache, qint64 serial)
         : m_sql(sql)
         , m_ids(sql, stateFolder)
+        , m_blocksPerDay(blocksPerDay)
         , m_userId(userId)
         , m_request(request)
         , m_now(nowText())
@@ -287,9 +288,14 @@ public:
     // Why the exchange could not go on when the database did not fail: the server's record
     // of the ids it has handed out could not be used. For the log.
     QString problem() const { return m_ids.error(); }
+    // The HTTP status of a failure that run() told the member of.
+    int failureStatus() const { return m_failureStatus; }
 
 private:
     bool resolveDevice(QString *failure);
+    // False with *failure set when the member's devices have been given as many blocks in
+    // the last 24 hours as they may; false alone when the database failed.
+    bool mayTakeBlock(QString *failure);
     bool loadTasks();
     // What this device last sent or received of each task.
     bool loadSeen();
@@ -311,6 +317,8 @@ private:
 
     Sql &m_sql;
     IdBlocks m_ids;
+    int m_blocksPerDay;
+    int m_failureStatus = 409;
     qint64 m_userId;
     const RequestDocument &m_request;
     QString m_now;
@@ -436,6 +444,14 @@ bool Session::resolveDevice(QString *failure)
     if (found && blockUser == m_userId && blockDevice != 0) {
         m_device = blockDevice;
         newBlock = next > blockLast - IdBlocks::BlockReserve;
+        // Near the end of its block, a device gets the next one another day while ids are
+        // left in its own.
+        QString later;
+        if (newBlock && next <= blockLast && !mayTakeBlock(&later)) {
+            if (later.isEmpty())
+                return false;
+            newBlock = false;
+        }
     } else if (found && !m_request.isEmpty()) {
         // Another member's device, or a next id from the catalogue's range: its tasks are not
         // this member's to take.
@@ -444,6 +460,11 @@ bool Session::resolveDevice(QString *failure)
                       "\u2192 Operating Mode, which empties it, and synchronise again.");
         return false;
     } else {
+        if (!mayTakeBlock(failure)) {
+            if (!failure->isEmpty())
+                m_failureStatus = 429;
+            return false;
+        }
         const std::optional<qint64> device = m_sql.number(
             QStringLiteral("INSERT INTO devices (user_id, created_at) VALUES (?, ?) RETURNING id"),
             {m_userId, m_now});
@@ -476,6 +497,21 @@ bool Session::resolveDevice(QString *failure)
     }
     return m_sql.exec(QStringLiteral("UPDATE devices SET last_exchange_at = ? WHERE id = ?"),
                       {m_now, m_device});
+}
+
+bool Session::mayTakeBlock(QString *failure)
+{
+    const std::optional<int> taken
+        = m_ids.blocksSince(m_userId, Clock::now().toUTC().addDays(-1).toString(Qt::ISODate));
+    if (!taken)
+        return false;
+    if (*taken < m_blocksPerDay)
+        return true;
+    *failure = tr("The server has set up as many new computers for this user ID in the last 24 "
+                  "hours as it allows (%1). Nothing was changed; please synchronise again "
+                  "tomorrow, or ask your team lead.")
+                   .arg(m_blocksPerDay);
+    return false;
 }
 
 bool Session::loadTasks()
@@ -1192,11 +1228,13 @@ ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
             return refuse(403, "wrong-credentials", wrongText);
     }
 
-    Session session(m_sql, m_stateFolder, userId, request, m_cache, serial);
+    Session session(m_sql, m_stateFolder, m_limits.blocksPerDay, userId, request, m_cache,
+                    serial);
     QString failure;
     if (!session.run(&failure)) {
         if (!failure.isEmpty())
-            return refuse(409, "device", failure);
+            return refuse(session.failureStatus(),
+                          session.failureStatus() == 429 ? "blocks" : "device", failure);
         ExchangeOutcome outcome = refuse(503, "database", unavailable);
         outcome.problem = session.problem();
         return outcome;

@@ -20,6 +20,9 @@ struct ExchangeLimits
     int failuresPerUser = 5;
     int failuresPerAddress = 20;
     int failureWindowSeconds = 15 * 60;
+    // New blocks of ids one member's devices may be given in 24 hours: each new computer takes
+    // one, so that no member can use up the blocks of the whole team.
+    int blocksPerDay = 10;
 };
 
 // The reply to one request, and what the log line says of it.
