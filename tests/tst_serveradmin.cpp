@@ -46,6 +46,7 @@ private Q_SLOTS:
     void unusedRecordsAreDeleted();
     void backupCopiesDatabase();
     void restorePutsBackupBack();
+    void devicesAreListedAndForgotten();
     void messagesToEveryone();
     void reportRefusals();
     void socketHandedOverBySystemd();
@@ -104,6 +105,8 @@ void TestServerAdmin::helpForEveryCommand_data()
         {"activity retire", " NAME"},
         {"activity delete", " NAME"},
         {"activity list", ""},
+        {"device list", ""},
+        {"device forget", " DEVICE... | --not-seen-for DAYS"},
         {"message send", " USER TEXT | --all TEXT"},
         {"import", " FILE"},
         {"backup", " FILE"},
@@ -500,6 +503,97 @@ void TestServerAdmin::restorePutsBackupBack()
         db.close();
     }
     QSqlDatabase::removeDatabase(QStringLiteral("ids"));
+}
+
+void TestServerAdmin::devicesAreListedAndForgotten()
+{
+    for (const char *user : {"alice", "bob"})
+        QCOMPARE(run({QStringLiteral("user"), QStringLiteral("add"), QString::fromUtf8(user)},
+                     "pass\n")
+                     .status,
+                 0);
+    ok("category add Work", QStringLiteral("Added the category Work.\n"));
+    ok("device list", QString());
+    QVERIFY(m_server->start());
+    std::vector<std::unique_ptr<SyncDevice>> devices;
+    for (const char *user : {"alice", "alice", "bob"}) {
+        devices.push_back(std::make_unique<SyncDevice>(
+            m_server->address(), QString::fromUtf8(user), QStringLiteral("pass")));
+        QCOMPARE(devices.back()->exchange().status, 200);
+    }
+    QVERIFY(m_server->stop());
+
+    // Times in the listing are the server's; here they are set, to be read back.
+    const QString data = m_folder->filePath(QStringLiteral("data/quorvel-server.sqlite"));
+    const auto sql = [&](const QString &statement) {
+        QSqlDatabase db
+            = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("devices"));
+        db.setDatabaseName(data);
+        QVERIFY(db.open());
+        QSqlQuery query(db);
+        QVERIFY2(query.exec(statement), qPrintable(statement));
+        query.finish();
+        db.close();
+        db = QSqlDatabase();
+        QSqlDatabase::removeDatabase(QStringLiteral("devices"));
+    };
+    sql(QStringLiteral("UPDATE devices SET created_at = '2026-01-0' || id || 'T08:00:00Z', "
+                       "last_exchange_at = '2026-02-0' || id || 'T09:00:00Z'"));
+    sql(QStringLiteral("UPDATE devices SET last_exchange_at = '2099-01-01T00:00:00Z' WHERE "
+                       "id = 3"));
+    ok("device list",
+       QStringLiteral("1\talice\t1020000-1039999\tadded 2026-01-01T08:00:00Z\tlast synchronized "
+                      "2026-02-01T09:00:00Z\n"
+                      "2\talice\t1040000-1059999\tadded 2026-01-02T08:00:00Z\tlast synchronized "
+                      "2026-02-02T09:00:00Z\n"
+                      "3\tbob\t1060000-1079999\tadded 2026-01-03T08:00:00Z\tlast synchronized "
+                      "2099-01-01T00:00:00Z\n"));
+    ok("device list --user bob",
+       QStringLiteral("3\tbob\t1060000-1079999\tadded 2026-01-03T08:00:00Z\tlast synchronized "
+                      "2099-01-01T00:00:00Z\n"));
+    refused(words("device forget 9"), QStringLiteral("There is no device 9.\n"));
+    refused(words("device forget two"),
+            QStringLiteral("\"device forget\" takes device numbers, or --not-seen-for and a "
+                           "number of days.\nTry \"quorvel-server --help\".\n"),
+            2);
+    const QString handedOutAgain = QStringLiteral(
+        "The blocks of ids of a forgotten device are handed out again once no other is left. "
+        "Should such a computer synchronise again before that, it is registered anew and keeps "
+        "its tasks.\n");
+    ok("device forget 2", QStringLiteral("Forgot the device 2 of alice.\n") + handedOutAgain);
+    ok("device forget --not-seen-for 36500", QStringLiteral("No device has been away that long.\n"));
+    ok("device forget --not-seen-for 30", QStringLiteral("Forgot the device 1 of alice.\n")
+                                               + handedOutAgain);
+    ok("device list",
+       QStringLiteral("3\tbob\t1060000-1079999\tadded 2026-01-03T08:00:00Z\tlast synchronized "
+                      "2099-01-01T00:00:00Z\n"));
+
+    // A forgotten device that comes back keeps its block and its tasks.
+    QVERIFY(m_server->start());
+    SyncDevice &back = *devices.at(0);
+    back.setAddress(m_server->address());
+    back.addTask(QStringLiteral("Coding"), QDateTime(QDate(2026, 11, 20), QTime(9, 0)),
+                 QDateTime(QDate(2026, 11, 20), QTime(10, 0)));
+    QCOMPARE(back.exchange().status, 200);
+    QCOMPARE(back.doc.nextId, 1020001);
+    QVERIFY(m_server->stop());
+
+    // Once every block has been handed out, the forgotten ones are handed out again; then
+    // there are none left.
+    sql(QStringLiteral("WITH RECURSIVE b(f) AS (SELECT 1080000 UNION ALL SELECT f + 20000 FROM b "
+                       "WHERE f < 2147460000) INSERT INTO id_blocks (first_id, last_id) SELECT "
+                       "f, f + 19999 FROM b"));
+    sql(QStringLiteral("UPDATE counters SET value = 2147480000 WHERE name = 'next_block'"));
+    QVERIFY(m_server->start());
+    SyncDevice late(m_server->address(), QStringLiteral("bob"), QStringLiteral("pass"));
+    QCOMPARE(late.exchange().status, 200);
+    QCOMPARE(late.doc.nextId, 1040000);
+    SyncDevice none(m_server->address(), QStringLiteral("bob"), QStringLiteral("pass"));
+    const SyncDevice::Reply reply = none.exchange();
+    QCOMPARE(reply.status, 409);
+    QVERIFY(reply.messages.contains(
+        QStringLiteral("The server has no ids left to hand out. Please tell your team lead.")));
+    QVERIFY(m_server->stop());
 }
 
 void TestServerAdmin::messagesToEveryone()

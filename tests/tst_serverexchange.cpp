@@ -631,6 +631,14 @@ void TestServerExchange::emptyExchangesCannotUseUpTheBlocks()
     SyncDevice b = device(QStringLiteral("bob"));
     QCOMPARE(b.exchange().messages, paragraph(CatalogueSummary));
     QCOMPARE(b.doc.nextId, 1220000);
+    // The team lead sees and can forget the devices, in either store.
+    const ServerProcess::Result listed = m_server->admin(
+        {QStringLiteral("device"), QStringLiteral("list"), QStringLiteral("--user"),
+         QStringLiteral("bob")});
+    QCOMPARE(listed.status, 0);
+    QVERIFY2(listed.out.startsWith(QStringLiteral("11\tbob\t1220000-1239999\tadded ")),
+             qPrintable(listed.out));
+    QCOMPARE(listed.out.count(QLatin1Char('\n')), 1);
 
     // A device of the member that has a block goes on as before, and one near its block's end
     // goes on within it until the member may be given another.
@@ -641,6 +649,13 @@ void TestServerExchange::emptyExchangesCannotUseUpTheBlocks()
     a.addTask(QStringLiteral("Coding"), at(20, 9, 0), at(20, 9, 30));
     QCOMPARE(a.exchange().messages, paragraph(QStringLiteral("1 task received")));
     QCOMPARE(a.doc.nextId, 1039001);
+    // A forgotten device's block counts no more.
+    QCOMPARE(m_server->admin({QStringLiteral("device"), QStringLiteral("forget"),
+                              QStringLiteral("10")})
+                 .out.section(QLatin1Char('\n'), 0, 0),
+             QStringLiteral("Forgot the device 10 of alice."));
+    QCOMPARE(a.exchange().messages, upToDate());
+    QCOMPARE(a.doc.nextId, 1240000);
 }
 
 void TestServerExchange::restoredBackupLosesNothing()

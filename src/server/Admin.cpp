@@ -481,6 +481,108 @@ int Admin::activityList()
     return 0;
 }
 
+int Admin::deviceList(const QString &user)
+{
+    qint64 only = 0;
+    if (!user.isEmpty()) {
+        only = userId(user);
+        if (only < 0)
+            return databaseFailed();
+        if (only == 0)
+            return fail(tr("There is no user %1.").arg(user));
+    }
+    QSqlQuery *query = m_sql.run(QStringLiteral(
+        "SELECT d.id, u.name, d.created_at, d.last_exchange_at, b.first_id, b.last_id FROM "
+        "devices d JOIN users u ON u.id = d.user_id LEFT JOIN id_blocks b ON b.device_id = d.id "
+        "WHERE ? = 0 OR d.user_id = ? ORDER BY d.id, b.first_id"),
+        {only, only});
+    if (!query)
+        return databaseFailed();
+    qint64 device = 0;
+    QStringList fields;
+    QStringList blocks;
+    const auto flush = [&] {
+        if (device == 0)
+            return;
+        fields.insert(2, blocks.isEmpty() ? tr("no block") : blocks.join(QLatin1Char(',')));
+        m_out << fields.join(QLatin1Char('\t')) << '\n';
+    };
+    while (query->next()) {
+        if (query->value(0).toLongLong() != device) {
+            flush();
+            device = query->value(0).toLongLong();
+            blocks.clear();
+            fields = QStringList{QString::number(device), query->value(1).toString(),
+                                 tr("added %1").arg(query->value(2).toString()),
+                                 tr("last synchronized %1").arg(query->value(3).toString())};
+        }
+        if (!query->value(4).isNull())
+            blocks << QStringLiteral("%1-%2")
+                          .arg(query->value(4).toLongLong())
+                          .arg(query->value(5).toLongLong());
+    }
+    flush();
+    Sql::done(query);
+    return 0;
+}
+
+int Admin::deviceForget(const QList<qint64> &devices)
+{
+    Transaction transaction(m_sql);
+    QStringList told;
+    for (const qint64 device : devices) {
+        QSqlQuery *query = m_sql.run(QStringLiteral("SELECT u.id, u.name FROM devices d JOIN "
+                                                    "users u ON u.id = d.user_id WHERE d.id = ?"),
+                                     {device});
+        if (!query)
+            return databaseFailed();
+        const bool found = query->next();
+        const qint64 user = found ? query->value(0).toLongLong() : 0;
+        const QString name = found ? query->value(1).toString() : QString();
+        Sql::done(query);
+        if (!found)
+            return fail(tr("There is no device %1.").arg(device));
+        // What the server remembers of the member's tasks names the device: it is read
+        // afresh at the next exchange.
+        if (!m_sql.exec(QStringLiteral("DELETE FROM device_tasks WHERE device_id = ?"), {device})
+            || !m_sql.exec(QStringLiteral("DELETE FROM id_blocks WHERE device_id = ?"), {device})
+            || !m_sql.exec(QStringLiteral("DELETE FROM devices WHERE id = ?"), {device})
+            || !m_sql.exec(QStringLiteral("UPDATE users SET task_serial = task_serial + 1 WHERE "
+                                          "id = ?"),
+                           {user}))
+            return databaseFailed();
+        told << tr("Forgot the device %1 of %2.").arg(device).arg(name);
+    }
+    if (!transaction.commit())
+        return databaseFailed();
+    for (const QString &line : std::as_const(told))
+        m_out << line << '\n';
+    if (!told.isEmpty())
+        m_out << tr("The blocks of ids of a forgotten device are handed out again once no other "
+                    "is left. Should such a computer synchronise again before that, it is "
+                    "registered anew and keeps its tasks.")
+              << '\n';
+    return 0;
+}
+
+int Admin::deviceForgetUnseen(int days)
+{
+    QSqlQuery *query = m_sql.run(
+        QStringLiteral("SELECT id FROM devices WHERE last_exchange_at < ? ORDER BY id"),
+        {Clock::now().toUTC().addDays(-days).toString(Qt::ISODate)});
+    if (!query)
+        return databaseFailed();
+    QList<qint64> devices;
+    while (query->next())
+        devices << query->value(0).toLongLong();
+    Sql::done(query);
+    if (devices.isEmpty()) {
+        m_out << tr("No device has been away that long.") << '\n';
+        return 0;
+    }
+    return deviceForget(devices);
+}
+
 int Admin::messageSend(const QStringList &users, const QString &text)
 {
     if (text.trimmed().isEmpty())

@@ -46,6 +46,14 @@ public:
     int activityDelete(const QString &name, const QString &category);
     int activityList();
 
+    // The devices, each with its user, its blocks of ids, when it was added and last seen;
+    // user empty: of every user.
+    int deviceList(const QString &user);
+    // Forgets devices that are gone, by number, or every one not seen for days: their blocks
+    // are handed out again once no other is left.
+    int deviceForget(const QList<qint64> &devices);
+    int deviceForgetUnseen(int days);
+
     // users empty: every user that is not disabled.
     int messageSend(const QStringList &users, const QString &text);
 

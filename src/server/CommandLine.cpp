@@ -522,6 +522,57 @@ QList<Command> commands()
              return admin(location, [](Admin &a) { return a.activityList(); });
          }});
 
+    const QCommandLineOption deviceUser(QStringLiteral("user"),
+                                        CommandLine::tr("Only this user's devices."),
+                                        CommandLine::tr("USER"));
+    list.append({{QStringLiteral("device"), QStringLiteral("list")},
+                 QString(),
+                 CommandLine::tr("List the devices (the users' computers): number, user, blocks "
+                                 "of task ids, when added and last synchronized (UTC)."),
+                 {deviceUser},
+                 0,
+                 0,
+                 [=](const QCommandLineParser &parser, const QStringList &,
+                     const ServerDatabase &location) {
+                     return admin(location,
+                                  [&](Admin &a) { return a.deviceList(parser.value(deviceUser)); });
+                 }});
+    const QCommandLineOption notSeenFor(
+        QStringLiteral("not-seen-for"),
+        CommandLine::tr("Forget every device not synchronized for DAYS days."),
+        CommandLine::tr("DAYS"));
+    list.append(
+        {{QStringLiteral("device"), QStringLiteral("forget")},
+         CommandLine::tr("DEVICE... | --not-seen-for DAYS"),
+         CommandLine::tr("Forget devices that are gone, by their numbers in \"device list\", so "
+                         "that their blocks of task ids can be handed out again once no other is "
+                         "left. Their tasks stay."),
+         {notSeenFor},
+         0,
+         1000,
+         [=](const QCommandLineParser &parser, const QStringList &args,
+             const ServerDatabase &location) {
+             const QString usage = CommandLine::tr("\"device forget\" takes device numbers, or "
+                                                   "--not-seen-for and a number of days.");
+             if (parser.isSet(notSeenFor)) {
+                 bool ok = false;
+                 const int days = parser.value(notSeenFor).toInt(&ok);
+                 if (!args.isEmpty() || !ok || days < 1)
+                     return ::usage(usage);
+                 return admin(location, [&](Admin &a) { return a.deviceForgetUnseen(days); });
+             }
+             QList<qint64> devices;
+             for (const QString &arg : args) {
+                 bool ok = false;
+                 devices << arg.toLongLong(&ok);
+                 if (!ok || devices.constLast() <= 0)
+                     return ::usage(usage);
+             }
+             if (devices.isEmpty())
+                 return ::usage(usage);
+             return admin(location, [&](Admin &a) { return a.deviceForget(devices); });
+         }});
+
     const QCommandLineOption all(QStringLiteral("all"),
                                  CommandLine::tr("Send to every user that is not disabled."));
     list.append({{QStringLiteral("message"), QStringLiteral("send")},

@@ -19,6 +19,13 @@
 
 namespace {
 
+bool markDevicesSeen(Sql &sql)
+{
+    return sql.exec(QStringLiteral("UPDATE devices SET last_exchange_at = ? WHERE "
+                                   "last_exchange_at IS NULL"),
+                    {Clock::now().toUTC().toString(Qt::ISODate)});
+}
+
 // One entry per schema version, applied in order and never changed once released: a new
 // version of the schema is a new entry. "{ID}" is an identity key column, "{BIG}" a 64-bit
 // integer. What statements cannot do is done by a function, in the same transaction.
@@ -119,6 +126,9 @@ const Migration Migrations[] = {
     // kept outside it (IdBlocks), and when each block of ids was handed out.
     {R"(INSERT INTO counters (name, value) VALUES ('database_id', {RANDOM});
         ALTER TABLE id_blocks ADD COLUMN created_at TEXT)"},
+    // 5: devices were not told apart by when they were last seen; from now on they are, and
+    // the devices from before count as seen now, so that none looks long gone that is not.
+    {"", &markDevicesSeen},
 };
 
 // Any constant: it only has to be the same in every process.
