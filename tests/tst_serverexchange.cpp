@@ -66,6 +66,8 @@ private Q_SLOTS:
     void unusableNamesAreTakenInSafeForms();
     void flawedTasksAreKeptOutWhole();
     void failedSignInsAreLimited();
+    void userIdsCannotBeToldApartByFailures();
+    void waitsGrowWithEachFailure();
     void deviceKeepsItsBlocks();
     void emptyExchangesCannotUseUpTheBlocks();
     void restoredBackupLosesNothing();
@@ -74,6 +76,12 @@ private Q_SLOTS:
     void unknownDeletedIdsAreTaken();
 
 private:
+    static QString waitText(int minutes);
+    static QString wrongPassword()
+    {
+        return refusal(QStringLiteral("The user ID or the password is wrong. Please check them "
+                                      "in Settings \u2192 Operating Mode."));
+    }
     SyncDevice device(const QString &user = QStringLiteral("alice"))
     {
         return SyncDevice(m_server->address(), user, user + QStringLiteral("-secret"));
@@ -533,43 +541,119 @@ void TestServerExchange::flawedTasksAreKeptOutWhole()
                                   "valid date and time<br>\nEdit or delete it here.</p>\n"));
 }
 
+QString TestServerExchange::waitText(int minutes)
+{
+    return refusal(
+        minutes == 1 ? QStringLiteral("Too many failed sign-ins. Please wait a minute and check "
+                                      "the user ID and password in Settings \u2192 Operating "
+                                      "Mode.")
+                     : QStringLiteral("Too many failed sign-ins. Please wait %1 minutes and check "
+                                      "the user ID and password in Settings \u2192 Operating "
+                                      "Mode.")
+                           .arg(minutes));
+}
+
 void TestServerExchange::failedSignInsAreLimited()
 {
+    const QHostAddress guessing(QStringLiteral("127.0.0.2"));
     SyncDevice wrong = device();
     wrong.password = QStringLiteral("guess");
-    const QString wrongText = refusal(QStringLiteral(
-        "The user ID or the password is wrong. Please check them in Settings \u2192 Operating "
-        "Mode."));
+    wrong.source = guessing;
     for (int i = 0; i < 5; ++i) {
         const SyncDevice::Reply reply = wrong.exchange();
         QCOMPARE(reply.status, 403);
-        QCOMPARE(reply.messages, wrongText);
+        QCOMPARE(reply.messages, wrongPassword());
     }
-    // Now even the right password is refused for a while.
-    SyncDevice a = device();
-    SyncDevice::Reply reply = a.exchange();
+    // That user id waits at that address, also with the right password.
+    QCOMPARE(wrong.exchange().messages, waitText(1));
+    SyncDevice there = device();
+    there.source = guessing;
+    SyncDevice::Reply reply = there.exchange();
     QCOMPARE(reply.status, 429);
     QVERIFY(!reply.readable);
-    QCOMPARE(reply.messages,
-             refusal(QStringLiteral("Too many failed sign-ins. Please wait 15 minutes and check "
-                                    "the user ID and password in Settings \u2192 Operating "
-                                    "Mode.")));
-    QVERIFY(a.doc.activities.isEmpty());
+    QCOMPARE(reply.messages, waitText(1));
+    QVERIFY(there.doc.activities.isEmpty());
 
-    // Another member from the same address is served, until the address has failed too often.
+    // The member at another address is served, and so is another member at that address.
+    SyncDevice a = device();
+    QCOMPARE(a.exchange().status, 200);
     SyncDevice b = device(QStringLiteral("bob"));
+    b.source = guessing;
     QCOMPARE(b.exchange().status, 200);
-    SyncDevice stranger = device(QStringLiteral("mallory"));
+
+    // An address that fails for many user ids waits for all of them.
     for (int i = 0; i < 15; ++i) {
+        SyncDevice stranger = device(QStringLiteral("mallory%1").arg(i));
+        stranger.source = guessing;
         reply = stranger.exchange();
         QCOMPARE(reply.status, 403);
-        QCOMPARE(reply.messages, wrongText);
+        QCOMPARE(reply.messages, wrongPassword());
     }
-    QCOMPARE(b.exchange().status, 429);
+    reply = b.exchange();
+    QCOMPARE(reply.status, 429);
+    QCOMPARE(reply.messages, waitText(1));
     QVERIFY(m_server->exchangeLines().constLast().contains(
         QStringLiteral("user=\"bob\" device=0 records-in=0 records-out=0")));
     QVERIFY(m_server->exchangeLines().constLast().contains(
         QStringLiteral("result=refused:rate-limited")));
+    QCOMPARE(a.exchange().status, 200);
+}
+
+void TestServerExchange::userIdsCannotBeToldApartByFailures()
+{
+    SyncDevice known = device();
+    known.password = QStringLiteral("guess");
+    known.source = QHostAddress(QStringLiteral("127.0.0.3"));
+    SyncDevice unknown = device(QStringLiteral("nobody"));
+    unknown.password = QStringLiteral("guess");
+    unknown.source = QHostAddress(QStringLiteral("127.0.0.4"));
+    for (int i = 0; i < 30; ++i) {
+        const SyncDevice::Reply first = known.exchange();
+        const SyncDevice::Reply second = unknown.exchange();
+        QCOMPARE(first.status, i < 5 ? 403 : 429);
+        QCOMPARE(second.status, first.status);
+        QCOMPARE(second.messages, first.messages);
+    }
+}
+
+void TestServerExchange::waitsGrowWithEachFailure()
+{
+    QVERIFY(m_server->stop());
+    const auto startAt = [&](const char *moment) {
+        qputenv("QUORVEL_FAKE_NOW", moment);
+        const bool started = m_server->start();
+        qunsetenv("QUORVEL_FAKE_NOW");
+        return started;
+    };
+    QVERIFY(startAt("2026-11-21T09:00:00"));
+    SyncDevice wrong = device();
+    wrong.password = QStringLiteral("guess");
+    for (int i = 0; i < 5; ++i)
+        QCOMPARE(wrong.exchange().status, 403);
+    QCOMPARE(wrong.exchange().messages, waitText(1));
+
+    // Each failure after the wait doubles the next one.
+    for (const auto &[moment, minutes] : {std::pair("2026-11-21T09:01:30", 2),
+                                         std::pair("2026-11-21T09:04:00", 4),
+                                         std::pair("2026-11-21T09:09:00", 8),
+                                         std::pair("2026-11-21T09:18:00", 15),
+                                         std::pair("2026-11-21T09:34:00", 15)}) {
+        QVERIFY(m_server->stop());
+        QVERIFY(startAt(moment));
+        wrong.setAddress(m_server->address());
+        QCOMPARE(wrong.exchange().messages, wrongPassword());
+        QCOMPARE(wrong.exchange().messages, waitText(minutes));
+    }
+
+    // Once the wait is over, the right password is taken, and the count starts afresh.
+    QVERIFY(m_server->stop());
+    QVERIFY(startAt("2026-11-21T09:50:00"));
+    SyncDevice a = device();
+    QCOMPARE(a.exchange().status, 200);
+    wrong.setAddress(m_server->address());
+    for (int i = 0; i < 5; ++i)
+        QCOMPARE(wrong.exchange().status, 403);
+    QCOMPARE(wrong.exchange().messages, waitText(1));
 }
 
 void TestServerExchange::deviceKeepsItsBlocks()

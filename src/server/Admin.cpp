@@ -4,6 +4,7 @@
 #include "IdBlocks.h"
 #include "Passwords.h"
 #include "ServerDatabase.h"
+#include "SignInLimits.h"
 #include "StoredTime.h"
 
 #include "model/DocumentFormat.h"
@@ -161,9 +162,7 @@ int Admin::userPasswd(const QString &name, const QString &password)
     QSqlQuery *query
         = m_sql.run(QStringLiteral("UPDATE users SET password_hash = ? WHERE id = ?"), {hash, id});
     Sql::done(query);
-    m_sql.exec(QStringLiteral("DELETE FROM sign_in_failures WHERE subject = ?"),
-               {QStringLiteral("user:") + name});
-    if (!query || !transaction.commit())
+    if (!query || !SignInLimits::forgetUser(m_sql, name) || !transaction.commit())
         return databaseFailed();
     m_out << tr("Changed the password of %1.").arg(name) << '\n';
     return 0;

@@ -4,6 +4,7 @@
 #include "IdBlocks.h"
 #include "Passwords.h"
 #include "ServerDatabase.h"
+#include "SignInLimits.h"
 #include "StoredTime.h"
 #include "TaskCache.h"
 
@@ -14,7 +15,6 @@
 
 #include <QDateTime>
 #include <QHash>
-#include <QMutex>
 #include <QSet>
 
 #include <algorithm>
@@ -27,18 +27,6 @@ namespace {
 // The document part of a refusal: the start and end markers around a version no reader
 // accepts.
 const char UnreadableDocument[] = "--start--\n0\n--end--\n";
-
-QMutex s_sqliteWriter;
-
-// SQLite lets one writer in at a time. The transactions of this process queue here for it,
-// rather than sleep and retry in SQLite's busy handler, which lets some wait for seconds.
-std::optional<QMutexLocker<QMutex>> oneWriter(const Sql &sql)
-{
-    std::optional<QMutexLocker<QMutex>> locker;
-    if (!sql.isPostgres())
-        locker.emplace(&s_sqliteWriter);
-    return locker;
-}
 
 // How many tasks a notice names before it says how many more there are.
 constexpr int NamedTasksPerNotice = 10;
@@ -170,72 +158,9 @@ QString nowText()
     return Clock::now().toUTC().toString(Qt::ISODate);
 }
 
-qint64 nowSeconds()
-{
-    return Clock::now().toSecsSinceEpoch();
-}
-
 QString quoted(const QString &name)
 {
     return QStringLiteral("\u201c%1\u201d").arg(name.toHtmlEscaped());
-}
-
-// --- Failed sign-ins ------------------------------------------------------------------------
-
-// Seconds until the subjects may try again (0 when they may now), and which of them have
-// failures on record.
-int blockedSeconds(Sql &sql, const QStringList &subjects, QSet<QString> *recorded)
-{
-    QSqlQuery *query = sql.run(QStringLiteral("SELECT subject, blocked_until FROM "
-                                              "sign_in_failures WHERE subject IN (?, ?)"),
-                               {subjects.value(0), subjects.value(1)});
-    if (!query)
-        return 0;
-    qint64 until = 0;
-    while (query->next()) {
-        recorded->insert(query->value(0).toString());
-        until = qMax(until, query->value(1).toLongLong());
-    }
-    Sql::done(query);
-    return int(qMax<qint64>(0, until - nowSeconds()));
-}
-
-void recordFailure(Sql &sql, const QString &subject, int allowed, int windowSeconds)
-{
-    const qint64 now = nowSeconds();
-    const auto writer = oneWriter(sql);
-    Transaction transaction(sql);
-    if (!transaction.isOpen())
-        return;
-    // Forget old windows, so that the table stays small.
-    sql.exec(QStringLiteral("DELETE FROM sign_in_failures WHERE window_start < ? AND "
-                            "blocked_until < ?"),
-             {now - windowSeconds, now});
-    QSqlQuery *query = sql.run(
-        QStringLiteral("SELECT failures, window_start FROM sign_in_failures WHERE subject = ?"),
-        {subject});
-    if (!query)
-        return;
-    int failures = 0;
-    qint64 windowStart = now;
-    if (query->next()) {
-        failures = query->value(0).toInt();
-        windowStart = query->value(1).toLongLong();
-    }
-    Sql::done(query);
-    if (windowStart < now - windowSeconds) {
-        failures = 0;
-        windowStart = now;
-    }
-    ++failures;
-    const qint64 blockedUntil = failures >= allowed ? now + windowSeconds : 0;
-    sql.exec(QStringLiteral("INSERT INTO sign_in_failures (subject, failures, "
-                            "window_start, blocked_until) VALUES (?, ?, ?, ?) "
-                            "ON CONFLICT (subject) DO UPDATE SET failures = "
-                            "excluded.failures, window_start = excluded.window_start, "
-                            "blocked_until = excluded.blocked_until"),
-             {subject, failures, windowStart, blockedUntil});
-    transaction.commit();
 }
 
 // --- The exchange proper ----------------------------------------------------------------------
@@ -1136,14 +1061,12 @@ ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
 
     const QString name = head.userId;
     const QString unavailable = unavailableMessage();
-    const QString userSubject = QStringLiteral("user:") + name;
     // Every refusal from here on names the user it was for, in the log.
     const auto refuse = [&](int status, const char *reason, const QString &text) {
         ExchangeOutcome outcome = refusal(status, QString::fromLatin1(reason), text);
         outcome.user = name;
         return outcome;
     };
-    const QString addressSubject = QStringLiteral("address:") + peer;
 
     // Who is asking.
     qint64 userId = 0;
@@ -1161,10 +1084,9 @@ ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
         }
         Sql::done(query);
     }
-    // A user's own failures count only for a user that exists.
-    QSet<QString> recorded;
-    const int wait
-        = blockedSeconds(m_sql, {addressSubject, userId ? userSubject : addressSubject}, &recorded);
+    // Known and unknown user ids alike.
+    SignInLimits limits(m_sql, m_limits.signIns);
+    const int wait = limits.wait(name, peer);
     if (wait > 0) {
         const int minutes = (wait + 59) / 60;
         return refuse(429, "rate-limited",
@@ -1184,11 +1106,7 @@ ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
         m_passwords.verifyNothing(head.password);
     }
     if (!signedIn) {
-        recordFailure(m_sql, addressSubject, m_limits.failuresPerAddress,
-                      m_limits.failureWindowSeconds);
-        if (userId)
-            recordFailure(m_sql, userSubject, m_limits.failuresPerUser,
-                          m_limits.failureWindowSeconds);
+        limits.failed(name, peer);
         return refuse(403, "wrong-credentials", wrongText);
     }
     const QString disabledText = tr("Your user ID has been disabled on this server. Please ask "
@@ -1197,7 +1115,7 @@ ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
         return refuse(403, "disabled", disabledText);
     }
 
-    const auto writer = oneWriter(m_sql);
+    const auto writer = m_sql.queueForWriting();
     Transaction transaction(m_sql);
     if (!transaction.isOpen())
         return refuse(503, "database", unavailable);
@@ -1244,8 +1162,8 @@ ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
                                    "task_serial + 1 WHERE id = ?"),
                     {session.now(), userId}))
         return refuse(503, "database", unavailable);
-    if (recorded.contains(userSubject))
-        m_sql.exec(QStringLiteral("DELETE FROM sign_in_failures WHERE subject = ?"), {userSubject});
+    if (!limits.succeeded(name, peer))
+        return refuse(503, "database", unavailable);
     if (!transaction.commit())
         return refuse(503, "database", unavailable);
     session.keep(serial + 1);

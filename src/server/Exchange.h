@@ -1,5 +1,7 @@
 #pragma once
 
+#include "SignInLimits.h"
+
 #include <QByteArray>
 #include <QCoreApplication>
 #include <QString>
@@ -15,11 +17,7 @@ struct ExchangeLimits
     int maxActivities = 100000;
     int maxTasks = 1000000;
     int maxDeletedIds = 1000000;
-    // Failed sign-ins allowed within the window before further ones are refused for the
-    // window's length, per known user and per address.
-    int failuresPerUser = 5;
-    int failuresPerAddress = 20;
-    int failureWindowSeconds = 15 * 60;
+    SignInRules signIns;
     // New blocks of ids one member's devices may be given in 24 hours: each new computer takes
     // one, so that no member can use up the blocks of the whole team.
     int blocksPerDay = 10;

@@ -468,6 +468,15 @@ QSqlQuery *Sql::run(const QString &statement, const QVariantList &values)
     return query;
 }
 
+std::optional<QMutexLocker<QMutex>> Sql::queueForWriting() const
+{
+    static QMutex writer;
+    std::optional<QMutexLocker<QMutex>> locker;
+    if (!m_postgres)
+        locker.emplace(&writer);
+    return locker;
+}
+
 bool Sql::exec(const QString &statement, const QVariantList &values)
 {
     QSqlQuery *query = run(statement, values);

@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QHash>
+#include <QMutex>
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QString>
@@ -95,6 +96,10 @@ public:
     explicit Sql(QSqlDatabase db);
 
     bool isPostgres() const { return m_postgres; }
+    // SQLite lets one writer in at a time. The transactions of this process that write queue
+    // here for it, holding what this returns, rather than sleep and retry in SQLite's busy
+    // handler, which lets some wait for seconds. Nothing to wait for on PostgreSQL.
+    std::optional<QMutexLocker<QMutex>> queueForWriting() const;
 
     // Prepares (once) and runs the statement with positional values. For a SELECT, read the
     // rows from the returned query and call done() before the next statement of a

@@ -15,6 +15,8 @@ SyncDevice::Reply SyncDevice::exchange(bool keep)
     Reply reply;
     const SyncProtocol::HostAndPort server = SyncProtocol::splitHostAndPort(m_address);
     QTcpSocket socket;
+    if (!source.isNull() && !socket.bind(source))
+        return reply;
     socket.connectToHost(server.host, server.port);
     if (!socket.waitForConnected(10000))
         return reply;

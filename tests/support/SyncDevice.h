@@ -4,6 +4,7 @@
 
 #include <QByteArray>
 #include <QDateTime>
+#include <QHostAddress>
 #include <QString>
 
 // A device talking to a group server at the level of the exchange: the request is built by the
@@ -21,6 +22,8 @@ public:
     // When set, the document string sent instead of doc's (for records the program would
     // never write).
     QByteArray sentDocument;
+    // When set, the address the device connects from (any of 127.0.0.0/8 on the loopback).
+    QHostAddress source;
 
     struct Reply
     {
