@@ -16,6 +16,7 @@
 #include <QtTest>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -47,6 +48,8 @@ private Q_SLOTS:
     void backupCopiesDatabase();
     void restorePutsBackupBack();
     void devicesAreListedAndForgotten();
+    void symbolicLinksAreNotFollowed();
+    void dataFolderIsPrivate();
     void messagesToEveryone();
     void reportRefusals();
     void socketHandedOverBySystemd();
@@ -156,6 +159,11 @@ void TestServerAdmin::badUsage_data()
     QTest::newRow("bad format") << words(
         "report summary --from 2026-11-01 --to 2026-12-01 --format xml")
                                 << QStringLiteral("--format takes html or csv.\n") + tryHelp;
+    QTest::newRow("empty data folder") << QStringList({QStringLiteral("user"),
+                                                       QStringLiteral("list"),
+                                                       QStringLiteral("--data"), QString()})
+                                       << QStringLiteral("--data needs the name of a folder.\n")
+                                              + tryHelp;
     QTest::newRow("bad listen") << words("serve --listen nowhere")
                                 << QStringLiteral("--listen nowhere is not an address and port: "
                                                   "write it as ADDRESS:PORT, for instance "
@@ -594,6 +602,72 @@ void TestServerAdmin::devicesAreListedAndForgotten()
     QVERIFY(reply.messages.contains(
         QStringLiteral("The server has no ids left to hand out. Please tell your team lead.")));
     QVERIFY(m_server->stop());
+}
+
+void TestServerAdmin::symbolicLinksAreNotFollowed()
+{
+    const QString data = m_folder->filePath(QStringLiteral("data"));
+    QVERIFY(QDir().mkpath(data));
+    const QString victim = m_folder->filePath(QStringLiteral("victim"));
+    {
+        QFile out(victim);
+        QVERIFY(out.open(QIODevice::WriteOnly));
+        out.write("someone else's file\n");
+    }
+    const QFileDevice::Permissions open
+        = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup
+          | QFileDevice::ReadOther;
+    QVERIFY(QFile::setPermissions(victim, open));
+    for (const QString &name : {QStringLiteral("quorvel-server.sqlite"),
+                                QStringLiteral("quorvel-server.sqlite-wal"),
+                                QStringLiteral("quorvel-server.sqlite-shm")}) {
+        const QString path = data + QLatin1Char('/') + name;
+        QVERIFY(QFile::link(victim, path));
+        refused(words("user list"),
+                QStringLiteral("%1 is a symbolic link. The server does not follow one there: put "
+                               "the database itself in its place.\n")
+                    .arg(path));
+        const QFileDevice::Permissions user
+            = QFileDevice::ReadUser | QFileDevice::WriteUser | QFileDevice::ExeUser;
+        QCOMPARE(QFileInfo(victim).permissions() & ~user, open);
+        QFile in(victim);
+        QVERIFY(in.open(QIODevice::ReadOnly));
+        QCOMPARE(in.readAll(), QByteArray("someone else's file\n"));
+        QVERIFY(QFile::remove(path));
+        if (name.endsWith(QLatin1String(".sqlite")))
+            ok("user list", QString());
+    }
+    // Nor is one at a backup's name.
+    const QString backup = m_folder->filePath(QStringLiteral("backup.sqlite"));
+    QVERIFY(QFile::link(m_folder->filePath(QStringLiteral("nowhere")), backup));
+    refused({QStringLiteral("backup"), backup},
+            QStringLiteral("%1 exists already; choose a new file.\n").arg(backup));
+    QVERIFY(!QFileInfo::exists(m_folder->filePath(QStringLiteral("nowhere"))));
+}
+
+void TestServerAdmin::dataFolderIsPrivate()
+{
+    // Made whatever the umask, with the folders above it that were missing.
+    const QString data = m_folder->filePath(QStringLiteral("above/data"));
+    const mode_t umask = ::umask(0);
+    QProcess process;
+    process.start(ServerProcess::binary(),
+                  {QStringLiteral("user"), QStringLiteral("list"), QStringLiteral("--data"), data});
+    ::umask(umask);
+    QVERIFY(process.waitForFinished(60000));
+    QCOMPARE(process.exitCode(), 0);
+    const QFileDevice::Permissions owner
+        = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner;
+    for (const QString &folder : {data, m_folder->filePath(QStringLiteral("above"))}) {
+        QCOMPARE(QFileInfo(folder).permissions() & ~(QFileDevice::ReadUser | QFileDevice::WriteUser
+                                                     | QFileDevice::ExeUser),
+                 owner);
+    }
+    for (const QString &file : QDir(data).entryList(QDir::Files | QDir::Hidden)) {
+        QCOMPARE(QFileInfo(data + QLatin1Char('/') + file).permissions()
+                     & ~(QFileDevice::ReadUser | QFileDevice::WriteUser),
+                 QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    }
 }
 
 void TestServerAdmin::messagesToEveryone()

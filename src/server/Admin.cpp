@@ -699,7 +699,7 @@ int Admin::backup(const QString &file, bool postgres)
     if (postgres)
         return fail(tr("The database is PostgreSQL: back it up with pg_dump, for instance "
                        "pg_dump --format=custom --file=quorvel.dump DATABASE."));
-    if (QFileInfo::exists(file))
+    if (QFileInfo::exists(file) || QFileInfo(file).isSymLink())
         return fail(tr("%1 exists already; choose a new file.").arg(file));
     QString literal = QFileInfo(file).absoluteFilePath();
     literal.replace(QLatin1String("'"), QLatin1String("''"));

@@ -795,6 +795,9 @@ int CommandLine::run()
                          .trimmed());
     }
 
+    // An empty folder name would be the current folder, wherever that is.
+    if (parser.isSet(data) && parser.value(data).isEmpty())
+        return usage(tr("--data needs the name of a folder."));
     ServerDatabase location;
     if (parser.isSet(database)) {
         QString error;

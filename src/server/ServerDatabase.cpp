@@ -14,6 +14,7 @@
 #include <cstring>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -163,6 +164,46 @@ QString nowText()
     return Clock::now().toUTC().toString(Qt::ISODate);
 }
 
+// The database's files are the server's own: a symbolic link planted at their place is never
+// followed (the file it points to is neither read, written nor given another mode), and the
+// database is readable and writable by the server's user only. Looked at, never opened: closing
+// any descriptor of a file would end the locks that SQLite's connections in this process hold
+// on it. Whoever could swap a file for a link in between can write to the data folder, which
+// is the server's user's alone.
+bool claimFile(const QString &path, bool create, QString *error)
+{
+    const QByteArray name = QFile::encodeName(path);
+    struct stat info = {};
+    if (::lstat(name.constData(), &info) != 0) {
+        if (errno == ENOENT && !create)
+            return true;
+        if (errno == ENOENT) {
+            const int fd = ::open(name.constData(),
+                                  O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+            if (fd >= 0 || errno == EEXIST) {
+                if (fd >= 0)
+                    ::close(fd);
+                return claimFile(path, false, error);
+            }
+        }
+        *error = ServerDatabase::tr("The database %1 cannot be opened: %2")
+                     .arg(path, QString::fromLocal8Bit(std::strerror(errno)));
+        return false;
+    }
+    if (S_ISLNK(info.st_mode)) {
+        *error = ServerDatabase::tr("%1 is a symbolic link. The server does not follow one there: "
+                                    "put the database itself in its place.")
+                     .arg(path);
+        return false;
+    }
+    if (!S_ISREG(info.st_mode)) {
+        *error = ServerDatabase::tr("%1 is not a plain file.").arg(path);
+        return false;
+    }
+    PrivateFiles::restrict(path);
+    return true;
+}
+
 } // namespace
 
 ServerDatabase ServerDatabase::sqliteIn(const QString &folder)
@@ -262,10 +303,14 @@ bool ServerDatabase::open(const QString &connectionName, QString *error) const
             return false;
         }
         const QString folder = QFileInfo(m_file).absolutePath();
-        if (!QDir().mkpath(folder)) {
+        if (!PrivateFiles::makeFolder(folder)) {
             *error = tr("The data folder %1 cannot be created.").arg(folder);
             return false;
         }
+        if (!claimFile(m_file, true, error)
+            || !claimFile(m_file + QStringLiteral("-wal"), false, error)
+            || !claimFile(m_file + QStringLiteral("-shm"), false, error))
+            return false;
         db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connectionName);
         db.setDatabaseName(m_file);
         // Waits for another writer instead of failing at once.
@@ -298,7 +343,6 @@ bool ServerDatabase::open(const QString &connectionName, QString *error) const
         pragma.exec(QStringLiteral("PRAGMA journal_mode=WAL"));
         pragma.exec(QStringLiteral("PRAGMA synchronous=FULL"));
         pragma.exec(QStringLiteral("PRAGMA foreign_keys=ON"));
-        QFile::setPermissions(m_file, QFileDevice::ReadOwner | QFileDevice::WriteOwner);
     } else {
         pragma.exec(QStringLiteral("SET client_min_messages TO WARNING"));
     }
