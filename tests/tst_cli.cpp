@@ -157,6 +157,7 @@ private Q_SLOTS:
     void reportsEqualTheReportMenu();
     void exportCsvAndJson();
     void importRoundTrip();
+    void csvNamesNeverRunAsFormulas();
     void importTimewarrior();
     void importRefusesOverlaps();
     void refusalsNameTheReason();
@@ -553,6 +554,50 @@ void TestCli::importRoundTrip()
     QCOMPARE(run.exitCode, 0);
     QCOMPARE(run.out, QByteArray("Imported 0 tasks from “history.json”.\n"
                                  "5 tasks were already recorded.\n"));
+    QCOMPARE(quorvel({QStringLiteral("export")}).out, exported.out);
+}
+
+void TestCli::csvNamesNeverRunAsFormulas()
+{
+    TestEnvironment::wipe();
+    Configuration().setMode(Configuration::Personal);
+    {
+        QuorvelDocument doc;
+        DocumentBuilder build(doc);
+        Activity *link = build.activity(QStringLiteral("=HYPERLINK(\"http://x\")"),
+                                        build.category(QStringLiteral("-Minus")));
+        Activity *quoted
+            = build.activity(QStringLiteral("'=quoted"), build.category(QStringLiteral("Plain")));
+        build.task(link, at(19, 9, 0), at(19, 10, 0));
+        build.task(quoted, at(19, 10, 0), at(19, 10, 30));
+        build.sortAll();
+        QVERIFY(doc.save());
+    }
+    const Run exported = quorvel({QStringLiteral("export")});
+    QCOMPARE(exported.exitCode, 0);
+    QCOMPARE(exported.out,
+             QByteArray("Activity,Category,Start,Stop,Minutes\r\n"
+                        "\"'=HYPERLINK(\"\"http://x\"\")\",'-Minus,2026-11-19T09:00,"
+                        "2026-11-19T10:00,60\r\n"
+                        "''=quoted,Plain,2026-11-19T10:00,2026-11-19T10:30,30\r\n"));
+    const Run report = quorvel({QStringLiteral("report"), QStringLiteral("summary"),
+                                QStringLiteral("--from"), QStringLiteral("2026-11-19"),
+                                QStringLiteral("--to"), QStringLiteral("2026-11-19"),
+                                QStringLiteral("--format"), QStringLiteral("csv")});
+    QCOMPARE(report.out, QByteArray("Activity,Category,Minutes,Hours\r\n"
+                                    "''=quoted,Plain,30,0.5000\r\n"
+                                    "\"'=HYPERLINK(\"\"http://x\"\")\",'-Minus,60,1.0000\r\n"));
+
+    // Imported again, the names are as they were.
+    writeFile(inDocuments(QStringLiteral("names.csv")), exported.out);
+    TestEnvironment::wipe();
+    Configuration().setMode(Configuration::Personal);
+    const Run imported = quorvel({QStringLiteral("import"), QStringLiteral("names.csv")});
+    QCOMPARE(imported.err, QByteArray());
+    QCOMPARE(imported.out,
+             QByteArray("Created the activity “=HYPERLINK(\"http://x\")” in “-Minus”.\n"
+                        "Created the activity “'=quoted” in “Plain”.\n"
+                        "Imported 2 tasks from “names.csv”.\n"));
     QCOMPARE(quorvel({QStringLiteral("export")}).out, exported.out);
 }
 

@@ -177,11 +177,15 @@ private Q_SLOTS:
     void csvOfTheSummary();
     void csvOfTheTimeSheet();
     void csvGetsItsExtension();
+    void csvNamesNeverRunAsFormulas();
     void exportReplacesAnExistingFile();
     void cancelledExportWritesNothing();
     void writeFailuresAreTold();
 
 private:
+    // The time sheet from 2026-11-02 to the last day, as "Export as CSV…" writes it.
+    QByteArray timeSheetCsv(QuorvelDocument &doc, int lastDay);
+
     QTemporaryDir m_dir;
 };
 
@@ -436,24 +440,44 @@ void TestReportExport::csvOfTheSummary()
                                        "2.2500\r\n"));
 }
 
+QByteArray TestReportExport::timeSheetCsv(QuorvelDocument &doc, int lastDay)
+{
+    PeriodTimeSheetReport sheet(nullptr, &doc);
+    sheet.setPeriod(QDate(2026, 11, 2), QDate(2026, 11, lastDay));
+    sheet.setIncludeZeroActivities(false);
+    ReportViewer viewer(&sheet);
+    const QString csv = m_dir.filePath(QStringLiteral("sheet.csv"));
+    QFile::remove(csv);
+    FileDialog::setNextAnswer(csv);
+    viewer.exportCsv();
+    return readFile(csv);
+}
+
 void TestReportExport::csvOfTheTimeSheet()
 {
     QuorvelDocument doc;
     fillQuoted(doc);
-    PeriodTimeSheetReport sheet(nullptr, &doc);
-    sheet.setPeriod(QDate(2026, 11, 2), QDate(2026, 11, 3));
-    sheet.setIncludeZeroActivities(false);
-    ReportViewer viewer(&sheet);
-    const QString csv = m_dir.filePath(QStringLiteral("sheet.csv"));
-    FileDialog::setNextAnswer(csv);
-    viewer.exportCsv();
+    const QByteArray csv = timeSheetCsv(doc, 3);
     QCOMPARE(MessageBox::shown().size(), 0);
-    QCOMPARE(readFile(csv), QByteArray("Date,Activity,Category,Minutes\r\n"
+    QCOMPARE(csv, QByteArray("Date,Activity,Category,Minutes\r\n"
                                        "2026-11-02,\"Design, UX\",,20\r\n"
                                        "2026-11-02,\"M\xc3\xbcller, \"\"Caf\xc3\xa9\"\"\","
                                        "Kunden \xc3\x84,90\r\n"
                                        "2026-11-03,\"M\xc3\xbcller, \"\"Caf\xc3\xa9\"\"\","
                                        "Kunden \xc3\x84,45\r\n"));
+}
+
+void TestReportExport::csvNamesNeverRunAsFormulas()
+{
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    Activity *link = build.activity(QStringLiteral("=HYPERLINK(\"http://x\")"),
+                                    build.category(QStringLiteral("@Clients")));
+    build.task(link, at(2, 9, 0), at(2, 10, 0));
+    build.sortAll();
+    QCOMPARE(timeSheetCsv(doc, 2), QByteArray("Date,Activity,Category,Minutes\r\n"
+                                       "2026-11-02,\"'=HYPERLINK(\"\"http://x\"\")\",'@Clients,"
+                                       "60\r\n"));
 }
 
 void TestReportExport::csvGetsItsExtension()

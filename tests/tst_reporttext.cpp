@@ -85,6 +85,9 @@ private Q_SLOTS:
     void plainTextWithoutCategoryColumn();
     void plainTextWithoutCategories();
     void plainTextMatchesCsv();
+    void csvNamesNeverRunAsFormulas();
+    void csvNamesReadBack_data();
+    void csvNamesReadBack();
 };
 
 void TestReportText::formatsMinutes_data()
@@ -1128,6 +1131,70 @@ void TestReportText::plainTextMatchesCsv()
             QVERIFY2(sheetKeys == sheetCsvKeys, qPrintable(where));
         }
     }
+}
+
+void TestReportText::csvNamesNeverRunAsFormulas()
+{
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    ActivityCategory *minus = build.category(str("-Minus"));
+    ActivityCategory *plain = build.category(str("Plain"));
+    Activity *link = build.activity(str("=HYPERLINK(\"http://x\")"), minus);
+    Activity *plus = build.activity(str("+1"), plain);
+    Activity *sum = build.activity(str("@SUM(A1)"), plain);
+    Activity *quoted = build.activity(str("'=quoted"), plain);
+    Activity *apostrophe = build.activity(str("'s Work"), plain);
+    Activity *inner = build.activity(str("a=b"), plain);
+    int hour = 8;
+    for (Activity *activity : {link, plus, sum, quoted, apostrophe, inner}) {
+        build.task(activity, QDateTime(QDate(2026, 11, 20), QTime(hour, 0)),
+                   QDateTime(QDate(2026, 11, 20), QTime(hour, 30)));
+        ++hour;
+    }
+    build.sortAll();
+    const QDate day(2026, 11, 20);
+    QCOMPARE(ReportText::periodSummaryCsv(doc, day, day, false),
+             str("Activity,Category,Minutes,Hours\r\n"
+                 "''=quoted,Plain,30,0.5000\r\n"
+                 "'s Work,Plain,30,0.5000\r\n"
+                 "'+1,Plain,30,0.5000\r\n"
+                 "\"'=HYPERLINK(\"\"http://x\"\")\",'-Minus,30,0.5000\r\n"
+                 "'@SUM(A1),Plain,30,0.5000\r\n"
+                 "a=b,Plain,30,0.5000\r\n"));
+    QCOMPARE(ReportText::periodTimeSheetCsv(doc, day, day, false),
+             str("Date,Activity,Category,Minutes\r\n"
+                 "2026-11-20,''=quoted,Plain,30\r\n"
+                 "2026-11-20,'s Work,Plain,30\r\n"
+                 "2026-11-20,'+1,Plain,30\r\n"
+                 "2026-11-20,\"'=HYPERLINK(\"\"http://x\"\")\",'-Minus,30\r\n"
+                 "2026-11-20,'@SUM(A1),Plain,30\r\n"
+                 "2026-11-20,a=b,Plain,30\r\n"));
+}
+
+void TestReportText::csvNamesReadBack_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("cell");
+    QTest::newRow("plain") << str("Coding") << str("Coding");
+    QTest::newRow("=") << str("=1+1") << str("'=1+1");
+    QTest::newRow("+") << str("+49 30") << str("'+49 30");
+    QTest::newRow("-") << str("-x") << str("'-x");
+    QTest::newRow("@") << str("@x") << str("'@x");
+    QTest::newRow("tab") << str("\tx") << str("'\tx");
+    QTest::newRow("carriage return") << str("\rx") << str("'\rx");
+    QTest::newRow("quote before =") << str("'=x") << str("''=x");
+    QTest::newRow("quotes before =") << str("''=x") << str("'''=x");
+    QTest::newRow("quote alone") << str("'") << str("'");
+    QTest::newRow("quote before text") << str("'x") << str("'x");
+    QTest::newRow("empty") << QString() << QString();
+}
+
+void TestReportText::csvNamesReadBack()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, cell);
+    QCOMPARE(ReportText::csvName(name), cell);
+    QCOMPARE(ReportText::nameFromCsv(cell), name);
 }
 
 QUORVEL_TEST_GUILESS_MAIN(TestReportText)

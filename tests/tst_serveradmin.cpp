@@ -52,6 +52,7 @@ private Q_SLOTS:
     void dataFolderIsPrivate();
     void messagesToEveryone();
     void reportRefusals();
+    void reportCsvNamesNeverRunAsFormulas();
     void socketHandedOverBySystemd();
     void sigtermFinishesExchangeUnderWay();
 
@@ -707,6 +708,25 @@ void TestServerAdmin::reportRefusals()
     const ServerProcess::Result summary
         = run(words("report summary --from 2000-01-01 --to 2026-11-01 --format csv"));
     QCOMPARE(summary.out, QStringLiteral("Activity,Category,Minutes,Hours\r\n"));
+}
+
+void TestServerAdmin::reportCsvNamesNeverRunAsFormulas()
+{
+    QCOMPARE(run(words("user add alice"), "pass\n").status, 0);
+    ok("category add +Clients", QStringLiteral("Added the category +Clients.\n"));
+    ok("activity add =Cost --category +Clients",
+       QStringLiteral("Added the activity =Cost in the category +Clients.\n"));
+    QVERIFY(m_server->start());
+    SyncDevice device(m_server->address(), QStringLiteral("alice"), QStringLiteral("pass"));
+    device.exchange();
+    device.addTask(QStringLiteral("=Cost"), QDateTime(QDate(2026, 11, 20), QTime(9, 0)),
+                   QDateTime(QDate(2026, 11, 20), QTime(10, 0)));
+    QCOMPARE(device.exchange().status, 200);
+    QVERIFY(m_server->stop());
+    ok("report summary --from 2026-11-20 --to 2026-11-20 --format csv",
+       QStringLiteral("Activity,Category,Minutes,Hours\r\n'=Cost,'+Clients,60,1.0000\r\n"));
+    ok("report timesheet --from 2026-11-20 --to 2026-11-20 --format csv",
+       QStringLiteral("Date,Activity,Category,Minutes\r\n2026-11-20,'=Cost,'+Clients,60\r\n"));
 }
 
 void TestServerAdmin::socketHandedOverBySystemd()

@@ -941,8 +941,10 @@ private:
                                           + QStringLiteral(",\"category\":") + jsonString(category)
                                           + QStringLiteral(",\"start\":\""))
                                              .toUtf8()
-                                       : (ReportText::csvField(name) + QLatin1Char(',')
-                                          + ReportText::csvField(category) + QLatin1Char(','))
+                                       : (ReportText::csvField(ReportText::csvName(name))
+                                          + QLatin1Char(',')
+                                          + ReportText::csvField(ReportText::csvName(category))
+                                          + QLatin1Char(','))
                                              .toUtf8();
         return *m_names.insert(position, text);
     }

@@ -1,5 +1,7 @@
 #include "ImportReader.h"
 
+#include "reports/ReportText.h"
+
 #include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -304,8 +306,8 @@ ImportRow csvRow(const CsvScanner::Record &record, const RowSink &sink, qsizetyp
 {
     ImportRow row;
     row.line = record.line;
-    row.activity = cleanName(QString::fromUtf8(sink.values[Activity]));
-    row.category = cleanName(QString::fromUtf8(sink.values[Category]));
+    row.activity = cleanName(ReportText::nameFromCsv(QString::fromUtf8(sink.values[Activity])));
+    row.category = cleanName(ReportText::nameFromCsv(QString::fromUtf8(sink.values[Category])));
     const QString startText = QString::fromUtf8(sink.values[Start]);
     const QString stopText = QString::fromUtf8(sink.values[Stop]);
     row.start = exportTime(startText);

@@ -836,6 +836,36 @@ QString ReportText::csvField(const QString &value)
 
 namespace {
 
+// Whether a cell would run as a formula, were it not for the quotes before position quotes.
+bool wouldRun(const QString &cell, qsizetype *quotes)
+{
+    qsizetype i = 0;
+    while (i < cell.size() && cell.at(i) == QLatin1Char('\''))
+        ++i;
+    *quotes = i;
+    if (i == cell.size())
+        return false;
+    const QChar c = cell.at(i);
+    return c == QLatin1Char('=') || c == QLatin1Char('+') || c == QLatin1Char('-')
+           || c == QLatin1Char('@') || c == QLatin1Char('\t') || c == QLatin1Char('\r');
+}
+
+} // namespace
+
+QString ReportText::csvName(const QString &name)
+{
+    qsizetype quotes = 0;
+    return wouldRun(name, &quotes) ? QLatin1Char('\'') + name : name;
+}
+
+QString ReportText::nameFromCsv(const QString &cell)
+{
+    qsizetype quotes = 0;
+    return wouldRun(cell, &quotes) && quotes > 0 ? cell.mid(1) : cell;
+}
+
+namespace {
+
 QString csvRow(const QStringList &fields)
 {
     QStringList quoted;
@@ -862,8 +892,8 @@ QString ReportText::periodSummaryCsv(const QuorvelDocument &doc, const QDate &fr
         const int m = source.periodMinutes(a, from, to, &running);
         if (!rowShown(m, includeZero, activity, m > 0 || source.hasTasks(a)))
             continue;
-        text += csvRow({activity->name, categoryName(activity), QString::number(m),
-                        QString::number(m / 60.0, 'f', 4)});
+        text += csvRow({csvName(activity->name), csvName(categoryName(activity)),
+                        QString::number(m), QString::number(m / 60.0, 'f', 4)});
     }
     return text;
 }
@@ -881,7 +911,8 @@ QString ReportText::periodTimeSheetCsv(const QuorvelDocument &doc, const QDate &
             const int m = source.minutesOnDay(a, dayIndex);
             if (!rowShown(m, includeZero, activity, m > 0 || source.hasTasks(a)))
                 continue;
-            text += csvRow({date, activity->name, categoryName(activity), QString::number(m)});
+            text += csvRow({date, csvName(activity->name), csvName(categoryName(activity)),
+                            QString::number(m)});
         }
     }
     return text;

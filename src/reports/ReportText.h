@@ -50,6 +50,12 @@ public:
                                       const QDate &to, bool includeZero);
     // One CSV field, quoted when it needs to be.
     static QString csvField(const QString &value);
+    // A name as a CSV cell holds it. A spreadsheet runs a cell that begins with =, +, -, @, a
+    // tab or a carriage return as a formula, so such a name gets a quote ' in front, which
+    // the spreadsheet shows as text; so does one that begins so after quotes, so that
+    // nameFromCsv() can always take exactly that quote off again.
+    static QString csvName(const QString &name);
+    static QString nameFromCsv(const QString &cell);
 
     // The reports as plain text for a terminal: the same rows and numbers as the rich texts,
     // in aligned columns. Lines end with a line feed.
