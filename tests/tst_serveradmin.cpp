@@ -38,6 +38,9 @@ private Q_SLOTS:
 
     void helpForEveryCommand_data();
     void helpForEveryCommand();
+    void groupsAloneShowTheirHelp_data();
+    void groupsAloneShowTheirHelp();
+    void namesBeginningWithADashGoAfterTwoDashes();
     void badUsage_data();
     void badUsage();
     void usersAndPasswords();
@@ -136,6 +139,81 @@ void TestServerAdmin::helpForEveryCommand()
     QCOMPARE(overview.status, 0);
     QVERIFY(
         overview.out.contains(QStringLiteral("\n  ") + command + arguments + QLatin1Char('\n')));
+}
+
+void TestServerAdmin::groupsAloneShowTheirHelp_data()
+{
+    QTest::addColumn<QString>("group");
+    QTest::addColumn<QStringList>("commands");
+    QTest::newRow("user") << QStringLiteral("user")
+                          << QStringList({QStringLiteral("user add NAME"),
+                                          QStringLiteral("user passwd NAME"),
+                                          QStringLiteral("user disable NAME"),
+                                          QStringLiteral("user enable NAME"),
+                                          QStringLiteral("user list"),
+                                          QStringLiteral("user history NAME")});
+    QTest::newRow("category") << QStringLiteral("category")
+                              << QStringList({QStringLiteral("category add NAME"),
+                                              QStringLiteral("category rename NAME NEW-NAME"),
+                                              QStringLiteral("category retire NAME"),
+                                              QStringLiteral("category delete NAME"),
+                                              QStringLiteral("category list")});
+    QTest::newRow("activity") << QStringLiteral("activity")
+                              << QStringList({QStringLiteral("activity add NAME"),
+                                              QStringLiteral("activity rename NAME NEW-NAME"),
+                                              QStringLiteral("activity retire NAME"),
+                                              QStringLiteral("activity delete NAME"),
+                                              QStringLiteral("activity list")});
+    QTest::newRow("device") << QStringLiteral("device")
+                            << QStringList({QStringLiteral("device list"),
+                                            QStringLiteral("device forget DEVICE... | "
+                                                           "--not-seen-for DAYS")});
+    QTest::newRow("message") << QStringLiteral("message")
+                             << QStringList({QStringLiteral("message send USER TEXT | --all "
+                                                            "TEXT")});
+    QTest::newRow("report") << QStringLiteral("report")
+                            << QStringList({QStringLiteral("report summary"),
+                                            QStringLiteral("report timesheet")});
+}
+
+void TestServerAdmin::groupsAloneShowTheirHelp()
+{
+    QFETCH(QString, group);
+    QFETCH(QStringList, commands);
+    const QString footer = QStringLiteral(
+        "\nEvery command takes --data FOLDER or --database URL, and --help for its own options. "
+        "A name that begins with \"-\" goes after \"--\": quorvel-server category add -- -Misc\n");
+    for (const QStringList &args : {QStringList{group}, QStringList{group, QStringLiteral("--help")}}) {
+        const ServerProcess::Result result = run(args);
+        QCOMPARE(result.err, QString());
+        QCOMPARE(result.status, 0);
+        QVERIFY2(result.out.startsWith(QStringLiteral("Usage: quorvel-server %1 COMMAND [OPTIONS]\n"
+                                                      "\nCommands:\n")
+                                           .arg(group)),
+                 qPrintable(result.out));
+        QVERIFY(result.out.endsWith(footer));
+        QStringList listed;
+        for (const QString &line : result.out.split(QLatin1Char('\n'))) {
+            if (line.startsWith(QStringLiteral("  ")) && !line.startsWith(QStringLiteral("    ")))
+                listed << line.mid(2);
+        }
+        QCOMPARE(listed, commands);
+    }
+    const ServerProcess::Result unknown = run({group, QStringLiteral("frobnicate")});
+    QCOMPARE(unknown.status, 2);
+    QVERIFY2(unknown.err.startsWith(QStringLiteral("Unknown command: %1 frobnicate\n\nUsage: "
+                                                   "quorvel-server %1 COMMAND [OPTIONS]\n")
+                                        .arg(group)),
+             qPrintable(unknown.err));
+    QVERIFY(run({QStringLiteral("--help")}).out.endsWith(footer));
+}
+
+void TestServerAdmin::namesBeginningWithADashGoAfterTwoDashes()
+{
+    ok("category add -- -Misc", QStringLiteral("Added the category -Misc.\n"));
+    ok("activity add --category -Misc -- --Odd", QStringLiteral("Added the activity --Odd in the "
+                                                                "category -Misc.\n"));
+    ok("activity list", QStringLiteral("--Odd\t-Misc\n"));
 }
 
 void TestServerAdmin::badUsage_data()

@@ -10,6 +10,7 @@
 #include <QSocketNotifier>
 #include <QTextStream>
 
+#include <algorithm>
 #include <csignal>
 #include <functional>
 #include <iostream>
@@ -681,20 +682,35 @@ QList<Command> commands()
     return list;
 }
 
-QString overview(const QList<Command> &list)
+QString commandList(const QList<Command> &list, const QString &group)
 {
-    QString text = CommandLine::tr("Usage: quorvel-server [COMMAND] [OPTIONS]\n\n"
-                                   "The Quorvel group server. Without a command it runs the "
-                                   "server.\n\nCommands:\n");
+    QString text;
     for (const Command &command : list) {
+        if (!group.isEmpty() && command.words.constFirst() != group)
+            continue;
         QString synopsis = command.words.join(QLatin1Char(' '));
         if (!command.arguments.isEmpty())
             synopsis += QLatin1Char(' ') + command.arguments;
         text += QStringLiteral("  %1\n      %2\n").arg(synopsis, command.description);
     }
-    text += CommandLine::tr("\nEvery command takes --data FOLDER or --database URL, and --help "
-                            "for its own options.\n");
-    return text;
+    return text + CommandLine::tr("\nEvery command takes --data FOLDER or --database URL, and "
+                                  "--help for its own options. A name that begins with \"-\" "
+                                  "goes after \"--\": quorvel-server category add -- -Misc\n");
+}
+
+QString overview(const QList<Command> &list)
+{
+    return CommandLine::tr("Usage: quorvel-server [COMMAND] [OPTIONS]\n\n"
+                           "The Quorvel group server. Without a command it runs the "
+                           "server.\n\nCommands:\n")
+           + commandList(list, QString());
+}
+
+// The commands of a group, such as "user": its first word.
+QString groupHelp(const QList<Command> &list, const QString &group)
+{
+    return CommandLine::tr("Usage: quorvel-server %1 COMMAND [OPTIONS]\n\nCommands:\n").arg(group)
+           + commandList(list, group);
 }
 
 } // namespace
@@ -747,6 +763,20 @@ int CommandLine::run()
         chosen = &list.first(); // serve
     }
     if (!chosen) {
+        const bool group = std::any_of(list.cbegin(), list.cend(), [&](const Command &command) {
+            return command.words.size() > 1 && command.words.constFirst() == words.constFirst();
+        });
+        if (group && words.size() == 1) {
+            out() << groupHelp(list, words.constFirst());
+            out().flush();
+            return 0;
+        }
+        if (group) {
+            err() << tr("Unknown command: %1").arg(words.join(QLatin1Char(' '))) << "\n\n"
+                  << groupHelp(list, words.constFirst());
+            err().flush();
+            return 2;
+        }
         return usage(tr("Unknown command: %1").arg(words.join(QLatin1Char(' '))));
     }
 
