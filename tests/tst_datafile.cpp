@@ -1080,6 +1080,10 @@ void TestDataFile::catalogueNames_data()
     QTest::newRow("--sync-end--") << QStringLiteral("--sync-end--") << QString();
     QTest::newRow("marker in other case") << QStringLiteral("--END--") << QStringLiteral("--END--");
     QTest::newRow("marker inside") << QStringLiteral("a --end--") << QStringLiteral("a --end--");
+    QTest::newRow("longest") << QString(QuorvelDocument::MaxNameLength, QLatin1Char('x'))
+                             << QString(QuorvelDocument::MaxNameLength, QLatin1Char('x'));
+    QTest::newRow("too long") << QString(QuorvelDocument::MaxNameLength + 1, QLatin1Char('x'))
+                              << QString();
 }
 
 void TestDataFile::catalogueNames()

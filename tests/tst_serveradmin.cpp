@@ -334,6 +334,9 @@ void TestServerAdmin::catalogue()
     refused({QStringLiteral("category"), QStringLiteral("add"), QStringLiteral("\t\n")},
             QStringLiteral("\"\t\n\" cannot be a category name.\n"));
     refused(words("category add work"), QStringLiteral("A category named Work already exists.\n"));
+    const QString tooLong(QuorvelDocument::MaxNameLength + 1, QLatin1Char('w'));
+    refused({QStringLiteral("category"), QStringLiteral("add"), tooLong},
+            QStringLiteral("\"%1\" cannot be a category name.\n").arg(tooLong));
     ok("activity add Coding --category work",
        QStringLiteral("Added the activity Coding in the category Work.\n"));
     refused(words("activity add Coding --category Work"),

@@ -370,6 +370,12 @@ void TestServerExchange::unusableNamesAreTakenInSafeForms()
     a.doc.activities.append(new Activity(a.doc.allocateId(), QStringLiteral("coding"), work, false));
     a.doc.activities.sort();
     a.addTask(QStringLiteral("coding"), at(day, 9, 0), at(day, 10, 0));
+    const QString tooLong(5000, QLatin1Char('x'));
+    a.doc.activities.append(new Activity(a.doc.allocateId(), tooLong, work, false));
+    a.doc.activities.sort();
+    a.addTask(tooLong, at(day + 1, 9, 0), at(day + 1, 10, 0));
+    const QString shortened = QString(QuorvelDocument::MaxNameLength - 1, QLatin1Char('x'))
+                              + QChar(0x2026);
     a.doc.categories.sort();
 
     const SyncDevice::Reply reply = a.exchange();
@@ -396,7 +402,7 @@ void TestServerExchange::unusableNamesAreTakenInSafeForms()
     };
     // Told in the order of the tasks, each name once.
     QCOMPARE(reply.messages,
-             paragraph(QStringLiteral("8 tasks received"))
+             paragraph(QStringLiteral("9 tasks received"))
                  + paragraph(QStringLiteral("The category \u201c--start--\u201d cannot be a "
                                             "name on the server. Its activities are kept in a "
                                             "category named \u201c--start-- (renamed)\u201d."))
@@ -404,7 +410,8 @@ void TestServerExchange::unusableNamesAreTakenInSafeForms()
                  + renamed("--start--", "--start-- (renamed)")
                  + renamed("--sync-end--", "--sync-end-- (renamed)")
                  + renamed("", "(no name)") + withdrawn("Tab here") + withdrawn("Extra")
-                 + underServers("EXTRA", "Extra") + underServers("coding", "Coding"));
+                 + underServers("EXTRA", "Extra") + underServers("coding", "Coding")
+                 + renamed(tooLong.toUtf8().constData(), shortened.toUtf8().constData()));
     QCOMPARE(m_server->admin({QStringLiteral("activity"), QStringLiteral("list")}).out,
              QStringLiteral("(no name)\t--start-- (renamed)\twithdrawn\n"
                             "--end-- (renamed)\t--start-- (renamed)\twithdrawn\n"
@@ -413,7 +420,8 @@ void TestServerExchange::unusableNamesAreTakenInSafeForms()
                             "Coding\tWork\nDesign review\tWork\n"
                             "Extra\t--start-- (renamed)\twithdrawn\n"
                             "Garden\tPrivate\n"
-                            "Tab here\t--start-- (renamed)\twithdrawn\n"));
+                            "Tab here\t--start-- (renamed)\twithdrawn\n")
+                 + shortened + QStringLiteral("\tWork\twithdrawn\n"));
     QCOMPARE(m_server->admin({QStringLiteral("category"), QStringLiteral("list")}).out,
              QStringLiteral("--start-- (renamed)\twithdrawn\nPrivate\nWork\n"));
 
@@ -423,8 +431,8 @@ void TestServerExchange::unusableNamesAreTakenInSafeForms()
     const SyncDevice::Reply again = emptied.exchange();
     QCOMPARE(again.status, 200);
     QVERIFY2(again.readable, again.document.constData());
-    QVERIFY(again.messages.startsWith(QStringLiteral("<p>8 tasks sent, ")));
-    QCOMPARE(emptied.doc.tasks.size(), 8);
+    QVERIFY(again.messages.startsWith(QStringLiteral("<p>9 tasks sent, ")));
+    QCOMPARE(emptied.doc.tasks.size(), 9);
     QStringList booked;
     for (const QVTask *task : std::as_const(emptied.doc.tasks))
         booked << task->activityName();
@@ -433,7 +441,7 @@ void TestServerExchange::unusableNamesAreTakenInSafeForms()
                                   QStringLiteral("--sync-end-- (renamed)"),
                                   QStringLiteral("(no name)"), QStringLiteral("Tab here"),
                                   QStringLiteral("Extra"), QStringLiteral("Extra"),
-                                  QStringLiteral("Coding")}));
+                                  QStringLiteral("Coding"), shortened}));
 }
 
 void TestServerExchange::flawedTasksAreKeptOutWhole()

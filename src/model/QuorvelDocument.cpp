@@ -171,7 +171,8 @@ bool QuorvelDocument::isReservedName(const QString &name)
 QString QuorvelDocument::catalogueName(const QString &typed)
 {
     const QString name = cleanName(typed);
-    if (name.isEmpty() || isReservedName(name) || name == QLatin1String("--sync-end--"))
+    if (name.isEmpty() || name.size() > MaxNameLength || isReservedName(name)
+        || name == QLatin1String("--sync-end--"))
         return QString();
     return name;
 }

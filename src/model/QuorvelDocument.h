@@ -58,8 +58,9 @@ public:
     static bool isReservedName(const QString &name);
     // A category's or an activity's name as a catalogue takes it, whatever it comes from (a
     // command, an import, a device's exchange): cleaned as cleanName() cleans it; empty when it
-    // cannot be a name at all, being blank or a line that the document or the exchange reads
-    // as a marker (the reserved names, and "--sync-end--", which ends a reply).
+    // cannot be a name at all, being blank, longer than MaxNameLength, or a line that the
+    // document or the exchange reads as a marker (the reserved names, and "--sync-end--",
+    // which ends a reply).
     static QString catalogueName(const QString &typed);
     // True when two names are one name to the person: names are looked up regardless of case,
     // so no two names in use may differ in case only.

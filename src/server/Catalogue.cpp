@@ -17,6 +17,12 @@ QString Catalogue::safeName(const QString &name)
     const QString cleaned = QuorvelDocument::cleanName(name);
     if (cleaned.isEmpty())
         return QStringLiteral("(no name)");
+    if (cleaned.size() > QuorvelDocument::MaxNameLength) {
+        qsizetype keep = QuorvelDocument::MaxNameLength - 1;
+        if (cleaned.at(keep - 1).isHighSurrogate())
+            --keep;
+        return cleaned.left(keep) + QChar(0x2026);
+    }
     return cleaned + QStringLiteral(" (renamed)");
 }
 

@@ -31,8 +31,8 @@ struct Catalogue
     QHash<qint64, int> activityIndex; // id -> position in activities
 
     // A name from a device or an old database as the catalogue can hold it: cleaned as the
-    // program cleans names; one that cannot be a name at all (blank, or a marker of the
-    // exchange) becomes "(no name)", or the marker followed by " (renamed)".
+    // program cleans names; one that cannot be a name at all becomes "(no name)" when blank,
+    // its first characters and "…" when too long, or the marker followed by " (renamed)".
     static QString safeName(const QString &name);
 
     // Gives every record a name the catalogue can hold (safeName), and every second record in
