@@ -5,13 +5,13 @@
 
 #include "platform/Clock.h"
 #include "platform/PrivateFiles.h"
+#include "platform/SystemError.h"
 
 #include <QDir>
 #include <QFile>
 
 #include <cerrno>
 #include <climits>
-#include <cstring>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -65,11 +65,6 @@ bool fromSlot(const QByteArray &slot, Counters *counters)
     return true;
 }
 
-QString systemError()
-{
-    return QString::fromLocal8Bit(std::strerror(errno));
-}
-
 // The mark, open and locked against the other processes on the same folder until closed.
 // Never opened through a symbolic link.
 class MarkFile
@@ -91,14 +86,14 @@ public:
         m_fd = ::open(name.constData(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
         struct stat info = {};
         if (m_fd < 0 || ::fstat(m_fd, &info) != 0)
-            return fail(error, systemError());
+            return fail(error, SystemError::describe(errno));
         if (!S_ISREG(info.st_mode))
             return fail(error, IdBlocks::tr("it is not a plain file"));
         PrivateFiles::restrict(m_fd);
         m_new = info.st_size == 0;
         while (::flock(m_fd, LOCK_EX) != 0) {
             if (errno != EINTR)
-                return fail(error, systemError());
+                return fail(error, SystemError::describe(errno));
         }
         return true;
     }
@@ -125,7 +120,7 @@ public:
         for (int copy = 0; copy < 2; ++copy) {
             if (::pwrite(m_fd, slot.constData(), SlotBytes, copy * SlotBytes) != SlotBytes
                 || ::fdatasync(m_fd) != 0)
-                return fail(error, systemError());
+                return fail(error, SystemError::describe(errno));
         }
         if (m_new) {
             // The file's name is on the disk too.

@@ -5,6 +5,7 @@
 #include "ServerDatabase.h"
 
 #include "platform/Clock.h"
+#include "platform/SystemError.h"
 
 #include <QDir>
 #include <QFile>
@@ -14,17 +15,11 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 #include <fcntl.h>
 #include <unistd.h>
 
 namespace {
-
-QString systemError()
-{
-    return QString::fromLocal8Bit(std::strerror(errno));
-}
 
 void syncFolder(const QString &folder)
 {
@@ -48,7 +43,7 @@ bool copyNew(const QString &source, const QString &target, QString *error)
     const int fd = ::open(name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                           0600);
     if (fd < 0) {
-        *error = Restore::tr("%1 cannot be written: %2").arg(target, systemError());
+        *error = Restore::tr("%1 cannot be written: %2").arg(target, SystemError::describe(errno));
         return false;
     }
     bool ok = true;
@@ -70,7 +65,7 @@ bool copyNew(const QString &source, const QString &target, QString *error)
     }
     ok = ok && in.error() == QFileDevice::NoError && ::fsync(fd) == 0;
     if (!ok)
-        *error = Restore::tr("%1 cannot be written: %2").arg(target, systemError());
+        *error = Restore::tr("%1 cannot be written: %2").arg(target, SystemError::describe(errno));
     ::close(fd);
     return ok;
 }
@@ -187,11 +182,11 @@ int Restore::run(const ServerDatabase &location, const QString &backup, QTextStr
                          + Clock::now().toString(QStringLiteral("yyyyMMddhhmmss"));
     const QByteArray databaseName = QFile::encodeName(database);
     if (replacing && std::rename(databaseName.constData(), QFile::encodeName(kept).constData()) != 0)
-        return fail(tr("%1 cannot be renamed: %2").arg(database, systemError()));
+        return fail(tr("%1 cannot be renamed: %2").arg(database, SystemError::describe(errno)));
     for (const QString &suffix : {QStringLiteral("-wal"), QStringLiteral("-shm")})
         ::unlink(QFile::encodeName(database + suffix).constData());
     if (std::rename(QFile::encodeName(incoming).constData(), databaseName.constData()) != 0) {
-        error = systemError();
+        error = SystemError::describe(errno);
         if (replacing)
             std::rename(QFile::encodeName(kept).constData(), databaseName.constData());
         return fail(tr("%1 cannot be renamed: %2").arg(incoming, error));

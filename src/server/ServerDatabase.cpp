@@ -4,6 +4,7 @@
 
 #include "platform/Clock.h"
 #include "platform/PrivateFiles.h"
+#include "platform/SystemError.h"
 
 #include <QDir>
 #include <QRandomGenerator>
@@ -11,7 +12,6 @@
 #include <QStandardPaths>
 
 #include <cerrno>
-#include <cstring>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -187,7 +187,7 @@ bool claimFile(const QString &path, bool create, QString *error)
             }
         }
         *error = ServerDatabase::tr("The database %1 cannot be opened: %2")
-                     .arg(path, QString::fromLocal8Bit(std::strerror(errno)));
+                     .arg(path, SystemError::describe(errno));
         return false;
     }
     if (S_ISLNK(info.st_mode)) {
@@ -463,7 +463,7 @@ bool FolderLock::take(const QString &folder, Mode mode, QString *error)
     m_fd = ::open(path.constData(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (m_fd < 0) {
         *error = tr("The lock %1 cannot be opened: %2")
-                     .arg(QFile::decodeName(path), QString::fromLocal8Bit(std::strerror(errno)));
+                     .arg(QFile::decodeName(path), SystemError::describe(errno));
         return false;
     }
     PrivateFiles::restrict(m_fd);
@@ -477,7 +477,7 @@ bool FolderLock::take(const QString &folder, Mode mode, QString *error)
                            .arg(folder)
                      : tr("The lock %1 cannot be taken: %2")
                            .arg(QFile::decodeName(path),
-                                QString::fromLocal8Bit(std::strerror(errno)));
+                                SystemError::describe(errno));
         return false;
     }
     return true;
