@@ -18,7 +18,11 @@ set(expected
     share/icons/hicolor/scalable/apps/org.quorvel.Quorvel.svg
     share/icons/hicolor/scalable/apps/quorvel.svg
     share/mime/packages/quorvel.xml
-    share/dbus-1/services/org.quorvel.Quorvel.service)
+    share/dbus-1/services/org.quorvel.Quorvel.service
+    bin/quorvel-server
+    lib/systemd/system/quorvel-server.service
+    lib/systemd/system/quorvel-server.socket
+    lib/sysusers.d/quorvel-server.conf)
 foreach(path IN LISTS expected)
     if(NOT EXISTS "${PREFIX}/${path}")
         message(FATAL_ERROR "not installed: ${path}")
