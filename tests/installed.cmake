@@ -19,7 +19,10 @@ set(expected
     share/icons/hicolor/scalable/apps/quorvel.svg
     share/mime/packages/quorvel.xml
     share/dbus-1/services/org.quorvel.Quorvel.service
+    share/man/man1/quorvel.1
+    share/bash-completion/completions/quorvel
     bin/quorvel-server
+    share/man/man8/quorvel-server.8
     lib/systemd/system/quorvel-server.service
     lib/systemd/system/quorvel-server.socket
     lib/sysusers.d/quorvel-server.conf)

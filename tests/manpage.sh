@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Checks the man page of quorvel: usage: manpage.sh QUORVEL.1 [GROFF]
+# Checks a man page of Quorvel (quorvel.1 or quorvel-server.8): usage: manpage.sh PAGE [GROFF]
 #
 # groff must format it without a single warning, at the usual width and at a narrow one, and
 # the rendered page must hold its sections and an entry for each command, and the source must
@@ -9,7 +9,7 @@ set -u
 page=${1:-}
 groff=${2:-groff}
 if [[ -z $page || ! -r $page ]]; then
-    echo "manpage.sh: usage: manpage.sh QUORVEL.1 [GROFF] (got '$page')" >&2
+    echo "manpage.sh: usage: manpage.sh PAGE [GROFF] (got '$page')" >&2
     exit 2
 fi
 if ! command -v "$groff" >/dev/null; then
@@ -51,26 +51,65 @@ if [[ -z $text ]]; then
     fail "groff rendered nothing"
 fi
 
-if ! grep -q '^QUORVEL(1)  *User Commands  *QUORVEL(1)$' <<<"$text"; then
-    fail "no header line \"QUORVEL(1)  User Commands  QUORVEL(1)\""
-fi
-for section in NAME SYNOPSIS DESCRIPTION COMMANDS "DATES AND TIMES" "ONE WRITER AT A TIME" \
-    "EXIT STATUS" FILES ENVIRONMENT EXAMPLES; do
+# What each page must hold: its header line, its sections, and the commands that have an entry
+# of their own in COMMANDS (a subsection heading, then its synopsis).
+case $(basename "$page") in
+quorvel.1)
+    header='QUORVEL(1)  *User Commands  *QUORVEL(1)'
+    program=quorvel
+    sections=(NAME SYNOPSIS DESCRIPTION COMMANDS "DATES AND TIMES" "ONE WRITER AT A TIME"
+              "EXIT STATUS" FILES ENVIRONMENT EXAMPLES)
+    entries=(start stop status list activities report export import help)
+    ;;
+quorvel-server.8)
+    header='QUORVEL-SERVER(8)  *System Administration  *QUORVEL-SERVER(8)'
+    program=quorvel-server
+    sections=(NAME SYNOPSIS DESCRIPTION COMMANDS "EXIT STATUS" FILES ENVIRONMENT EXAMPLES
+              "SEE ALSO")
+    entries=()
+    ;;
+*)
+    echo "manpage.sh: no checks known for $page" >&2
+    exit 2
+    ;;
+esac
+
+grep -q "^$header\$" <<<"$text" || fail "no header line matching \"$header\""
+for section in "${sections[@]}"; do
     grep -qx "$section" <<<"$text" || fail "no section $section"
 done
 
-# Each command is an entry of COMMANDS: a subsection heading of its own, followed by its
-# synopsis.
 commands=$(sed -n '/^COMMANDS$/,/^[A-Z]/p' <<<"$text")
-for command in start stop status list activities report export import help; do
+synopsis=$(sed -n '/^SYNOPSIS$/,/^DESCRIPTION$/p' <<<"$text")
+for command in "${entries[@]}"; do
     if ! grep -qx "   $command" <<<"$commands"; then
         fail "no entry for the command $command in COMMANDS"
-    elif ! grep -A1 -x "   $command" <<<"$commands" | grep -q "^       quorvel $command\\b"; then
+    elif ! grep -A1 -x "   $command" <<<"$commands" | grep -q "^       $program $command\\b"; then
         fail "the entry of $command does not begin with its synopsis"
     fi
-    grep -q "^       quorvel $command\\b" <<<"$(sed -n '/^SYNOPSIS$/,/^DESCRIPTION$/p' <<<"$text")" \
+    grep -q "^       $program $command\\b" <<<"$synopsis" \
         || fail "the command $command is not in SYNOPSIS"
 done
+
+# The server's page: every command of its --help in SYNOPSIS and under a heading of COMMANDS,
+# and every option of "serve" described.
+if [[ $program == quorvel-server ]]; then
+    server=${3:-}
+    if [[ -z $server || ! -x $server ]]; then
+        echo "manpage.sh: the server's page is checked against the server: manpage.sh PAGE GROFF SERVER" >&2
+        exit 2
+    fi
+    help=$("$server" --help)
+    for command in $(sed -n '/^Commands:$/,/^$/s/^  \([a-z]\+\).*/\1/p' <<<"$help" | sort -u); do
+        grep -q "^       quorvel-server.*\b$command\b" <<<"$synopsis" \
+            || fail "the command $command is not in SYNOPSIS"
+        grep -q "^   .*\b$command\b" <<<"$commands" \
+            || fail "no heading of COMMANDS names the command $command"
+    done
+    for option in $("$server" serve --help | sed -n 's/^  \(--[a-z-]*\) <.*/\1/p'); do
+        grep -q "^       $option\b" <<<"$text" || fail "the option $option of serve is not described"
+    done
+fi
 
 # Options, dates and times are typed into a shell: the source writes their hyphens as \-,
 # which renders as the hyphen-minus, where "-" may render as a hyphen (U+2010).
