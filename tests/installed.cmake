@@ -19,6 +19,7 @@ set(expected
     share/icons/hicolor/scalable/apps/quorvel.svg
     share/mime/packages/quorvel.xml
     share/dbus-1/services/org.quorvel.Quorvel.service
+    share/dbus-1/interfaces/org.quorvel.Quorvel.xml
     share/man/man1/quorvel.1
     share/bash-completion/completions/quorvel
     bin/quorvel-server

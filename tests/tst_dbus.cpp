@@ -16,7 +16,9 @@
 #include <QDBusConnectionInterface>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
+#include <QTemporaryDir>
 #include <QToolButton>
+#include <QXmlStreamReader>
 #include <QtTest>
 
 #include <csignal>
@@ -56,6 +58,56 @@ Answer call(const QString &method, const QVariantList &arguments = {})
     return answer;
 }
 
+// The members of one interface in D-Bus introspection XML, a line each in their order
+// ("method Start(in s activity)", "signal TasksChanged()"), leaving out comments and
+// annotations; empty when the text is not well-formed or lacks the interface.
+QStringList interfaceMembers(const QByteArray &xml, const QString &interface)
+{
+    QStringList members;
+    QXmlStreamReader reader(xml);
+    bool inside = false;
+    QString member;
+    QStringList arguments;
+    while (!reader.atEnd()) {
+        reader.readNext();
+        const QXmlStreamAttributes attributes = reader.attributes();
+        const auto value = [&attributes](const char *attribute) {
+            return attributes.value(QLatin1String(attribute)).toString();
+        };
+        const QString name = reader.name().toString();
+        const bool isMember = name == QLatin1String("method") || name == QLatin1String("signal")
+                              || name == QLatin1String("property");
+        if (reader.isStartElement()) {
+            if (name == QLatin1String("interface")) {
+                inside = value("name") == interface;
+            } else if (inside && isMember) {
+                member = name + QLatin1Char(' ') + value("name");
+                if (name == QLatin1String("property"))
+                    member += QLatin1Char(' ') + value("type") + QLatin1Char(' ') + value("access");
+                arguments.clear();
+            } else if (inside && name == QLatin1String("arg")) {
+                const QString direction = attributes.hasAttribute(QLatin1String("direction"))
+                                              ? value("direction")
+                                              : QStringLiteral("out");
+                arguments << (direction + QLatin1Char(' ') + value("type") + QLatin1Char(' ')
+                              + value("name"))
+                                 .trimmed();
+            }
+        } else if (reader.isEndElement()) {
+            if (name == QLatin1String("interface")) {
+                inside = false;
+            } else if (inside && isMember && !member.isEmpty()) {
+                members << member + QLatin1Char('(') + arguments.join(QStringLiteral(", "))
+                               + QLatin1Char(')');
+                member.clear();
+            }
+        }
+    }
+    if (reader.hasError())
+        return {};
+    return members;
+}
+
 // Counts a signal from the bus.
 class SignalCounter : public QObject
 {
@@ -83,9 +135,14 @@ private Q_SLOTS:
     void theNameIsTakenOnce();
     void tasksChangedAfterAStartFromTheWindow();
     void aCallStartsQuorvel();
+    void theInterfaceFileDescribesTheService();
 
 private:
+    QString statusFile() const { return m_statusFolder.filePath(QStringLiteral("status")); }
+
     PrivateBus m_bus;
+    // Where the window's program that the bus starts writes its exit status.
+    QTemporaryDir m_statusFolder;
     QString m_address;
     std::unique_ptr<QuorvelMainWindow> m_window;
     DBusService *m_service = nullptr;
@@ -101,7 +158,11 @@ void TestDBus::initTestCase()
     QByteArray service = installed.readAll();
     const qsizetype exec = service.indexOf("Exec=");
     QVERIFY(exec >= 0);
-    service = service.left(exec) + "Exec=" + QByteArray(QUORVEL_GUI) + '\n';
+    // Through a shell that writes the program's exit status, which the bus does not tell: a
+    // leak or a crash at its end must fail the test.
+    QVERIFY(m_statusFolder.isValid());
+    service = service.left(exec) + "Exec=/bin/sh -c '\"$0\"; echo $? >\"$1\"' "
+              + QByteArray(QUORVEL_GUI) + ' ' + QFile::encodeName(statusFile()) + '\n';
     QFile serviceFile(m_bus.serviceFolder() + QStringLiteral("/org.quorvel.Quorvel.service"));
     QVERIFY(serviceFile.open(QIODevice::WriteOnly));
     serviceFile.write(service);
@@ -249,6 +310,41 @@ void TestDBus::aCallStartsQuorvel()
     QVERIFY(saved.load());
     QCOMPARE(saved.tasks.size(), 2);
     QVERIFY(saved.tasks.last()->isRunning());
+    // And it ended well: exit status 0 (under the sanitizers, no leak and no error either).
+    QFile status(statusFile());
+    QTRY_VERIFY_WITH_TIMEOUT(status.exists() && status.size() > 0, 10000);
+    QVERIFY(status.open(QIODevice::ReadOnly));
+    QCOMPARE(status.readAll(), QByteArray("0\n"));
+}
+
+void TestDBus::theInterfaceFileDescribesTheService()
+{
+    // The installed description and what the service answers to Introspect name the same
+    // methods, arguments and signals.
+    QFile file(QStringLiteral(QUORVEL_INTERFACE_FILE));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QStringList described = interfaceMembers(file.readAll(), Interface);
+    QCOMPARE(described,
+             QStringList({QStringLiteral("method Start(in s activity)"),
+                          QStringLiteral("method Stop(in s activity)"),
+                          QStringLiteral("method Status(out s)"),
+                          QStringLiteral("method RunningTasks(out as)"),
+                          QStringLiteral("signal TasksChanged()")}));
+
+    QDBusMessage introspect = QDBusMessage::createMethodCall(
+        QString::fromLatin1(DBusService::ServiceName), QString::fromLatin1(DBusService::ObjectPath),
+        QStringLiteral("org.freedesktop.DBus.Introspectable"), QStringLiteral("Introspect"));
+    QDBusPendingCallWatcher watcher(QDBusConnection(QStringLiteral("client")).asyncCall(introspect));
+    QVERIFY(QTest::qWaitFor([&watcher] { return watcher.isFinished(); }, 10000));
+    const QDBusMessage reply = watcher.reply();
+    QVERIFY2(reply.type() == QDBusMessage::ReplyMessage, qPrintable(reply.errorMessage()));
+    QStringList offered
+        = interfaceMembers(reply.arguments().value(0).toString().toUtf8(), Interface);
+    // The order of members means nothing on the bus.
+    offered.sort();
+    QStringList sortedDescribed = described;
+    sortedDescribed.sort();
+    QCOMPARE(offered, sortedDescribed);
 }
 
 QUORVEL_TEST_MAIN(TestDBus)
