@@ -16,6 +16,7 @@
 #include <QtTest>
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <signal.h>
 #include <unistd.h>
@@ -826,6 +827,7 @@ void TestServerAdmin::socketHandedOverBySystemd()
     server.setChildProcessModifier([listening] {
         ::dup2(listening, 3);
         ::fcntl(3, F_SETFD, 0);
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     });
     server.start(QStringLiteral("/bin/sh"),
                  {QStringLiteral("-c"),

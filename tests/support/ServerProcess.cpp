@@ -5,10 +5,13 @@
 #include <QFile>
 #include <QRegularExpression>
 #include <QTcpServer>
+#include <QThread>
 #include <QVersionNumber>
 
+#include <grp.h>
 #include <pwd.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace {
@@ -20,18 +23,26 @@ quint16 freePort()
     return probe.serverPort();
 }
 
+// A server of the test dies with the test, also when the test is killed or aborts: nothing is
+// left listening or holding a folder.
+void dieWithTheTest(QProcess *process, int signal)
+{
+    process->setChildProcessModifier([signal] { ::prctl(PR_SET_PDEATHSIG, signal); });
+}
+
 } // namespace
 
 PostgresCluster::PostgresCluster() = default;
 
 PostgresCluster::~PostgresCluster()
 {
-    if (m_running) {
-        int status = 0;
-        run(m_binDir + QStringLiteral("/pg_ctl"),
-            {QStringLiteral("-D"), m_root + QStringLiteral("/data"), QStringLiteral("-m"),
-             QStringLiteral("immediate"), QStringLiteral("-w"), QStringLiteral("stop")},
-            true, &status);
+    if (m_postgres && m_postgres->state() != QProcess::NotRunning) {
+        // The immediate shutdown: the test needs nothing of it any more.
+        ::kill(pid_t(m_postgres->processId()), SIGQUIT);
+        if (!m_postgres->waitForFinished(30000)) {
+            m_postgres->kill();
+            m_postgres->waitForFinished();
+        }
     }
     if (!m_root.isEmpty())
         QDir(m_root).removeRecursively();
@@ -94,6 +105,8 @@ bool PostgresCluster::start(QString *reason)
             return false;
         }
         m_owner = QStringLiteral("nobody");
+        m_ownerUid = nobody->pw_uid;
+        m_ownerGid = nobody->pw_gid;
         if (::chown(QFile::encodeName(m_root).constData(), nobody->pw_uid, nobody->pw_gid) != 0) {
             *reason = QStringLiteral("cannot hand %1 to nobody").arg(m_root);
             return false;
@@ -115,22 +128,54 @@ bool PostgresCluster::start(QString *reason)
         return false;
     }
     m_port = freePort();
-    const QString options
-        = QStringLiteral("-p %1 -k %2 -c listen_addresses=127.0.0.1 "
-                         "-c max_connections=200 -c fsync=%3")
-              .arg(m_port)
-              .arg(m_root, m_fsync ? QStringLiteral("on") : QStringLiteral("off"));
-    output = run(m_binDir + QStringLiteral("/pg_ctl"),
-                 {QStringLiteral("-D"), m_root + QStringLiteral("/data"), QStringLiteral("-l"),
-                  m_root + QStringLiteral("/log"), QStringLiteral("-o"), options,
-                  QStringLiteral("-w"), QStringLiteral("start")},
-                 true, &status);
-    if (status != 0) {
+    // The server itself, not pg_ctl's daemon, so that it is the test's child and dies with it
+    // (the death signal set after the change of user, which clears it).
+    m_postgres = std::make_unique<QProcess>();
+    m_postgres->setWorkingDirectory(m_root);
+    m_postgres->setProcessChannelMode(QProcess::MergedChannels);
+    m_postgres->setStandardOutputFile(m_root + QStringLiteral("/log"));
+    const bool asOwner = !m_owner.isEmpty();
+    const uid_t uid = m_ownerUid;
+    const gid_t gid = m_ownerGid;
+    m_postgres->setChildProcessModifier([asOwner, uid, gid] {
+        if (asOwner && (::setgroups(0, nullptr) != 0 || ::setgid(gid) != 0 || ::setuid(uid) != 0))
+            ::_exit(127);
+        // SIGQUIT is PostgreSQL's immediate shutdown, which ends its own children too.
+        ::prctl(PR_SET_PDEATHSIG, SIGQUIT);
+    });
+    m_postgres->start(m_binDir + QStringLiteral("/postgres"),
+                      {QStringLiteral("-D"), m_root + QStringLiteral("/data"),
+                       QStringLiteral("-p"), QString::number(m_port), QStringLiteral("-k"), m_root,
+                       QStringLiteral("-c"), QStringLiteral("listen_addresses=127.0.0.1"),
+                       QStringLiteral("-c"), QStringLiteral("max_connections=200"),
+                       QStringLiteral("-c"),
+                       m_fsync ? QStringLiteral("fsync=on") : QStringLiteral("fsync=off")});
+    const auto failed = [this, reason](const QString &what) {
         QFile log(m_root + QStringLiteral("/log"));
         log.open(QIODevice::ReadOnly);
-        *reason = QStringLiteral("pg_ctl start failed: ") + output
+        *reason = QStringLiteral("postgres ") + what + QStringLiteral(": ")
                   + QString::fromLocal8Bit(log.readAll());
         return false;
+    };
+    if (!m_postgres->waitForStarted(30000))
+        return failed(QStringLiteral("did not start (") + m_postgres->errorString()
+                      + QLatin1Char(')'));
+    // Ready once it accepts connections, as pg_ctl -w waits for.
+    QDeadlineTimer deadline(120000);
+    for (;;) {
+        run(m_binDir + QStringLiteral("/pg_isready"),
+            {QStringLiteral("-q"), QStringLiteral("-h"), QStringLiteral("127.0.0.1"),
+             QStringLiteral("-p"), QString::number(m_port), QStringLiteral("-U"),
+             QStringLiteral("quorvel")},
+            false, &status);
+        if (status == 0)
+            break;
+        if (m_postgres->state() == QProcess::NotRunning)
+            return failed(QStringLiteral("ended at start with status %1")
+                              .arg(m_postgres->exitCode()));
+        if (deadline.hasExpired())
+            return failed(QStringLiteral("was not ready within 120 s"));
+        QThread::msleep(100);
     }
     m_running = true;
     return true;
@@ -201,6 +246,7 @@ bool ServerProcess::start(const QStringList &extra)
 {
     m_process = std::make_unique<QProcess>();
     m_process->setProcessChannelMode(QProcess::SeparateChannels);
+    dieWithTheTest(m_process.get(), SIGKILL);
     m_process->start(binary(),
                      QStringList{QStringLiteral("serve")} + m_storage
                          + QStringList{QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")}
@@ -295,6 +341,7 @@ ServerProcess::Result ServerProcess::admin(const QStringList &arguments,
                                            const QByteArray &input) const
 {
     QProcess process;
+    dieWithTheTest(&process, SIGKILL);
     process.start(binary(), m_storage + arguments);
     Result result;
     if (!process.waitForStarted())

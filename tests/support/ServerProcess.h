@@ -8,9 +8,10 @@
 
 #include <memory>
 
-// A private PostgreSQL cluster for one test run: initdb and pg_ctl in a temporary folder, as
-// an unprivileged user when the tests run as root (as CI does), listening on 127.0.0.1 on a
-// free port with trust authentication. Stopped and removed at destruction.
+// A private PostgreSQL cluster for one test run: initdb in a temporary folder and the server as
+// a child of the test, as an unprivileged user when the tests run as root (as CI does),
+// listening on 127.0.0.1 on a free port with trust authentication. Stopped and removed at
+// destruction, and stopped too when the test is killed or aborts.
 class PostgresCluster
 {
 public:
@@ -42,6 +43,9 @@ private:
     QString m_binDir;
     QString m_root;
     QString m_owner; // the user the server runs as, when the tests run as root
+    uint m_ownerUid = 0;
+    uint m_ownerGid = 0;
+    std::unique_ptr<QProcess> m_postgres;
     quint16 m_port = 0;
     bool m_running = false;
     bool m_fsync = false;
