@@ -101,7 +101,7 @@ expect()
 
 # The commands, and the saved reports and folders the window opens.
 expect 'quorvel st' quorvel st -- start status stop
-expect 'quorvel ' quorvel '' -- activities export help import list report start status stop \
+expect 'quorvel ' quorvel '' -- activities export help import list report setup start status stop \
     reports week.qvreport
 expect 'quorvel w' quorvel w -- week.qvreport
 expect 'quorvel --v' quorvel --v -- --version
@@ -126,6 +126,13 @@ expect 'quorvel import tw.json --category-from-first-tag --c' \
 expect 'quorvel import tw.json --category Work --' \
     quorvel import tw.json --category Work -- -- --format --category-from-first-tag --help
 expect 'quorvel help re' quorvel help re -- report
+expect 'quorvel se' quorvel se -- setup
+expect 'quorvel setup ' quorvel setup '' -- personal group
+expect 'quorvel setup group --' quorvel setup group -- -- \
+    --sample --server --user --yes --force --help
+expect 'quorvel setup group --server h:8080 --user ' quorvel setup group --server h:8080 --user '' --
+expect 'quorvel setup group --server h:8080 --user bob --' \
+    quorvel setup group --server h:8080 --user bob -- -- --sample --yes --force --help
 expect 'quorvel help report ' quorvel help report '' -- --help
 
 # The values of --format, per command.

@@ -59,7 +59,7 @@ quorvel.1)
     program=quorvel
     sections=(NAME SYNOPSIS DESCRIPTION COMMANDS "DATES AND TIMES" "ONE WRITER AT A TIME"
               "EXIT STATUS" FILES ENVIRONMENT EXAMPLES)
-    entries=(start stop status list activities report export import help)
+    entries=(start stop status list activities report export import setup help)
     ;;
 quorvel-server.8)
     header='QUORVEL-SERVER(8)  *System Administration  *QUORVEL-SERVER(8)'

@@ -4,15 +4,20 @@
 
 #include "CommandRunner.h"
 #include "DocumentBuilder.h"
+#include "ModalAnswers.h"
 #include "TestEnvironment.h"
 
+#include "app/QuorvelMainWindow.h"
+#include "dialogs/OperatingMode.h"
 #include "model/QuorvelDocument.h"
+#include "platform/Clock.h"
 #include "reports/ReportText.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
+#include <QStandardPaths>
 #include <QtTest>
 
 #include <memory>
@@ -73,6 +78,23 @@ Run quorvelInGerman(const QStringList &arguments)
     QProcess process;
     startCommand(process, arguments, env);
     return finished(process);
+}
+
+// The command with the bytes on its standard input.
+Run quorvelWithInput(const QStringList &arguments, const QByteArray &input)
+{
+    QProcess process;
+    startCommand(process, arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    return finished(process);
+}
+
+QByteArray settingsFile()
+{
+    QFile file(QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation)
+               + QStringLiteral("/Quorvel/quorvelqpe.conf"));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 QByteArray dataFile()
@@ -150,6 +172,11 @@ private Q_SLOTS:
     void startRefusesAnOverlap();
     void startCreatesAnActivityInPersonalModeOnly();
     void refusesBeforeTheFirstStart();
+    void setupWritesWhatTheFirstStartWrites_data();
+    void setupWritesWhatTheFirstStartWrites();
+    void setupRefusals();
+    void setupKeepsTheDataItReplaces();
+    void noDisplayIsSaid();
     void stopRefusals();
     void stopWithinTheMinuteDeletesTheTask();
     void stopNamedActivity();
@@ -366,9 +393,204 @@ void TestCli::refusesBeforeTheFirstStart()
     TestEnvironment::wipe();
     const Run run = quorvel({QStringLiteral("start"), QStringLiteral("Anything")});
     QCOMPARE(run.exitCode, 1);
-    QCOMPARE(run.err, QByteArray("quorvel: Quorvel is not set up yet: start it once without a "
-                                 "command and choose how you use it.\n"));
+    QCOMPARE(run.err, QByteArray("quorvel: Quorvel is not set up yet: run “quorvel setup "
+                                 "personal” (or “quorvel setup group --server ADDRESS --user "
+                                 "ID”), or start it once without a command and choose how you "
+                                 "use it.\n"));
     QVERIFY(!QFileInfo::exists(QuorvelDocument::dataFilePath()));
+}
+
+void TestCli::setupWritesWhatTheFirstStartWrites_data()
+{
+    QTest::addColumn<QByteArray>("radio");
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("personal, sample") << QByteArray("radPersonalInit")
+                                      << QStringList{QStringLiteral("personal"),
+                                                     QStringLiteral("--sample")};
+    QTest::newRow("personal, empty") << QByteArray("radPersonalNoInit")
+                                     << QStringList{QStringLiteral("personal")};
+    QTest::newRow("group") << QByteArray("radGroup")
+                           << QStringList{QStringLiteral("group"), QStringLiteral("--server"),
+                                          QStringLiteral("sync.example.org:8080"),
+                                          QStringLiteral("--user"), QStringLiteral("alice")};
+}
+
+void TestCli::setupWritesWhatTheFirstStartWrites()
+{
+    QFETCH(QByteArray, radio);
+    QFETCH(QStringList, arguments);
+    // The window's first start, with the same choice.
+    TestEnvironment::wipe();
+    Clock::setFixed(at(21, 9, 30));
+    {
+        ModalAnswers answers;
+        answers.add(ModalAnswers::chooseInitialMode(radio.constData()));
+        if (radio == "radGroup") {
+            answers.add([](QWidget *widget) {
+                auto *dialog = qobject_cast<OperatingMode *>(widget);
+                QVERIFY(dialog);
+                dialog->txtServer->setText(QStringLiteral("sync.example.org:8080"));
+                dialog->txtUserID->setText(QStringLiteral("alice"));
+                dialog->txtPassword->setText(QStringLiteral("pässword"));
+                dialog->accept();
+            });
+        }
+        QuorvelMainWindow window;
+        QCOMPARE(answers.remaining(), 0);
+        // The password reaches its store once the keyring has answered.
+        QTRY_COMPARE(Configuration().serverPassword(),
+                     radio == "radGroup" ? QStringLiteral("pässword") : QString());
+    }
+    const QByteArray windowSettings = settingsFile();
+    const QByteArray windowData = dataFile();
+    QVERIFY(!windowSettings.isEmpty());
+    QVERIFY(!windowData.isEmpty());
+
+    TestEnvironment::wipe();
+    const Run run = quorvelWithInput(QStringList(QStringLiteral("setup")) + arguments,
+                                     "pässword\n");
+    QCOMPARE(run.err, QByteArray());
+    QCOMPARE(run.exitCode, 0);
+    // The same settings, but for the balloon tip the window has shown since: the command
+    // line has shown none, so every one is still to be shown.
+    const auto withoutTips = [](const QByteArray &settings) {
+        const qsizetype tips = settings.indexOf("[BalloonTips]\n");
+        const qsizetype end = settings.indexOf("\n\n", tips);
+        return tips < 0 || end < 0 ? settings : settings.left(tips) + settings.mid(end + 2);
+    };
+    const QByteArray settings = settingsFile();
+    QCOMPARE(QString::fromUtf8(withoutTips(settings)), QString::fromUtf8(withoutTips(windowSettings)));
+    QVERIFY(settings.startsWith("[BalloonTips]\nactivities=0\nadditionalHelp=0\ncategories=0\n"
+                                "groupMode=0\nnewTask=0\nshortcutButtons=0\nstartHere=0\n"
+                                "taskList=0\n\n"));
+    QCOMPARE(dataFile(), windowData);
+    QCOMPARE(run.out,
+             radio == "radPersonalInit"
+                 ? QByteArray("Quorvel is set up for personal mode, with the sample "
+                              "activities.\n")
+             : radio == "radPersonalNoInit"
+                 ? QByteArray("Quorvel is set up for personal mode.\n")
+                 : QByteArray("Quorvel is set up for group mode with the server "
+                              "sync.example.org:8080 as alice. Synchronize with Server in the "
+                              "window brings the team's activities.\n"));
+}
+
+void TestCli::setupRefusals()
+{
+    TestEnvironment::wipe();
+    const auto usage = [](const QStringList &arguments, const QByteArray &message) {
+        const Run run = quorvel(QStringList(QStringLiteral("setup")) + arguments);
+        QCOMPARE(run.exitCode, 2);
+        QCOMPARE(run.err, "quorvel setup: " + message + "\nTry “quorvel help setup”.\n");
+    };
+    usage({}, "say personal or group.");
+    usage({QStringLiteral("team")}, "say personal or group, not “team”.");
+    usage({QStringLiteral("personal"), QStringLiteral("--user"), QStringLiteral("bob")},
+          "--server and --user are for group mode.");
+    usage({QStringLiteral("group"), QStringLiteral("--server"), QStringLiteral("h:8080")},
+          "group mode needs --server and --user.");
+    usage({QStringLiteral("group"), QStringLiteral("--sample"), QStringLiteral("--server"),
+           QStringLiteral("h"), QStringLiteral("--user"), QStringLiteral("u")},
+          "--sample is for personal mode.");
+    QVERIFY(settingsFile().isEmpty());
+
+    // Group mode with standard input closed: no password, nothing written.
+    Run run = quorvelWithInput({QStringLiteral("setup"), QStringLiteral("group"),
+                                QStringLiteral("--server"), QStringLiteral("h:8080"),
+                                QStringLiteral("--user"), QStringLiteral("bob")},
+                               QByteArray());
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.err, QByteArray("quorvel: no password was given; nothing was changed.\n"));
+    QCOMPARE(Configuration().mode(), Configuration::Unset);
+    QVERIFY(!QFileInfo::exists(QuorvelDocument::dataFilePath()));
+
+    // Once set up, only --force sets it up again.
+    run = quorvel({QStringLiteral("setup"), QStringLiteral("personal")});
+    QVERIFY2(run.exitCode == 0, run.err.constData());
+    run = quorvel({QStringLiteral("setup"), QStringLiteral("personal"), QStringLiteral("--sample")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.err, QByteArray("quorvel: Quorvel is already set up for personal mode; add "
+                                 "--force to set it up again.\n"));
+    run = quorvel({QStringLiteral("setup"), QStringLiteral("personal"), QStringLiteral("--sample"),
+                   QStringLiteral("--force")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(loaded()->activities.size(), 5);
+    run = quorvelWithInput({QStringLiteral("setup"), QStringLiteral("group"),
+                            QStringLiteral("--server"), QStringLiteral("h:8080"),
+                            QStringLiteral("--user"), QStringLiteral("bob"),
+                            QStringLiteral("--force"), QStringLiteral("--yes")},
+                           "secret\n");
+    QCOMPARE(run.exitCode, 0);
+    run = quorvel({QStringLiteral("setup"), QStringLiteral("personal")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.err, QByteArray("quorvel: Quorvel is already set up for group mode with the "
+                                 "server h:8080; add --force to set it up again.\n"));
+
+    // While the window is open, it is where the mode is chosen.
+    quietWindowSettings();
+    WindowProcess window(QStringLiteral(QUORVEL_GUI),
+                         processEnvironment(QStringLiteral("2026-11-21T09:30:00")));
+    QVERIFY(window.start(QFileInfo(QuorvelDocument::dataFilePath()).absolutePath()
+                         + QStringLiteral("/quorvel.socket")));
+    run = quorvel({QStringLiteral("setup"), QStringLiteral("personal"), QStringLiteral("--force")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.err, QByteArray("quorvel: Quorvel's window is open: choose the mode there "
+                                 "(Settings → Operating Mode), or close it first.\n"));
+    QCOMPARE(Configuration().mode(), Configuration::Group);
+}
+
+void TestCli::setupKeepsTheDataItReplaces()
+{
+    writeHistory();
+    const QByteArray before = dataFile();
+    // Data would be emptied: without a terminal to ask on, only --yes goes on.
+    Run run = quorvel({QStringLiteral("setup"), QStringLiteral("personal"), QStringLiteral("--force")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.err, QByteArray("quorvel: setting up empties the local data (4 tasks, and the "
+                                 "activities and categories); nothing was changed. Add --yes to "
+                                 "go on.\n"));
+    QCOMPARE(dataFile(), before);
+    QCOMPARE(Configuration().mode(), Configuration::Personal);
+
+    run = quorvel({QStringLiteral("setup"), QStringLiteral("personal"), QStringLiteral("--force"),
+                   QStringLiteral("--yes")});
+    QCOMPARE(run.exitCode, 0);
+    const QString kept = QuorvelDocument::dataFilePath()
+                         + QStringLiteral(".replaced-20261121093000");
+    QCOMPARE(run.out, ("The data file has been kept as " + kept
+                       + "\nQuorvel is set up for personal mode.\n")
+                          .toUtf8());
+    QFile copy(kept);
+    QVERIFY(copy.open(QIODevice::ReadOnly));
+    QCOMPARE(copy.readAll(), before);
+    QCOMPARE(copy.permissions() & (QFileDevice::ReadOther | QFileDevice::ReadGroup),
+             QFileDevice::Permissions());
+    QVERIFY(loaded()->tasks.isEmpty());
+    QVERIFY(loaded()->activities.isEmpty());
+
+    // Not set up, with a data file: kept aside as the first start keeps it, without a question
+    // when it holds nothing.
+    TestEnvironment::wipe();
+    QuorvelDocument empty;
+    QVERIFY(empty.save());
+    run = quorvel({QStringLiteral("setup"), QStringLiteral("personal")});
+    QCOMPARE(run.exitCode, 0);
+    QVERIFY(run.out.startsWith("The data file has been kept as "));
+}
+
+void TestCli::noDisplayIsSaid()
+{
+    QProcessEnvironment env = processEnvironment(QStringLiteral("2026-11-21T09:30:00"));
+    for (const char *name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+        env.remove(QLatin1String(name));
+    QProcess process;
+    startCommand(process, {}, env);
+    const Run run = finished(process);
+    QCOMPARE(run.exitCode, 127);
+    QCOMPARE(run.err, QByteArray("quorvel: there is no display to open the window on (neither "
+                                 "DISPLAY nor WAYLAND_DISPLAY is set). The commands work without "
+                                 "one: “quorvel help” lists them, and “quorvel setup” sets "
+                                 "Quorvel up.\n"));
 }
 
 void TestCli::stopRefusals()
@@ -794,7 +1016,8 @@ void TestCli::help()
                                  "  -h, --help                      show this help\n"));
     // Every command answers --help the same way.
     for (const char *command :
-         {"start", "stop", "status", "list", "activities", "report", "export", "import"}) {
+         {"start", "stop", "status", "list", "activities", "report", "export", "import",
+          "setup"}) {
         run = quorvel({QLatin1String(command), QStringLiteral("--help")});
         QCOMPARE(run.exitCode, 0);
         QVERIFY(run.out.startsWith("Usage: quorvel " + QByteArray(command)));
@@ -923,5 +1146,5 @@ void TestCli::twoStartsAtOnce()
     QVERIFY(!QFileInfo::exists(QuorvelDocument::dataFilePath() + QStringLiteral(".new")));
 }
 
-QUORVEL_TEST_GUILESS_MAIN(TestCli)
+QUORVEL_TEST_MAIN(TestCli)
 #include "tst_cli.moc"

@@ -3,6 +3,7 @@
 // sign-in leaves the device as it was, members share the catalogue and the team's report
 // adds them up. Every case runs with the server's data in SQLite and in PostgreSQL.
 
+#include "CommandRunner.h"
 #include "DocumentBuilder.h"
 #include "ModalAnswers.h"
 #include "ServerProcess.h"
@@ -19,6 +20,7 @@
 #include "views/MainWidget.h"
 
 #include <QAction>
+#include <QProcess>
 #include <QLabel>
 #include <QRadioButton>
 #include <QTextBrowser>
@@ -154,6 +156,7 @@ private Q_SLOTS:
     void cleanup();
 
     void emptiedDeviceReceivesCatalogue();
+    void setUpFromTheCommandLine();
     void startedTaskReachesServer();
     void deletedTaskRetiredAndKeptInHistory();
     void wrongPasswordLeavesFileUntouched();
@@ -259,6 +262,31 @@ void TestServer::emptiedDeviceReceivesCatalogue()
                                                  "records-out=5 bytes-in=")),
              qPrintable(lines.at(0)));
     QVERIFY(lines.at(0).contains(QStringLiteral("result=complete peer=127.0.0.1")));
+}
+
+void TestServer::setUpFromTheCommandLine()
+{
+    // A fresh account set up in a terminal, then the window's first exchange.
+    addCatalogue();
+    TestEnvironment::wipe();
+    QProcess setup;
+    setup.setProcessEnvironment(processEnvironment(QStringLiteral("2026-11-21T09:30:00")));
+    setup.start(QStringLiteral(QUORVEL_CLI),
+                {QStringLiteral("setup"), QStringLiteral("group"), QStringLiteral("--server"),
+                 m_server->address(), QStringLiteral("--user"), QStringLiteral("alice")});
+    setup.write("alice-secret\n");
+    setup.closeWriteChannel();
+    QVERIFY(setup.waitForFinished(60000));
+    QCOMPARE(setup.readAllStandardError(), QByteArray());
+    QCOMPARE(setup.exitCode(), 0);
+
+    QuorvelMainWindow window;
+    QCOMPARE(window.document()->activities.size(), 0);
+    const SyncOutcome outcome = synchronize(window);
+    QCOMPARE(outcome.status, QStringLiteral("Synchronization Complete"));
+    QVERIFY(outcome.succeeded);
+    QCOMPARE(window.document()->activities.size(), 3);
+    QCOMPARE(window.document()->categories.size(), 2);
 }
 
 void TestServer::startedTaskReachesServer()

@@ -449,10 +449,6 @@ wirklich löschen?</translation>
         <translation>%1 (%2)</translation>
     </message>
     <message>
-        <source>Quorvel is not set up yet: start it once without a command and choose how you use it.</source>
-        <translation>Quorvel ist noch nicht eingerichtet: starten Sie es einmal ohne Befehl und wählen Sie, wie Sie es nutzen.</translation>
-    </message>
-    <message>
         <source>in group mode the group server keeps the activities, so “%1” is not created here: ask the team lead to add it.</source>
         <translation>im Gruppenmodus verwaltet der Gruppenserver die Tätigkeiten, daher wird „%1“ hier nicht angelegt: bitten Sie die Teamleitung, sie hinzuzufügen.</translation>
     </message>
@@ -635,6 +631,134 @@ Exit-Status: 0 erledigt, 1 abgelehnt, 2 falscher Aufruf.
     <message>
         <source>another Quorvel holds %1 and does not answer; the command was not carried out.</source>
         <translation>ein anderes Quorvel hält %1 und antwortet nicht; der Befehl wurde nicht ausgeführt.</translation>
+    </message>
+    <message>
+        <source>personal|group</source>
+        <translation>personal|group</translation>
+    </message>
+    <message>
+        <source>Choose how Quorvel is used, as its first start asks: personal, or group with a server.</source>
+        <translation>Wählen, wie Quorvel genutzt wird, wie es beim ersten Start fragt: persönlich (personal) oder in der Gruppe mit einem Server (group).</translation>
+    </message>
+    <message>
+        <source>personal mode with the sample activities and categories</source>
+        <translation>persönlicher Modus mit den Beispiel-Tätigkeiten und -Kategorien</translation>
+    </message>
+    <message>
+        <source>ADDRESS</source>
+        <translation>ADRESSE</translation>
+    </message>
+    <message>
+        <source>the group server, host:port (group mode)</source>
+        <translation>der Gruppenserver, Rechner:Port (Gruppenmodus)</translation>
+    </message>
+    <message>
+        <source>ID</source>
+        <translation>ID</translation>
+    </message>
+    <message>
+        <source>your user ID on the server (group mode); the password is asked for</source>
+        <translation>Ihre Benutzer-ID auf dem Server (Gruppenmodus); nach dem Passwort wird gefragt</translation>
+    </message>
+    <message>
+        <source>empty the local data without asking</source>
+        <translation>die lokalen Daten ohne Rückfrage leeren</translation>
+    </message>
+    <message>
+        <source>set Quorvel up again although it is set up</source>
+        <translation>Quorvel neu einrichten, obwohl es eingerichtet ist</translation>
+    </message>
+    <message>
+        <source>say personal or group.</source>
+        <translation>sagen Sie personal oder group.</translation>
+    </message>
+    <message>
+        <source>--server and --user are for group mode.</source>
+        <translation>--server und --user gehören zum Gruppenmodus.</translation>
+    </message>
+    <message>
+        <source>--sample is for personal mode.</source>
+        <translation>--sample gehört zum persönlichen Modus.</translation>
+    </message>
+    <message>
+        <source>group mode needs --server and --user.</source>
+        <translation>der Gruppenmodus braucht --server und --user.</translation>
+    </message>
+    <message>
+        <source>say personal or group, not “%1”.</source>
+        <translation>sagen Sie personal oder group, nicht „%1“.</translation>
+    </message>
+    <message>
+        <source>Quorvel is not set up yet: run “quorvel setup personal” (or “quorvel setup group --server ADDRESS --user ID”), or start it once without a command and choose how you use it.</source>
+        <translation>Quorvel ist noch nicht eingerichtet: Führen Sie „quorvel setup personal“ aus (oder „quorvel setup group --server ADRESSE --user ID“), oder starten Sie es einmal ohne Befehl und wählen Sie, wie Sie es nutzen.</translation>
+    </message>
+    <message>
+        <source>Password of %1 on %2: </source>
+        <translation>Passwort von %1 auf %2: </translation>
+    </message>
+    <message>
+        <source>Setting up empties the local data: %1 tasks, and the activities and categories (a copy of the data file is kept). Go on? [y/N] </source>
+        <translation>Das Einrichten leert die lokalen Daten: %1 Aufgaben sowie die Tätigkeiten und Kategorien (eine Kopie der Datendatei bleibt erhalten). Fortfahren? [j/N] </translation>
+    </message>
+    <message>
+        <source>y</source>
+        <translation>j</translation>
+    </message>
+    <message>
+        <source>yes</source>
+        <translation>ja</translation>
+    </message>
+    <message>
+        <source>Quorvel&apos;s window is open: choose the mode there (Settings → Operating Mode), or close it first.</source>
+        <translation>Das Fenster von Quorvel ist offen: Wählen Sie den Modus dort (Einstellungen → Betriebsmodus), oder schließen Sie es zuerst.</translation>
+    </message>
+    <message>
+        <source>Quorvel is already set up for group mode with the server %1; add --force to set it up again.</source>
+        <translation>Quorvel ist bereits für den Gruppenmodus mit dem Server %1 eingerichtet; mit --force wird es neu eingerichtet.</translation>
+    </message>
+    <message>
+        <source>Quorvel is already set up for personal mode; add --force to set it up again.</source>
+        <translation>Quorvel ist bereits für den persönlichen Modus eingerichtet; mit --force wird es neu eingerichtet.</translation>
+    </message>
+    <message>
+        <source>setting up empties the local data (%1 tasks, and the activities and categories); nothing was changed. Add --yes to go on.</source>
+        <translation>das Einrichten leert die lokalen Daten (%1 Aufgaben sowie die Tätigkeiten und Kategorien); nichts wurde geändert. Mit --yes geht es weiter.</translation>
+    </message>
+    <message>
+        <source>no password was given; nothing was changed.</source>
+        <translation>es wurde kein Passwort angegeben; nichts wurde geändert.</translation>
+    </message>
+    <message>
+        <source>the data file %1 could not be copied aside, so it is left as it is.</source>
+        <translation>die Datendatei %1 konnte nicht beiseitekopiert werden, daher bleibt sie, wie sie ist.</translation>
+    </message>
+    <message>
+        <source>The data file has been kept as %1
+</source>
+        <translation>Die Datendatei wurde aufbewahrt als %1
+</translation>
+    </message>
+    <message>
+        <source>Quorvel is set up for personal mode, with the sample activities.
+</source>
+        <translation>Quorvel ist für den persönlichen Modus eingerichtet, mit den Beispiel-Tätigkeiten.
+</translation>
+    </message>
+    <message>
+        <source>Quorvel is set up for personal mode.
+</source>
+        <translation>Quorvel ist für den persönlichen Modus eingerichtet.
+</translation>
+    </message>
+    <message>
+        <source>Quorvel is set up for group mode with the server %1 as %2. Synchronize with Server in the window brings the team&apos;s activities.
+</source>
+        <translation>Quorvel ist für den Gruppenmodus mit dem Server %1 als %2 eingerichtet. „Mit Server synchronisieren“ im Fenster holt die Tätigkeiten des Teams.
+</translation>
+    </message>
+    <message>
+        <source>there is no display to open the window on (neither DISPLAY nor WAYLAND_DISPLAY is set). The commands work without one: %1 lists them, and “quorvel setup” sets Quorvel up.</source>
+        <translation>es gibt keine Anzeige, auf der das Fenster sich öffnen kann (weder DISPLAY noch WAYLAND_DISPLAY ist gesetzt). Die Befehle gehen auch ohne: %1 listet sie auf, und „quorvel setup“ richtet Quorvel ein.</translation>
     </message>
 </context>
 <context>

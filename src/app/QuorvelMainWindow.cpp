@@ -150,16 +150,14 @@ void QuorvelMainWindow::setupDocument()
 
 void QuorvelMainWindow::keepDataFileAside(bool unreadable)
 {
-    const QString copy = QuorvelDocument::besideDataFile(unreadable ? QStringLiteral("unreadable")
-                                                                    : QStringLiteral("replaced"));
-    if (!QFile::copy(QuorvelDocument::dataFilePath(), copy)) {
-        MessageBox::warning(
-            this, tr("Data File Not Kept"),
-            tr("The data file could not be read\nand could not be copied to\n%1").arg(copy));
+    const QString kind = unreadable ? QStringLiteral("unreadable") : QStringLiteral("replaced");
+    const QString copy = QuorvelDocument::keepCopyOfDataFile(kind);
+    if (copy.isEmpty()) {
+        MessageBox::warning(this, tr("Data File Not Kept"),
+                            tr("The data file could not be read\nand could not be copied to\n%1")
+                                .arg(QuorvelDocument::besideDataFile(kind)));
         return;
     }
-    // The copy takes the mode of a data file an older version may have left readable.
-    PrivateFiles::restrict(copy);
     m_keptDataFile = copy;
     if (unreadable) {
         MessageBox::information(
@@ -175,14 +173,7 @@ void QuorvelMainWindow::keepDataFileAside(bool unreadable)
 
 void QuorvelMainWindow::resetBalloonTips()
 {
-    Config config(Configuration::storeName(), Config::User);
-    config.setGroup(QStringLiteral("BalloonTips"));
-    for (const char *key : {"groupMode", "categories", "activities", "startHere", "newTask",
-                            "shortcutButtons", "taskList", "additionalHelp"})
-        config.writeEntry(QString::fromLatin1(key), 0);
-    config.setGroup(Configuration::localSettingsGroup());
-    config.writeEntry(QStringLiteral("WarnDeleteZeroTasks"), 1);
-    config.writeEntry(QStringLiteral("AllowConcurrentTasks"), 0);
+    Configuration::resetForFirstStart();
 }
 
 void QuorvelMainWindow::promptUserMode()

@@ -143,6 +143,26 @@ const std::vector<CommandEntry> &commandTable()
          1,
          Commands::Needs::Writing,
          QT_TRANSLATE_NOOP("Commands", "name the file to import.")},
+        {"setup",
+         QT_TRANSLATE_NOOP("Commands", "personal|group"),
+         QT_TRANSLATE_NOOP("Commands", "Choose how Quorvel is used, as its first start asks: "
+                                       "personal, or group with a server."),
+         {{"sample", nullptr,
+           QT_TRANSLATE_NOOP("Commands", "personal mode with the sample activities and "
+                                         "categories")},
+          {"server", QT_TRANSLATE_NOOP("Commands", "ADDRESS"),
+           QT_TRANSLATE_NOOP("Commands", "the group server, host:port (group mode)")},
+          {"user", QT_TRANSLATE_NOOP("Commands", "ID"),
+           QT_TRANSLATE_NOOP("Commands", "your user ID on the server (group mode); the "
+                                         "password is asked for")},
+          {"yes", nullptr,
+           QT_TRANSLATE_NOOP("Commands", "empty the local data without asking")},
+          {"force", nullptr,
+           QT_TRANSLATE_NOOP("Commands", "set Quorvel up again although it is set up")}},
+         1,
+         1,
+         Commands::Needs::Setup,
+         QT_TRANSLATE_NOOP("Commands", "say personal or group.")},
         {"help",
          QT_TRANSLATE_NOOP("Commands", "[COMMAND]"),
          QT_TRANSLATE_NOOP("Commands", "Show how to use a command."),
@@ -385,6 +405,29 @@ bool parse(const QStringList &arguments, Invocation *call, Commands::Result *res
         return checkFormat(*call, {QStringLiteral("text"), QStringLiteral("json")}, result);
     if (name == QLatin1String("export") || name == QLatin1String("import"))
         return checkFormat(*call, {QStringLiteral("csv"), QStringLiteral("json")}, result);
+    if (name == QLatin1String("setup")) {
+        const QString mode = call->positional.first();
+        if (mode == QLatin1String("personal")) {
+            if (call->has("server") || call->has("user")) {
+                badUsage(name, Commands::tr("--server and --user are for group mode."), result);
+                return false;
+            }
+        } else if (mode == QLatin1String("group")) {
+            if (call->has("sample")) {
+                badUsage(name, Commands::tr("--sample is for personal mode."), result);
+                return false;
+            }
+            if (call->value("server").trimmed().isEmpty()
+                || call->value("user").trimmed().isEmpty()) {
+                badUsage(name, Commands::tr("group mode needs --server and --user."), result);
+                return false;
+            }
+        } else {
+            badUsage(name, Commands::tr("say personal or group, not “%1”.").arg(mode), result);
+            return false;
+        }
+        return true;
+    }
     if (name == QLatin1String("report")) {
         const QString kind = call->positional.first();
         if (kind != QLatin1String("summary") && kind != QLatin1String("timesheet")) {
@@ -461,8 +504,9 @@ bool refuseUnlessSetUp(const QuorvelDocument &doc, Commands::Result *result)
 {
     if (doc.configuration.mode() != Configuration::Unset)
         return false;
-    refuse(result, Commands::tr("Quorvel is not set up yet: start it once without a command "
-                                "and choose how you use it."));
+    refuse(result, Commands::tr("Quorvel is not set up yet: run “quorvel setup personal” (or "
+                                "“quorvel setup group --server ADDRESS --user ID”), or start it "
+                                "once without a command and choose how you use it."));
     return true;
 }
 
@@ -1183,6 +1227,23 @@ Commands::Needs Commands::check(const QStringList &arguments, Result *result)
     if (!parse(arguments, &call, result))
         return Needs::Nothing;
     return call.entry->needs;
+}
+
+Commands::SetupRequest Commands::setupRequest(const QStringList &arguments)
+{
+    Invocation call;
+    Result ignored;
+    SetupRequest request;
+    if (!parse(arguments, &call, &ignored) || qstrcmp(call.entry->name, "setup") != 0)
+        return request;
+    request.mode = call.positional.value(0) == QLatin1String("group") ? SetupRequest::Mode::Group
+                                                                      : SetupRequest::Mode::Personal;
+    request.sample = call.has("sample");
+    request.server = call.value("server").trimmed();
+    request.user = call.value("user").trimmed();
+    request.yes = call.has("yes");
+    request.force = call.has("force");
+    return request;
 }
 
 void Commands::period(const QStringList &arguments, QDate *from, QDate *to)

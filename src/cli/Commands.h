@@ -9,7 +9,7 @@
 class QuorvelDocument;
 
 // The commands of the quorvel program ("start", "stop", "status", "list", "activities",
-// "report", "export", "import", "help"). The program runs them on the data file, or hands
+// "report", "export", "import", "setup", "help"). The program runs them on the data file, or hands
 // them to the running window, which runs them here on the document it holds: one
 // implementation, whoever holds the data.
 class Commands
@@ -35,7 +35,19 @@ public:
         Activities,   // the activities and categories, not the tasks
         Records,      // the document string, read record by record (export)
         Reading,      // the whole document, unchanged
-        Writing       // the whole document, to change and write
+        Writing,      // the whole document, to change and write
+        Setup         // the settings and the whole document, never handed to a window
+    };
+
+    // What "quorvel setup" was asked to do, read from its arguments.
+    struct SetupRequest
+    {
+        enum class Mode { Personal, Group } mode = Mode::Personal;
+        bool sample = false;
+        QString server;
+        QString user;
+        bool yes = false;
+        bool force = false;
     };
 
     // True when the first argument names a command, so that the program runs it instead of
@@ -59,6 +71,9 @@ public:
     // outside them (and does not run) cannot change its answer. Invalid dates when the
     // command needs every task.
     static void period(const QStringList &arguments, QDate *from, QDate *to);
+
+    // Reads the arguments of "quorvel setup" (checked by check() first).
+    static SetupRequest setupRequest(const QStringList &arguments);
 
     // The text of "quorvel --help".
     static QString overview();

@@ -1,6 +1,7 @@
 #include "Launcher.h"
 
 #include "Commands.h"
+#include "model/Configuration.h"
 #include "model/QuorvelDocument.h"
 #include "platform/FileLock.h"
 #include "platform/PrivateFiles.h"
@@ -17,6 +18,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <termios.h>
 #include <unistd.h>
 
 namespace {
@@ -220,10 +222,173 @@ int readHere(Commands::Needs needs, const QStringList &arguments, const QString 
     ::_exit(status);
 }
 
+// One line of standard input without its line end; false at its end with nothing read.
+bool readLine(QString *line)
+{
+    QByteArray bytes;
+    for (int c = std::getchar(); c != EOF && c != '\n'; c = std::getchar()) {
+        bytes += char(c);
+        if (bytes.size() > 64 * 1024)
+            break;
+    }
+    if (bytes.isEmpty() && std::feof(stdin))
+        return false;
+    if (bytes.endsWith('\r'))
+        bytes.chop(1);
+    *line = QString::fromLocal8Bit(bytes);
+    return true;
+}
+
+// The server password: typed on the terminal without being shown, or one line of standard
+// input when that is not a terminal; never an argument, which others may see.
+bool readPassword(const QString &server, const QString &user, QString *password)
+{
+    if (!::isatty(STDIN_FILENO))
+        return readLine(password);
+    write(stderr, Commands::tr("Password of %1 on %2: ").arg(user, server).toUtf8());
+    std::fflush(stderr);
+    termios saved{};
+    const bool quiet = ::tcgetattr(STDIN_FILENO, &saved) == 0;
+    if (quiet) {
+        termios hidden = saved;
+        hidden.c_lflag &= ~tcflag_t(ECHO);
+        ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &hidden);
+    }
+    const bool read = readLine(password);
+    if (quiet)
+        ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved);
+    write(stderr, "\n");
+    return read;
+}
+
+// Whether the person agrees to empty the local data: asked on the terminal; without one, only
+// --yes agrees.
+bool agreesToEmpty(const QuorvelDocument &doc)
+{
+    if (!::isatty(STDIN_FILENO) || !::isatty(STDERR_FILENO))
+        return false;
+    write(stderr, Commands::tr("Setting up empties the local data: %1 tasks, and the activities "
+                               "and categories (a copy of the data file is kept). Go on? [y/N] ")
+                      .arg(doc.tasks.size())
+                      .toUtf8());
+    std::fflush(stderr);
+    QString answer;
+    if (!readLine(&answer))
+        return false;
+    answer = answer.trimmed().toLower();
+    return answer == QLatin1String("y") || answer == QLatin1String("yes")
+           || answer == Commands::tr("y") || answer == Commands::tr("yes");
+}
+
+// Does what the first start's choices do, for a person without a window (ssh, a server, a
+// script): the same settings and the same data file.
+int setUp(const QStringList &arguments)
+{
+    const Commands::SetupRequest request = Commands::setupRequest(arguments);
+    PrivateFiles::makeFolder(dataFolder());
+    SingleInstance channel(dataFolder());
+    // While a window is open it is the place to change the mode: its settings and document
+    // would otherwise be changed under it.
+    FileLock window(channel.lockFilePath());
+    if (window.tryLock(0) == FileLock::Outcome::Busy)
+        return refuse(Commands::tr("Quorvel's window is open: choose the mode there (Settings → "
+                                   "Operating Mode), or close it first."));
+    FileLock lock(channel.dataLockPath());
+    switch (lock.tryLock(LockPatienceMs)) {
+    case FileLock::Outcome::Locked:
+        break;
+    case FileLock::Outcome::Failed:
+        return refuse(Commands::tr("cannot take the lock %1 (%2), so the data file is left as "
+                                   "it is.")
+                          .arg(lock.path(), lock.errorString()));
+    case FileLock::Outcome::Busy:
+        return refuse(Commands::tr("another Quorvel holds %1 and does not answer; the command "
+                                   "was not carried out.")
+                          .arg(lock.path()));
+    }
+
+    QuorvelDocument doc;
+    Configuration &configuration = doc.configuration;
+    const Configuration::OperatingMode current = configuration.mode();
+    if (current != Configuration::Unset && !request.force) {
+        return refuse(current == Configuration::Group
+                          ? Commands::tr("Quorvel is already set up for group mode with the "
+                                         "server %1; add --force to set it up again.")
+                                .arg(configuration.serverAddress())
+                          : Commands::tr("Quorvel is already set up for personal mode; add "
+                                         "--force to set it up again."));
+    }
+    const QString path = QuorvelDocument::dataFilePath();
+    const bool exists = QFileInfo::exists(path);
+    const bool loaded = exists && doc.load();
+    const bool hasData = loaded
+                         && (!doc.tasks.isEmpty() || doc.getNumActiveActivities(false) > 0
+                             || doc.getNumActiveCategories() > 0);
+    if (hasData && !request.yes && !agreesToEmpty(doc)) {
+        return refuse(Commands::tr("setting up empties the local data (%1 tasks, and the "
+                                   "activities and categories); nothing was changed. Add --yes "
+                                   "to go on.")
+                          .arg(doc.tasks.size()));
+    }
+    QString password;
+    if (request.mode == Commands::SetupRequest::Mode::Group
+        && !readPassword(request.server, request.user, &password))
+        return refuse(Commands::tr("no password was given; nothing was changed."));
+
+    // Whatever the file held stays beside it, as the first start keeps it.
+    if (exists) {
+        const QString kept = QuorvelDocument::keepCopyOfDataFile(
+            loaded ? QStringLiteral("replaced") : QStringLiteral("unreadable"));
+        if (kept.isEmpty())
+            return refuse(Commands::tr("the data file %1 could not be copied aside, so it is left "
+                                       "as it is.")
+                              .arg(path));
+        write(stdout, Commands::tr("The data file has been kept as %1\n").arg(kept).toUtf8());
+    }
+    if (request.mode == Commands::SetupRequest::Mode::Personal && request.sample)
+        doc.createSampleData();
+    else
+        doc.clear();
+    // The data file first: settings that name a mode with the old file under them would let
+    // the next start take the old data for the new mode's.
+    const bool written = doc.save();
+    if (!written || !doc.savedToDataFile())
+        return refuse(saveFailure(doc, written));
+    Configuration::resetForFirstStart();
+    if (request.mode == Commands::SetupRequest::Mode::Personal) {
+        configuration.setMode(Configuration::Personal);
+        write(stdout, (request.sample ? Commands::tr("Quorvel is set up for personal mode, with "
+                                                     "the sample activities.\n")
+                                      : Commands::tr("Quorvel is set up for personal mode.\n"))
+                          .toUtf8());
+        return Commands::Done;
+    }
+    configuration.setMode(Configuration::Group);
+    configuration.setServerAddress(request.server);
+    configuration.setServerUserID(request.user);
+    configuration.setServerPassword(password.trimmed());
+    write(stdout, Commands::tr("Quorvel is set up for group mode with the server %1 as %2. "
+                               "Synchronize with Server in the window brings the team's "
+                               "activities.\n")
+                      .arg(request.server, request.user)
+                      .toUtf8());
+    return Commands::Done;
+}
+
 } // namespace
 
 int Launcher::openWindow(char *argv[])
 {
+    // Without a display the toolkit would abort; say what can be done from here instead.
+    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+        && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        return windowNotStarted(
+            argv,
+            QT_TRANSLATE_NOOP("Commands",
+                              "there is no display to open the window on (neither DISPLAY nor "
+                              "WAYLAND_DISPLAY is set). The commands work without one: %1 "
+                              "lists them, and “quorvel setup” sets Quorvel up."),
+            QStringLiteral("“quorvel help”"));
     const QString folder = programFolder();
     const QStringList candidates = {
         folder + QStringLiteral("/quorvel-gui"),
@@ -253,6 +418,8 @@ int Launcher::runCommand(const QStringList &arguments)
     const Commands::Needs needs = Commands::check(arguments, &answered);
     if (needs == Commands::Needs::Nothing)
         return finish(answered);
+    if (needs == Commands::Needs::Setup)
+        return setUp(arguments);
 
     const QString workingFolder = QDir::currentPath();
     const QStringList handed = QStringList(workingFolder) + arguments;

@@ -211,3 +211,15 @@ bool Configuration::twelveHourClock() const
     qpe.setGroup(QStringLiteral("Time"));
     return qpe.readBoolEntry(QStringLiteral("AMPM"), TimeString::localeUsesTwelveHourClock());
 }
+
+void Configuration::resetForFirstStart()
+{
+    Config config(storeName(), Config::User);
+    config.setGroup(QStringLiteral("BalloonTips"));
+    for (const char *key : {"groupMode", "categories", "activities", "startHere", "newTask",
+                            "shortcutButtons", "taskList", "additionalHelp"})
+        config.writeEntry(QString::fromLatin1(key), 0);
+    config.setGroup(localSettingsGroup());
+    config.writeEntry(QStringLiteral("WarnDeleteZeroTasks"), 1);
+    config.writeEntry(QStringLiteral("AllowConcurrentTasks"), 0);
+}

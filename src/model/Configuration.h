@@ -50,6 +50,10 @@ public:
     // Host name of the public synchronisation server, the default server address.
     static QString defaultServerAddress();
 
+    // The settings a first start begins with, whichever mode is chosen then: every balloon tip
+    // to be shown again, the zero-duration question on, concurrent tasks off.
+    static void resetForFirstStart();
+
     // Names of the application's store and its group of local settings.
     static QString storeName();
     static QString localSettingsGroup();

@@ -152,6 +152,26 @@ QString QuorvelDocument::besideDataFile(const QString &kind)
            + Clock::now().toString(QStringLiteral("yyyyMMddhhmmss"));
 }
 
+QString QuorvelDocument::unusedBesideDataFile(const QString &kind)
+{
+    // A kept copy is never replaced, not even one kept in the same second.
+    const QString first = besideDataFile(kind);
+    QString path = first;
+    for (int n = 2; QFileInfo::exists(path) || QFileInfo(path).isSymLink(); ++n)
+        path = first + QLatin1Char('-') + QString::number(n);
+    return path;
+}
+
+QString QuorvelDocument::keepCopyOfDataFile(const QString &kind)
+{
+    const QString copy = unusedBesideDataFile(kind);
+    if (!QFile::copy(dataFilePath(), copy))
+        return QString();
+    // The copy takes the mode of a data file an older version may have left readable.
+    PrivateFiles::restrict(copy);
+    return copy;
+}
+
 QString QuorvelDocument::cleanName(const QString &typed)
 {
     QString name = typed;
@@ -435,11 +455,7 @@ QString QuorvelDocument::recoverInterruptedSave()
         return QString();
     }
 
-    // A kept copy is never replaced, not even one kept in the same second.
-    const QString kept = besideDataFile(QStringLiteral("recovered"));
-    QString keptAs = kept;
-    for (int n = 2; QFileInfo::exists(keptAs) || QFileInfo(keptAs).isSymLink(); ++n)
-        keptAs = kept + QLatin1Char('-') + QString::number(n);
+    const QString keptAs = unusedBesideDataFile(QStringLiteral("recovered"));
     if (::rename(newName.constData(), QFile::encodeName(keptAs).constData()) != 0)
         return QString();
     PrivateFiles::restrict(keptAs);

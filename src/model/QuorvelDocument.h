@@ -45,6 +45,11 @@ public:
     // A name beside the data file for a copy kept at this moment: "<file>.<kind>-<stamp>",
     // the stamp being Clock::now() as yyyyMMddhhmmss.
     static QString besideDataFile(const QString &kind);
+    // besideDataFile(kind), or with "-2", "-3"… after it when that is taken.
+    static QString unusedBesideDataFile(const QString &kind);
+    // Copies the data file to unusedBesideDataFile(kind), readable by its owner alone; the copy's
+    // path, or empty when it could not be made.
+    static QString keepCopyOfDataFile(const QString &kind);
 
     // A category or activity name as typed, made fit for the data file, which keeps each name
     // on one line and skips control characters before it: control characters (line feeds,

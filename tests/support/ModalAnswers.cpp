@@ -1,7 +1,11 @@
 #include "ModalAnswers.h"
 
+#include "dialogs/ChooseInitialMode.h"
+
 #include <QAction>
 #include <QApplication>
+#include <QRadioButton>
+#include <QtTest>
 
 ModalAnswers::ModalAnswers()
 {
@@ -35,4 +39,16 @@ QAction *actionNamed(const QWidget &window, const QString &text)
             return a;
     }
     return nullptr;
+}
+
+ModalAnswers::Handler ModalAnswers::chooseInitialMode(const char *radioName)
+{
+    return [radioName](QWidget *widget) {
+        auto *dialog = qobject_cast<ChooseInitialMode *>(widget);
+        QVERIFY(dialog);
+        auto *radio = dialog->findChild<QRadioButton *>(QString::fromLatin1(radioName));
+        QVERIFY(radio);
+        radio->setChecked(true);
+        dialog->accept();
+    };
 }

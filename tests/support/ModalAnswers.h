@@ -25,6 +25,9 @@ public:
     ModalAnswers();
 
     void add(const Handler &handler) { m_handlers.append(handler); }
+    // The handler that makes the first start's choice by its radio button's object name
+    // ("radPersonalInit", "radPersonalNoInit", "radGroup").
+    static Handler chooseInitialMode(const char *radioName);
     // Handlers not used yet.
     int remaining() const { return int(m_handlers.size()); }
     // Modal widgets met so far, in order, by class name.
