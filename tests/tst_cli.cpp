@@ -888,7 +888,28 @@ void TestCli::importRefusesOverlaps()
     run = quorvel({QStringLiteral("import"), QStringLiteral("more.csv")});
     QCOMPARE(run.out, QByteArray("Imported 2 tasks from “more.csv”.\n"
                                  "1 task was already recorded.\n"));
+    // A long task recorded then, and a short one within it.
+    writeFile(inDocuments(QStringLiteral("long.csv")),
+              "Activity,Category,Start,Stop,Minutes\n"
+              "Home Project Beta,Private,2026-11-18T08:00,2026-11-18T18:00,600\n"
+              "Home Project Beta,Private,2026-11-18T09:00,2026-11-18T09:30,30\n");
+    run = quorvel({QStringLiteral("import"), QStringLiteral("long.csv")});
+    QCOMPARE(run.out, QByteArray("Imported 2 tasks from “long.csv”.\n"));
     Configuration().setAllowConcurrentTasks(false);
+
+    // Without concurrent tasks, a row overlaps the long task although the task that starts
+    // last before it is the short one; a row that begins as the long task ends does not.
+    writeFile(inDocuments(QStringLiteral("within.csv")),
+              "Activity,Category,Start,Stop,Minutes\n"
+              "Project Alpha Development,Bill rate 1,2026-11-18T12:00,2026-11-18T12:30,30\n"
+              "Project Alpha Development,Bill rate 1,2026-11-18T18:00,2026-11-18T18:30,30\n"
+              "Project Alpha Development,Bill rate 1,2026-11-18T07:30,2026-11-18T08:00,30\n"
+              "Project Alpha Development,Bill rate 1,2026-11-18T18:15,2026-11-18T18:45,30\n");
+    run = quorvel({QStringLiteral("import"), QStringLiteral("within.csv")});
+    QCOMPARE(run.out, QByteArray("Imported 2 tasks from “within.csv”.\n"));
+    QCOMPARE(run.err, QByteArray("Skipped 2 tasks:\n"
+                                 "  within.csv, line 2: it overlaps a recorded task\n"
+                                 "  within.csv, line 5: it overlaps a recorded task\n"));
 
     run = quorvel({QStringLiteral("import"), QStringLiteral("missing.csv")});
     QCOMPARE(run.exitCode, 1);

@@ -17,7 +17,9 @@
 #include <QHash>
 #include <QSet>
 
+#include <algorithm>
 #include <cerrno>
+#include <map>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -1034,19 +1036,85 @@ QString taskKey(const Activity *activity, const QDateTime &start, const QDateTim
            + (stop.isValid() ? QString::number(stop.toSecsSinceEpoch()) : QString());
 }
 
-// The activity a row names, when there is one: the same name, in the same category
-// unless the row names none.
-Activity *knownActivity(const QuorvelDocument &doc, const ImportRow &row)
+// The activities that are not withdrawn, by name, in the document's order: an import looks
+// up every row's activity, and a history has many rows.
+class ActivityNames
 {
-    const QString name = QuorvelDocument::cleanName(row.activity);
-    const QString category = QuorvelDocument::cleanName(row.category);
-    for (Activity *activity : doc.activities) {
-        if (!activity->obsolete && activity->name == name
-            && (category.isEmpty() || categoryOf(activity) == category))
-            return activity;
+public:
+    explicit ActivityNames(const QuorvelDocument &doc) { refresh(doc); }
+
+    // Read again after the document's activities changed.
+    void refresh(const QuorvelDocument &doc)
+    {
+        m_byName.clear();
+        for (Activity *activity : doc.activities) {
+            if (!activity->obsolete)
+                m_byName[activity->name].append(activity);
+        }
     }
-    return nullptr;
-}
+
+    // The activity a row names, when there is one: the same name, in the same category
+    // unless the row names none.
+    Activity *find(const ImportRow &row) const
+    {
+        const QString category = QuorvelDocument::cleanName(row.category);
+        for (Activity *activity : m_byName.value(QuorvelDocument::cleanName(row.activity))) {
+            if (category.isEmpty() || categoryOf(activity) == category)
+                return activity;
+        }
+        return nullptr;
+    }
+
+private:
+    QHash<QString, QList<Activity *>> m_byName;
+};
+
+// The recorded tasks' times in seconds, ordered by start, for the overlap check of imported
+// rows: only tasks that start less than the longest task's length before a row can overlap
+// it, so each row looks at a few neighbours and an import stays linear in its rows.
+class RecordedTimes
+{
+public:
+    explicit RecordedTimes(const QuorvelDocument &doc)
+    {
+        for (const QVTask *task : doc.tasks)
+            add(task->start(), task->isRunning() ? task->start().addSecs(60) : task->stop());
+    }
+
+    void add(const QDateTime &start, const QDateTime &stop)
+    {
+        const qint64 s = start.toSecsSinceEpoch();
+        const qint64 e = stop.toSecsSinceEpoch();
+        // A task that stops before it starts (a damaged file) is looked at every time.
+        if (e < s) {
+            m_backwards.emplace_back(s, e);
+            return;
+        }
+        m_spans.emplace(s, e);
+        m_longest = std::max(m_longest, e - s);
+    }
+
+    bool overlaps(const QDateTime &start, const QDateTime &stop) const
+    {
+        const qint64 s = start.toSecsSinceEpoch();
+        const qint64 e = stop.toSecsSinceEpoch();
+        for (auto it = m_spans.lower_bound(s - m_longest); it != m_spans.end() && it->first < e;
+             ++it) {
+            if (QuorvelDocument::timesOverlap(s, e, it->first, it->second))
+                return true;
+        }
+        for (const auto &[taskStart, taskStop] : m_backwards) {
+            if (QuorvelDocument::timesOverlap(s, e, taskStart, taskStop))
+                return true;
+        }
+        return false;
+    }
+
+private:
+    std::multimap<qint64, qint64> m_spans;
+    std::vector<std::pair<qint64, qint64>> m_backwards;
+    qint64 m_longest = 0;
+};
 
 Activity *newActivityFor(QuorvelDocument &doc, const ImportRow &row, QString *refusal,
                          std::vector<QObject *> *created)
@@ -1118,6 +1186,8 @@ void importTasks(QuorvelDocument &doc, const Invocation &call, const QString &wo
 
     const bool concurrent = doc.configuration.allowConcurrentTasks();
     bool running = doc.activeTasks();
+    ActivityNames activities(doc);
+    RecordedTimes times(doc);
     std::vector<QObject *> created;
     int imported = 0;
     int already = 0;
@@ -1145,7 +1215,7 @@ void importTasks(QuorvelDocument &doc, const Invocation &call, const QString &wo
             skip(Commands::tr("it is shorter than a minute"));
             continue;
         }
-        Activity *activity = knownActivity(doc, row);
+        Activity *activity = activities.find(row);
         if (activity && recorded.contains(taskKey(activity, row.start, row.stop))) {
             ++already;
             continue;
@@ -1155,7 +1225,8 @@ void importTasks(QuorvelDocument &doc, const Invocation &call, const QString &wo
             continue;
         }
         const QDateTime stop = rowRuns ? row.start.addSecs(60) : row.stop;
-        if (doc.validateTask(row.start, stop, QDateTime(), nullptr) == QuorvelDocument::Overlaps) {
+        // Overlaps count only when concurrent tasks are off, as for the task editor.
+        if (!concurrent && times.overlaps(row.start, stop)) {
             skip(Commands::tr("it overlaps a recorded task"));
             continue;
         }
@@ -1167,6 +1238,7 @@ void importTasks(QuorvelDocument &doc, const Invocation &call, const QString &wo
                 skip(refusal);
                 continue;
             }
+            activities.refresh(doc);
         }
         const QString key = taskKey(activity, row.start, row.stop);
         auto *task = new QVTask();
@@ -1181,6 +1253,7 @@ void importTasks(QuorvelDocument &doc, const Invocation &call, const QString &wo
             running = true;
         }
         recorded.insert(key);
+        times.add(row.start, stop);
         ++imported;
     }
     doc.tasks.sort();

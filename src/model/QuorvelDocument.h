@@ -130,6 +130,14 @@ public:
     int allocateId();
     int validateTask(const QDateTime &start, const QDateTime &stop, const QDateTime &excludeStart,
                      const QVTask *task) const;
+    // Whether a task from start to stop overlaps one from s to e (a running task's e is one
+    // minute after its start), by the rule validateTask applies; for times or seconds.
+    template <typename Time>
+    static bool timesOverlap(const Time &start, const Time &stop, const Time &s, const Time &e)
+    {
+        return (stop > s && stop < e) || (start > s && start < e) || (s > start && s < stop)
+               || (e > start && e < stop) || (start == s && stop == e && start != stop);
+    }
     void includeShortcut(QVTask *task);
     void stopTask(QVTask *task, const QDateTime &when);
     // Takes the task out of the list; the caller deletes it.

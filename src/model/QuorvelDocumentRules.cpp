@@ -35,8 +35,7 @@ int QuorvelDocument::validateTask(const QDateTime &start, const QDateTime &stop,
         const QDateTime s = t->start();
         // A running task occupies its first minute only.
         const QDateTime e = t->isRunning() ? s.addSecs(60) : t->stop();
-        if ((stop > s && stop < e) || (start > s && start < e) || (s > start && s < stop)
-            || (e > start && e < stop) || (start == s && stop == e && start != stop))
+        if (timesOverlap(start, stop, s, e))
             return Overlaps;
     }
     return Valid;
