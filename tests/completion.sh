@@ -42,11 +42,14 @@ touch week.qvreport notes.txt tw.json twelve.csv
 COMP_WORDBREAKS=$' \t\n"\'><=;|&(:'
 
 activities=("Project Alpha Development" "Project Alpha Documentation" "Home Project Beta")
+running=("Project Alpha Development" "Home Project Beta")
 # shellcheck disable=SC2317 # called by the completion
 quorvel()
 {
     if [[ ${1-} == activities ]]; then
         printf '%s\n' "${activities[@]}"
+    elif [[ ${1-} == status ]]; then
+        printf '%s\t1:17\n' "${running[@]}"
     fi
 }
 
@@ -114,7 +117,7 @@ expect 'quorvel report summary ' quorvel report summary '' -- \
     --from --to --decimal --zero --format --help
 expect 'quorvel report timesheet --from monday --to today --' \
     quorvel report timesheet --from monday --to today -- -- --decimal --zero --format --help
-expect 'quorvel start Pro --' quorvel start Pro -- -- --at --category --help
+expect 'quorvel start Pro --' quorvel start Pro -- -- --at --category --force --help
 expect 'quorvel status ' quorvel status '' -- --format --help
 expect 'quorvel list --' quorvel list -- -- --from --to --help
 expect 'quorvel activities ' quorvel activities '' -- --help
@@ -144,8 +147,8 @@ expect 'quorvel report summary --format t' quorvel report summary --format t -- 
 
 # Days for --from, --to and --at; nothing for --category.
 expect 'quorvel list --from ' quorvel list --from '' -- \
-    today yesterday monday tuesday wednesday thursday friday saturday sunday
-expect 'quorvel export --to t' quorvel export --to t -- today tuesday thursday
+    today yesterday tomorrow monday tuesday wednesday thursday friday saturday sunday
+expect 'quorvel export --to t' quorvel export --to t -- today tomorrow tuesday thursday
 expect 'quorvel stop --at yes' quorvel stop --at yes -- yesterday
 expect 'quorvel start Chess --category ' quorvel start Chess --category '' --
 
@@ -161,15 +164,16 @@ expect 'quorvel start Project\ Alpha\ Doc' quorvel start 'Project\ Alpha\ Doc' -
     'Project\ Alpha\ Documentation'
 expect 'quorvel stop home' quorvel stop home -- 'Home\ Project\ Beta'
 expect 'quorvel start Home\ Project\ Beta ' quorvel start 'Home\ Project\ Beta' '' -- \
-    --at --category --help
+    --at --category --force --help
 # ... and as they are after an opening quote, which readline closes.
 expect 'quorvel start "Project Alpha D' quorvel start '"Project Alpha D' -- \
     'Project Alpha Development' 'Project Alpha Documentation'
-expect "quorvel stop 'Pro" quorvel stop "'Pro" -- \
-    'Project Alpha Development' 'Project Alpha Documentation'
+# Stop offers the running tasks' activities only.
+expect "quorvel stop 'Pro" quorvel stop "'Pro" -- 'Project Alpha Development'
+expect 'quorvel stop Project\ Alpha\ Doc' quorvel stop 'Project\ Alpha\ Doc' --
 # A time that bash splits at its colon is one argument: stop has no activity yet.
 expect 'quorvel stop --at 09:30 ' quorvel stop --at 09 : 30 '' -- \
-    'Project\ Alpha\ Development' 'Project\ Alpha\ Documentation' 'Home\ Project\ Beta'
+    'Project\ Alpha\ Development' 'Home\ Project\ Beta'
 expect 'quorvel start Pro --at 09:30 --c' quorvel start Pro --at 09 : 30 --c -- --category
 
 # Names with characters that need more than a backslash before a blank.
@@ -200,7 +204,7 @@ unset -f quorvel
 PATH=$work/no-such-folder
 hash -r
 expect 'quorvel start Pro' quorvel start Pro --
-expect 'quorvel stop ' quorvel stop '' -- --at --help
+expect 'quorvel stop ' quorvel stop '' -- --at --force --help
 
 if ((failures > 0)); then
     echo "completion.sh: $failures of $cases cases failed" >&2

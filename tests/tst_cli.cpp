@@ -190,6 +190,7 @@ private Q_SLOTS:
     void refusalsNameTheReason();
     void longNamesAreRefused();
     void badUsage();
+    void atFarAheadNeedsForce();
     void help();
     void inGerman();
     void unreadableDataFileIsLeftAlone();
@@ -1025,15 +1026,41 @@ void TestCli::badUsage()
     QCOMPARE(dataFile(), before);
 }
 
+void TestCli::atFarAheadNeedsForce()
+{
+    writeHistory();
+    const QByteArray before = dataFile();
+    // A year ahead is a slip of the keyboard more often than a plan.
+    Run run = quorvel({QStringLiteral("start"), QStringLiteral("Home Project Beta"),
+                       QStringLiteral("--at"), QStringLiteral("2027-11-21T09:30")});
+    QCOMPARE(run.exitCode, 2);
+    QCOMPARE(run.err, QByteArray("quorvel start: --at: 2027-11-21 09:30 is more than a day ahead; "
+                                 "add --force if you mean it.\nTry “quorvel help start”.\n"));
+    QCOMPARE(dataFile(), before);
+    // Tomorrow morning is near enough.
+    run = quorvel({QStringLiteral("start"), QStringLiteral("Home Project Beta"),
+                   QStringLiteral("--at"), QStringLiteral("2026-11-22T09:00")});
+    QVERIFY2(run.exitCode == 0, run.err.constData());
+    run = quorvel({QStringLiteral("stop"), QStringLiteral("--at"),
+                   QStringLiteral("2027-11-21T09:30")});
+    QCOMPARE(run.exitCode, 2);
+    run = quorvel({QStringLiteral("stop"), QStringLiteral("--at"),
+                   QStringLiteral("2027-11-21T09:30"), QStringLiteral("--force")});
+    QVERIFY2(run.exitCode == 0, run.err.constData());
+    QCOMPARE(loaded()->tasks.last()->stop(), QDateTime(QDate(2027, 11, 21), QTime(9, 30)));
+}
+
 void TestCli::help()
 {
     Run run = quorvel({QStringLiteral("help"), QStringLiteral("stop")});
     QCOMPARE(run.exitCode, 0);
-    QCOMPARE(run.out, QByteArray("Usage: quorvel stop [ACTIVITY] [--at TIME]\n\n"
+    QCOMPARE(run.out, QByteArray("Usage: quorvel stop [ACTIVITY] [--at TIME] [--force]\n\n"
                                  "Stop the running tasks, or those of the activity.\n\n"
                                  "Options:\n"
                                  "  --at TIME                       the moment instead of now: "
                                  "09:30, 2026-11-21T09:30 or yesterday 17:00\n"
+                                 "  --force                         take an --at more than a day "
+                                 "ahead\n"
                                  "  -h, --help                      show this help\n"));
     // Every command answers --help the same way.
     for (const char *command :
@@ -1058,11 +1085,13 @@ void TestCli::inGerman()
     const QByteArray before = dataFile();
     Run run = quorvelInGerman({QStringLiteral("help"), QStringLiteral("stop")});
     QCOMPARE(run.exitCode, 0);
-    QCOMPARE(run.out, QByteArray("Aufruf: quorvel stop [TÄTIGKEIT] [--at ZEIT]\n\n"
+    QCOMPARE(run.out, QByteArray("Aufruf: quorvel stop [TÄTIGKEIT] [--at ZEIT] [--force]\n\n"
                                  "Die laufenden Aufgaben anhalten, oder die der Tätigkeit.\n\n"
                                  "Optionen:\n"
                                  "  --at ZEIT                       der Zeitpunkt statt jetzt: "
                                  "09:30, 2026-11-21T09:30 oder yesterday 17:00\n"
+                                 "  --force                         ein --at nehmen, das mehr als "
+                                 "einen Tag voraus liegt\n"
                                  "  -h, --help                      diese Hilfe anzeigen\n"));
     run = quorvelInGerman({QStringLiteral("--help")});
     QCOMPARE(run.exitCode, 0);

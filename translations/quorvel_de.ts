@@ -760,6 +760,14 @@ Exit-Status: 0 erledigt, 1 abgelehnt, 2 falscher Aufruf.
         <source>there is no display to open the window on (neither DISPLAY nor WAYLAND_DISPLAY is set). The commands work without one: %1 lists them, and “quorvel setup” sets Quorvel up.</source>
         <translation>es gibt keine Anzeige, auf der das Fenster sich öffnen kann (weder DISPLAY noch WAYLAND_DISPLAY ist gesetzt). Die Befehle gehen auch ohne: %1 listet sie auf, und „quorvel setup“ richtet Quorvel ein.</translation>
     </message>
+    <message>
+        <source>take an --at more than a day ahead</source>
+        <translation>ein --at nehmen, das mehr als einen Tag voraus liegt</translation>
+    </message>
+    <message>
+        <source>--at: %1 is more than a day ahead; add --force if you mean it.</source>
+        <translation>--at: %1 liegt mehr als einen Tag voraus; fügen Sie --force hinzu, wenn Sie das meinen.</translation>
+    </message>
 </context>
 <context>
     <name>DesktopSettingsBase</name>

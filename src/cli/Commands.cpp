@@ -53,6 +53,10 @@ struct CommandEntry
 const OptionEntry AtOption = {"at", QT_TRANSLATE_NOOP("Commands", "TIME"),
                               QT_TRANSLATE_NOOP("Commands", "the moment instead of now: 09:30, "
                                                             "2026-11-21T09:30 or yesterday 17:00")};
+// A moment more than a day ahead is most likely a typing slip (a year, a month).
+const OptionEntry ForceOption = {"force", nullptr,
+                                 QT_TRANSLATE_NOOP("Commands", "take an --at more than a day "
+                                                               "ahead")};
 const OptionEntry FromOption = {"from", QT_TRANSLATE_NOOP("Commands", "DATE"),
                                 QT_TRANSLATE_NOOP("Commands", "the first day: 2026-11-21, today, "
                                                               "yesterday or a weekday")};
@@ -69,7 +73,8 @@ const std::vector<CommandEntry> &commandTable()
          {AtOption,
           {"category", QT_TRANSLATE_NOOP("Commands", "CATEGORY"),
            QT_TRANSLATE_NOOP("Commands", "create the activity in this category when none is "
-                                         "called so (personal mode)")}},
+                                         "called so (personal mode)")},
+          ForceOption},
          1,
          1,
          Commands::Needs::Writing,
@@ -77,7 +82,7 @@ const std::vector<CommandEntry> &commandTable()
         {"stop",
          QT_TRANSLATE_NOOP("Commands", "[ACTIVITY]"),
          QT_TRANSLATE_NOOP("Commands", "Stop the running tasks, or those of the activity."),
-         {AtOption},
+         {AtOption, ForceOption},
          0,
          1,
          Commands::Needs::Writing},
@@ -381,6 +386,14 @@ bool parse(const QStringList &arguments, Invocation *call, Commands::Result *res
         call->at = TimeArgument::parseMoment(call->value("at"), Clock::now(), &error);
         if (!call->at.isValid()) {
             badUsage(name, QStringLiteral("--at: ") + error, result);
+            return false;
+        }
+        if (call->at > Clock::now().addDays(1) && !call->has("force")) {
+            badUsage(name,
+                     Commands::tr("--at: %1 is more than a day ahead; add --force if you mean "
+                                  "it.")
+                         .arg(call->at.toString(QStringLiteral("yyyy-MM-dd HH:mm"))),
+                     result);
             return false;
         }
     }
