@@ -311,7 +311,8 @@ bool DocumentSink::activity(const DocumentFormat::ActivityRecord &record)
 }
 
 bool readInto(QuorvelDocument &doc, char *data, int length,
-              bool (*keep)(const QDate &, const QDate &, const void *), const void *context)
+              bool (*keep)(const QDate &, const QDate &, const void *), const void *context,
+              bool cleanUp = true)
 {
     // Read the twelve-hour choice once and format each day's text once for all tasks.
     const TaskTimeText::Batch textBatch;
@@ -320,7 +321,8 @@ bool readInto(QuorvelDocument &doc, char *data, int length,
     sink.keepOnly(keep, context);
     if (!DocumentFormat::read(data, length, sink))
         return false;
-    doc.removeObsoleteActivitiesAndCategories();
+    if (cleanUp)
+        doc.removeObsoleteActivitiesAndCategories();
     return true;
 }
 
@@ -329,6 +331,11 @@ bool readInto(QuorvelDocument &doc, char *data, int length,
 bool QuorvelDocument::populateFromByteArray(char *data, int length)
 {
     return readInto(*this, data, length, nullptr, nullptr);
+}
+
+bool QuorvelDocument::restoreFromBytes(QByteArray bytes)
+{
+    return readInto(*this, bytes.data(), int(bytes.size()), nullptr, nullptr, false);
 }
 
 bool QuorvelDocument::load()

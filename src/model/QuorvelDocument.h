@@ -82,6 +82,11 @@ public:
     // Never reads outside [data, data + length); may write to the buffer.
     bool populateFromByteArray(char *data, int length);
 
+    // Reads a document string that getDocumentBytes() gave, record for record: unlike
+    // populateFromByteArray() it keeps withdrawn activities and categories that no task uses,
+    // so that writing the result gives the same bytes again (for taking a change back).
+    bool restoreFromBytes(QByteArray bytes);
+
     // Cursor helpers of the reader; each advances *cursor and lowers *remaining by the bytes
     // it consumed and never looks past the end.
     static void skipControlCharacters(char **cursor, int *remaining);
