@@ -530,12 +530,7 @@ bool QuorvelMainWindow::flush()
     }
 
     // Our own write must not come back as a reload.
-    QuorvelApplication *app = QuorvelApplication::instance();
-    if (app)
-        app->expectOwnWrite();
-    const bool written = m_document->save();
-    if (app)
-        app->ownWriteFinished();
+    const bool written = QuorvelApplication::ownWrite([this] { return m_document->save(); });
     if (lockEachWrite)
         m_channel->releaseDataLock();
     if (written && m_document->savedToDataFile()) {

@@ -43,12 +43,7 @@ void QuorvelMainWindow::syncServer()
 void QuorvelMainWindow::runSynchronize(const QString &password)
 {
     // The file holds the state before the exchange, to go back to when it fails.
-    QuorvelApplication *app = QuorvelApplication::instance();
-    if (app)
-        app->expectOwnWrite();
-    const bool saved = m_document->save();
-    if (app)
-        app->ownWriteFinished();
+    const bool saved = QuorvelApplication::ownWrite([this] { return m_document->save(); });
     if (saved)
         rememberWritten();
 

@@ -135,6 +135,17 @@ void QuorvelApplication::expectOwnWrite()
         Qt::QueuedConnection);
 }
 
+bool QuorvelApplication::ownWrite(const std::function<bool()> &write)
+{
+    QuorvelApplication *app = instance();
+    if (app)
+        app->expectOwnWrite();
+    const bool written = write();
+    if (app)
+        app->ownWriteFinished();
+    return written;
+}
+
 void QuorvelApplication::ownWriteFinished()
 {
     m_ownWritePending = false;

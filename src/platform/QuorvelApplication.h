@@ -4,6 +4,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <functional>
+
 class QFileSystemWatcher;
 class QSessionManager;
 class QSocketNotifier;
@@ -59,6 +61,10 @@ public:
     // contents and emits reload(), however soon after our write it comes.
     void expectOwnWrite();
     void ownWriteFinished();
+    // Runs write (a save of the data file) between the two calls above, when there is an
+    // application object; returns what write returned. Every write of the program's own goes
+    // through here.
+    static bool ownWrite(const std::function<bool()> &write);
 
     // Catches SIGTERM, SIGINT and SIGHUP: each makes the application emit flush() and quit.
     // The handler only writes a byte to a socket pair; the work happens in the event loop.

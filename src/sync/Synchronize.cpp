@@ -301,12 +301,7 @@ void Synchronize::message(const QString &text, bool ok)
     lblStatus->setPalette(palette);
     if (ok) {
         // Our own write must not come back as a reload.
-        QuorvelApplication *app = QuorvelApplication::instance();
-        if (app)
-            app->expectOwnWrite();
-        document->save();
-        if (app)
-            app->ownWriteFinished();
+        QuorvelApplication::ownWrite([this] { return document->save(); });
     }
     succeeded = ok;
 }
