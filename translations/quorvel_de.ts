@@ -1997,6 +1997,66 @@ diese Aufgabe gelöscht.
 Möchten Sie diese Warnung
 künftig überspringen?</translation>
     </message>
+    <message>
+        <source>Start of %1</source>
+        <translation>Start von %1</translation>
+    </message>
+    <message>
+        <source>Stop of %1</source>
+        <translation>Anhalten von %1</translation>
+    </message>
+    <message>
+        <source>, </source>
+        <translation>, </translation>
+    </message>
+    <message>
+        <source>Removal of a Task Under a Minute</source>
+        <translation>Entfernen einer Aufgabe unter einer Minute</translation>
+    </message>
+    <message>
+        <source>New Category %1</source>
+        <translation>Neue Kategorie %1</translation>
+    </message>
+    <message>
+        <source>Edit Category %1</source>
+        <translation>Kategorie %1 bearbeiten</translation>
+    </message>
+    <message>
+        <source>Delete Category %1</source>
+        <translation>Kategorie %1 löschen</translation>
+    </message>
+    <message>
+        <source>New Activity %1</source>
+        <translation>Neue Tätigkeit %1</translation>
+    </message>
+    <message>
+        <source>Edit Activity %1</source>
+        <translation>Tätigkeit %1 bearbeiten</translation>
+    </message>
+    <message>
+        <source>Delete Activity %1</source>
+        <translation>Tätigkeit %1 löschen</translation>
+    </message>
+    <message>
+        <source>%1 is running now; it keeps running without a shortcut button.</source>
+        <translation>%1 läuft gerade; sie läuft ohne Schnellstart-Taste weiter.</translation>
+    </message>
+    <message>
+        <source>%1 are running now; they keep running without shortcut buttons.</source>
+        <translation>%1 laufen gerade; sie laufen ohne Schnellstart-Tasten weiter.</translation>
+    </message>
+    <message>
+        <source>%1 keeps running without a shortcut button. %2 brings the button back.</source>
+        <translation>%1 läuft ohne Schnellstart-Taste weiter. %2 holt die Taste zurück.</translation>
+    </message>
+    <message>
+        <source>%1 keep running without shortcut buttons. %2 brings the buttons back.</source>
+        <translation>%1 laufen ohne Schnellstart-Tasten weiter. %2 holt die Tasten zurück.</translation>
+    </message>
+    <message>
+        <source>Stop at %1</source>
+        <translation>Um %1 anhalten</translation>
+    </message>
 </context>
 <context>
     <name>TaskTableModel</name>

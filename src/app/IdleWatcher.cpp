@@ -3,13 +3,11 @@
 #include "DesktopConfig.h"
 #include "QuorvelMainWindow.h"
 #include "model/Activity.h"
-#include "model/Configuration.h"
 #include "model/QuorvelDocument.h"
 #include "model/TaskCommands.h"
 #include "model/TaskTimeText.h"
 #include "platform/Clock.h"
 #include "platform/MessageBox.h"
-#include "platform/TimeString.h"
 #include "platform/idle/IdleSource.h"
 
 #include <QTimer>
@@ -26,14 +24,6 @@ QList<QVTask *> runningTasks(const QuorvelDocument &doc, const QList<int> &ids)
             tasks << task;
     }
     return tasks;
-}
-
-// The time alone today, else the date and time.
-QString momentText(const QDateTime &when)
-{
-    if (when.date() == Clock::currentTime(false).date())
-        return TimeString::timeString(when.time(), Configuration().twelveHourClock());
-    return TaskTimeText::text(when);
 }
 
 } // namespace
@@ -117,7 +107,7 @@ void IdleWatcher::askWhenFree()
             names << task->activityName();
     }
     const QDateTime now = Clock::currentTime(true);
-    const QString leftText = momentText(left);
+    const QString leftText = TaskTimeText::moment(left);
     const QString text = tr("You have been away since %1, for %2 (hours and minutes).\n"
                             "Running then: %3.\n\nWhat should be done with the time away?")
                              .arg(leftText, TaskTimeText::runningTime(left, now),

@@ -573,14 +573,10 @@ Activity *createActivity(QuorvelDocument &doc, const QString &typedName,
         }
     }
     if (!category) {
-        category = new ActivityCategory(doc.allocateId(), categoryName, false);
-        doc.categories.append(category);
-        doc.categories.sort();
+        category = doc.addCategory(categoryName);
         created->push_back(category);
     }
-    auto *activity = new Activity(doc.allocateId(), name, category, false);
-    doc.activities.append(activity);
-    doc.activities.sort();
+    Activity *activity = doc.addActivity(name, category);
     created->push_back(activity);
     return activity;
 }

@@ -10,6 +10,7 @@
 #include <QList>
 #include <QObject>
 #include <QString>
+#include <QStringList>
 
 // Owner of every category, activity and task, with the data file they live in and the rules
 // that keep the task list consistent. No operation saves by itself and none shows a message:
@@ -133,6 +134,10 @@ public:
     // --- Task rules and queries ---------------------------------------------------------
 
     int allocateId();
+    // A new category or activity with the next id, in the list in its sorted place; the
+    // document owns it.
+    ActivityCategory *addCategory(const QString &name);
+    Activity *addActivity(const QString &name, ActivityCategory *category);
     int validateTask(const QDateTime &start, const QDateTime &stop, const QDateTime &excludeStart,
                      const QVTask *task) const;
     // Whether a task from start to stop overlaps one from s to e (a running task's e is one
@@ -147,7 +152,21 @@ public:
     void stopTask(QVTask *task, const QDateTime &when);
     // Takes the task out of the list; the caller deletes it.
     void removeTask(QVTask *task);
+    // The latest moment a running task can stop at without overlapping a task that starts
+    // after it: the start of the first of those. Invalid when none starts after it, or when
+    // a stop there is refused too.
+    QDateTime latestStop(const QVTask *task) const;
+    // Whether a purge of the tasks completed before cutOff takes this one: a task that stopped
+    // before it (one stopped exactly then stays; a running task never goes).
+    static bool purgedBy(const QVTask *task, const QDateTime &cutOff);
+    int countPurgedBy(const QDateTime &cutOff) const;
+    // Removes and deletes every task purgedBy(cutOff), each as removeTask() takes it out;
+    // returns how many went.
+    int purge(const QDateTime &cutOff);
     bool activeTasks() const;
+    // The activities of the running tasks among tasks, in order and each once; with
+    // onButtons only those of tasks on a shortcut button.
+    static QStringList runningActivities(const QList<QVTask *> &tasks, bool onButtons);
     // Minutes booked to the activity within the days from..to inclusive; *running tells
     // whether one of its running tasks started before the end of the period.
     int getActivityDuration(const QDate &from, const QDate &to, const Activity *activity,

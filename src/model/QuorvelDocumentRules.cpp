@@ -19,6 +19,22 @@ int QuorvelDocument::allocateId()
     return nextId++;
 }
 
+ActivityCategory *QuorvelDocument::addCategory(const QString &name)
+{
+    auto *category = new ActivityCategory(allocateId(), name, false);
+    categories.append(category);
+    categories.sort();
+    return category;
+}
+
+Activity *QuorvelDocument::addActivity(const QString &name, ActivityCategory *category)
+{
+    auto *activity = new Activity(allocateId(), name, category, false);
+    activities.append(activity);
+    activities.sort();
+    return activity;
+}
+
 int QuorvelDocument::validateTask(const QDateTime &start, const QDateTime &stop,
                                   const QDateTime &excludeStart, const QVTask *task) const
 {
@@ -127,6 +143,49 @@ void QuorvelDocument::removeTask(QVTask *task)
         passSlotOn(task, true);
 }
 
+QDateTime QuorvelDocument::latestStop(const QVTask *task) const
+{
+    if (!task || !task->isRunning())
+        return QDateTime();
+    const QDateTime start = task->start();
+    QDateTime next;
+    for (const QVTask *t : tasks) {
+        const QDateTime s = t->start();
+        if (t != task && s > start && (!next.isValid() || s < next))
+            next = s;
+    }
+    if (!next.isValid() || validateTask(start, next, next, task) != Valid)
+        return QDateTime();
+    return next;
+}
+
+bool QuorvelDocument::purgedBy(const QVTask *task, const QDateTime &cutOff)
+{
+    return !task->isRunning() && task->stop() < cutOff;
+}
+
+int QuorvelDocument::countPurgedBy(const QDateTime &cutOff) const
+{
+    int count = 0;
+    for (const QVTask *t : tasks)
+        count += purgedBy(t, cutOff) ? 1 : 0;
+    return count;
+}
+
+int QuorvelDocument::purge(const QDateTime &cutOff)
+{
+    const QList<QVTask *> all = tasks;
+    int count = 0;
+    for (QVTask *t : all) {
+        if (!purgedBy(t, cutOff))
+            continue;
+        removeTask(t);
+        delete t;
+        ++count;
+    }
+    return count;
+}
+
 bool QuorvelDocument::activeTasks() const
 {
     for (const QVTask *t : tasks) {
@@ -134,6 +193,16 @@ bool QuorvelDocument::activeTasks() const
             return true;
     }
     return false;
+}
+
+QStringList QuorvelDocument::runningActivities(const QList<QVTask *> &tasks, bool onButtons)
+{
+    QStringList names;
+    for (const QVTask *t : tasks) {
+        if (t->isRunning() && (!onButtons || holdsSlot(t)) && !names.contains(t->activityName()))
+            names << t->activityName();
+    }
+    return names;
 }
 
 int QuorvelDocument::getActivityDuration(const QDate &from, const QDate &to,

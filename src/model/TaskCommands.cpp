@@ -50,6 +50,60 @@ TaskMessages::Message TaskMessages::zeroDurationQuestion()
                "deleted.\n\nWould you like to skip this\nwarning message in future?")};
 }
 
+QString TaskMessages::startChange(const QString &activity)
+{
+    return tr("Start of %1").arg(activity);
+}
+
+QString TaskMessages::stopChange(const QStringList &activities)
+{
+    return tr("Stop of %1").arg(activities.join(tr(", ")));
+}
+
+QString TaskMessages::underAMinuteChange()
+{
+    return tr("Removal of a Task Under a Minute");
+}
+
+QString TaskMessages::recordChange(Record record, Change change, const QString &name)
+{
+    static const char *const texts[2][3] = {
+        {QT_TR_NOOP("New Category %1"), QT_TR_NOOP("Edit Category %1"),
+         QT_TR_NOOP("Delete Category %1")},
+        {QT_TR_NOOP("New Activity %1"), QT_TR_NOOP("Edit Activity %1"),
+         QT_TR_NOOP("Delete Activity %1")},
+    };
+    return tr(texts[int(record)][int(change)]).arg(name);
+}
+
+QString TaskMessages::keepRunningWithoutButton(const QStringList &activities)
+{
+    if (activities.isEmpty())
+        return QString();
+    return activities.size() == 1
+               ? tr("%1 is running now; it keeps running without a shortcut button.")
+                     .arg(activities.first())
+               : tr("%1 are running now; they keep running without shortcut buttons.")
+                     .arg(activities.join(tr(", ")));
+}
+
+QString TaskMessages::runningWithoutButtonNote(const QStringList &activities,
+                                               const QString &undoKey)
+{
+    if (activities.isEmpty())
+        return QString();
+    return activities.size() == 1
+               ? tr("%1 keeps running without a shortcut button. %2 brings the button back.")
+                     .arg(activities.first(), undoKey)
+               : tr("%1 keep running without shortcut buttons. %2 brings the buttons back.")
+                     .arg(activities.join(tr(", ")), undoKey);
+}
+
+QString TaskMessages::stopAt(const QDateTime &when)
+{
+    return tr("Stop at %1").arg(TaskTimeText::moment(when));
+}
+
 QString TaskMessages::oneLine(const QString &text)
 {
     QString line = text;
@@ -64,16 +118,23 @@ QString quoted(const QVTask *task)
     return TaskCommands::tr("“%1”").arg(task->activityName());
 }
 
-// The checks of stopping task at when, made before anything changes: a refusal, or none.
+// The checks of stopping task at when, made before anything changes: true, with the refusal
+// in *outcome, when it cannot stop then.
 bool stopRefusal(const QuorvelDocument &doc, const QVTask *task, const QDateTime &when, bool other,
-                 TaskMessages::Message *refusal)
+                 TaskCommands::Outcome *outcome)
 {
     switch (doc.validateTask(task->start(), when, when, task)) {
     case QuorvelDocument::StopBeforeStart:
-        *refusal = other ? TaskMessages::otherStartsInFuture() : TaskMessages::cannotStopFuture();
+        outcome->refusal
+            = other ? TaskMessages::otherStartsInFuture() : TaskMessages::cannotStopFuture();
         return true;
     case QuorvelDocument::Overlaps:
-        *refusal = other ? TaskMessages::otherWouldOverlap() : TaskMessages::cannotStopOverlap();
+        outcome->refusal
+            = other ? TaskMessages::otherWouldOverlap() : TaskMessages::cannotStopOverlap();
+        if (!other) {
+            outcome->trappedActivity = task->activityName();
+            outcome->latestStop = doc.latestStop(task);
+        }
         return true;
     default:
         return false;
@@ -81,20 +142,22 @@ bool stopRefusal(const QuorvelDocument &doc, const QVTask *task, const QDateTime
 }
 
 // Stops a task whose checks passed; one of less than a minute is taken out and deleted.
-void stopChecked(QuorvelDocument &doc, QVTask *task, const QDateTime &when, QStringList *notes)
+void stopChecked(QuorvelDocument &doc, QVTask *task, const QDateTime &when,
+                 TaskCommands::Outcome *outcome)
 {
     if (doc.validateTask(task->start(), when, when, task) == QuorvelDocument::ZeroDuration) {
-        *notes << TaskCommands::tr("Deleted %1: tasks of less than 1 minute duration are not "
-                                   "logged.")
-                      .arg(quoted(task));
+        outcome->notes << TaskCommands::tr("Deleted %1: tasks of less than 1 minute duration "
+                                           "are not logged.")
+                              .arg(quoted(task));
+        outcome->removedUnderAMinute << task->activityName();
         doc.removeTask(task);
         delete task;
         return;
     }
     doc.stopTask(task, when);
-    *notes << TaskCommands::tr("Stopped %1 at %2 (%3).")
-                  .arg(quoted(task), TaskTimeText::text(when),
-                       TaskTimeText::runningTime(task->start(), when));
+    outcome->notes << TaskCommands::tr("Stopped %1 at %2 (%3).")
+                          .arg(quoted(task), TaskTimeText::text(when),
+                               TaskTimeText::runningTime(task->start(), when));
 }
 
 } // namespace
@@ -123,7 +186,7 @@ TaskCommands::Outcome TaskCommands::start(QuorvelDocument &doc, Activity *activi
     }
     if (!concurrent) {
         for (const QVTask *other : std::as_const(others)) {
-            if (stopRefusal(doc, other, when, true, &outcome.refusal)) {
+            if (stopRefusal(doc, other, when, true, &outcome)) {
                 outcome.refused = true;
                 return outcome;
             }
@@ -147,11 +210,12 @@ TaskCommands::Outcome TaskCommands::start(QuorvelDocument &doc, Activity *activi
         }
     } else {
         for (QVTask *other : std::as_const(others))
-            stopChecked(doc, other, when, &outcome.notes);
+            stopChecked(doc, other, when, &outcome);
     }
     doc.includeShortcut(task);
     doc.tasks.sort();
     outcome.notes << tr("Started %1 at %2.").arg(quoted(task), TaskTimeText::text(when));
+    outcome.change = TaskMessages::startChange(task->activityName());
     return outcome;
 }
 
@@ -160,16 +224,26 @@ TaskCommands::Outcome TaskCommands::stop(QuorvelDocument &doc, const QList<QVTas
 {
     Outcome outcome;
     for (const QVTask *task : tasks) {
-        if (stopRefusal(doc, task, when, false, &outcome.refusal)) {
+        if (stopRefusal(doc, task, when, false, &outcome)) {
             outcome.refused = true;
             return outcome;
         }
     }
+    QStringList stopped;
+    int count = 0;
     for (QVTask *task : tasks) {
         if (!task->isRunning())
             continue;
-        stopChecked(doc, task, when, &outcome.notes);
-        outcome.changed = true;
+        if (!stopped.contains(task->activityName()))
+            stopped << task->activityName();
+        stopChecked(doc, task, when, &outcome);
+        ++count;
     }
+    outcome.changed = count > 0;
+    // When every one of them lasted under a minute, their removal is the change.
+    if (outcome.changed)
+        outcome.change = outcome.removedUnderAMinute.size() == count
+                             ? TaskMessages::underAMinuteChange()
+                             : TaskMessages::stopChange(stopped);
     return outcome;
 }

@@ -31,6 +31,25 @@ public:
     static Message sameActivityActive();
     static Message zeroDurationQuestion();
 
+    // The names of changes, as the Edit menu's Undo and Redo show them ("Undo Start of
+    // Coding").
+    static QString startChange(const QString &activity);
+    static QString stopChange(const QStringList &activities);
+    static QString underAMinuteChange();
+    enum class Record { Category, Activity };
+    enum class Change { New, Edit, Delete };
+    // "New Category Travel", "Delete Activity Gardening".
+    static QString recordChange(Record record, Change change, const QString &name);
+    // The way out of a stop refused for an overlap: a stop at the latest moment that works.
+    static QString stopAt(const QDateTime &when);
+
+    // For the question before a category or an activity is withdrawn: these running tasks
+    // go on, but leave the shortcut buttons ("" when there are none).
+    static QString keepRunningWithoutButton(const QStringList &activities);
+    // The status bar's note once that happened ("" when there are none); undoKey is the key
+    // of Edit → Undo.
+    static QString runningWithoutButtonNote(const QStringList &activities, const QString &undoKey);
+
     // A message box text on one line: its line breaks become blanks.
     static QString oneLine(const QString &text);
 };
@@ -52,6 +71,14 @@ public:
         QStringList notes;
         // True when the document changed.
         bool changed = false;
+        // The change's name for the Edit menu, when it changed.
+        QString change;
+        // The activities of the tasks taken out because they lasted less than a minute.
+        QStringList removedUnderAMinute;
+        // For a stop refused for an overlap: the task's activity and the latest moment it can
+        // stop at (invalid when there is none).
+        QString trappedActivity;
+        QDateTime latestStop;
     };
 
     // Starts a task of activity at when (a whole minute). With concurrent tasks off, the

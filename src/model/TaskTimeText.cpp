@@ -1,6 +1,7 @@
 #include "TaskTimeText.h"
 
 #include "Configuration.h"
+#include "platform/Clock.h"
 #include "platform/TimeString.h"
 
 TaskTimeText::Batch *TaskTimeText::s_current = nullptr;
@@ -15,6 +16,13 @@ QString TaskTimeText::text(const QDateTime &when)
         return s_current->textOf(date, time);
     return TimeString::shortDate(date) + QLatin1Char(' ')
            + TimeString::timeString(time, Configuration().twelveHourClock());
+}
+
+QString TaskTimeText::moment(const QDateTime &when)
+{
+    if (when.date() == Clock::currentTime(false).date())
+        return TimeString::timeString(when.time(), Configuration().twelveHourClock());
+    return text(when);
 }
 
 TaskTimeText::Batch::Batch()

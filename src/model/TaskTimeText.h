@@ -16,6 +16,9 @@ class TaskTimeText
 {
 public:
     static QString text(const QDateTime &when);
+    // A moment as a question or a button names it: the time alone when it is today (by the
+    // Clock), else text().
+    static QString moment(const QDateTime &when);
 
     // The running time from start to now as the window shows it: "h:mm", or "Nd  h:mm" from
     // a day on, with the given separator between hours and minutes. Empty when now is before
