@@ -61,6 +61,7 @@ private Q_SLOTS:
     void popupOpensBelowDateButton();
     void pickedDateReplacesDate();
     void buttonPressOpensCalendar();
+    void countLineFollowsTheMoment();
 };
 
 void TestPurge::init()
@@ -427,6 +428,52 @@ void TestPurge::buttonPressOpensCalendar()
 
     dialog.datePopup->hide();
     QVERIFY(!dialog.btnDate->isDown());
+}
+
+void TestPurge::countLineFollowsTheMoment()
+{
+    // Without a counter there is no line.
+    {
+        PurgeTasks dialog;
+        dialog.show();
+        QVERIFY(!dialog.lblCount->isVisible());
+    }
+    PurgeTasks dialog;
+    QList<QDateTime> asked;
+    int answer = 1234;
+    dialog.setCounter([&](const QDateTime &cutOff) {
+        asked << cutOff;
+        return answer;
+    });
+    dialog.show();
+    QVERIFY(dialog.lblCount->isVisible());
+    QCOMPARE(dialog.lblCount->text(),
+             QStringLiteral("Removes 1,234 finished tasks; Edit → Undo brings them back"));
+    // "Now" is the clock's minute.
+    QCOMPARE(asked, QList<QDateTime>{at(2026, 11, 21, 14, 7)});
+
+    answer = 1;
+    dialog.radSpecified->click();
+    dialog.setDateTime(at(2026, 11, 20, 17, 5));
+    QCOMPARE(asked.last(), at(2026, 11, 20, 17, 5));
+    QCOMPARE(dialog.lblCount->text(),
+             QStringLiteral("Removes 1 finished task; Edit → Undo brings it back"));
+    answer = 0;
+    dialog.spinMinute->setValue(6);
+    QCOMPARE(asked.last(), at(2026, 11, 20, 17, 6));
+    QCOMPARE(dialog.lblCount->text(), QStringLiteral("Removes no finished tasks"));
+
+    // The same moment is not counted again; the clock moving on counts "Now" anew.
+    answer = 2;
+    dialog.radNow->click();
+    QCOMPARE(asked.last(), at(2026, 11, 21, 14, 7));
+    const qsizetype counted = asked.size();
+    QTest::qWait(1100);
+    QCOMPARE(asked.size(), counted);
+    Clock::setFixed(at(2026, 11, 21, 14, 8, 10));
+    QTRY_COMPARE(asked.last(), at(2026, 11, 21, 14, 8));
+    QCOMPARE(dialog.lblCount->text(),
+             QStringLiteral("Removes 2 finished tasks; Edit → Undo brings them back"));
 }
 
 QUORVEL_TEST_MAIN(TestPurge)

@@ -1030,6 +1030,21 @@ Bitte wählen Sie ein anderes.</translation>
     </message>
 </context>
 <context>
+    <name>PurgeTasks</name>
+    <message>
+        <source>Removes no finished tasks</source>
+        <translation>Entfernt keine abgeschlossenen Aufgaben</translation>
+    </message>
+    <message>
+        <source>Removes 1 finished task; Edit → Undo brings it back</source>
+        <translation>Entfernt 1 abgeschlossene Aufgabe; Bearbeiten → Rückgängig holt sie zurück</translation>
+    </message>
+    <message>
+        <source>Removes %1 finished tasks; Edit → Undo brings them back</source>
+        <translation>Entfernt %1 abgeschlossene Aufgaben; Bearbeiten → Rückgängig holt sie zurück</translation>
+    </message>
+</context>
+<context>
     <name>PurgeTasksBase</name>
     <message>
         <source>Quorvel - Purge Tasks</source>

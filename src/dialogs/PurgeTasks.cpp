@@ -1,6 +1,7 @@
 #include "PurgeTasks.h"
 
 #include "TimeFields.h"
+#include "WrappedText.h"
 #include "model/Configuration.h"
 #include "platform/Clock.h"
 #include "platform/DateBookMonth.h"
@@ -8,7 +9,9 @@
 
 #include <QCalendarWidget>
 #include <QDebug>
+#include <QLocale>
 #include <QMenu>
+#include <QTimer>
 
 namespace {
 
@@ -26,6 +29,7 @@ PurgeTasks::PurgeTasks(QWidget *parent)
     : PurgeTasksBase(parent)
 {
     purgeDateTime = QDateTime();
+    lblCount->hide();
     setupTimes();
     setupDatePicker();
 
@@ -35,6 +39,38 @@ PurgeTasks::PurgeTasks(QWidget *parent)
     connect(radSpecified, &QRadioButton::toggled, this,
             [this](bool on) { specifiedStateChanged(on ? Qt::Checked : Qt::Unchecked); });
     connect(chkPM, &QCheckBox::stateChanged, this, &PurgeTasks::pmChanged);
+    connect(radNow, &QRadioButton::toggled, this, &PurgeTasks::updateCount);
+    // "Now" moves on while the dialog is open.
+    auto *tick = new QTimer(this);
+    connect(tick, &QTimer::timeout, this, &PurgeTasks::updateCount);
+    tick->start(1000);
+}
+
+void PurgeTasks::setCounter(const std::function<int(const QDateTime &)> &counter)
+{
+    m_counter = counter;
+    m_counted = QDateTime();
+    lblCount->setVisible(bool(m_counter));
+    updateCount();
+}
+
+void PurgeTasks::updateCount()
+{
+    if (!m_counter)
+        return;
+    const QDateTime cutOff = radNow->isChecked() ? Clock::currentTime(false) : purgeDateTime;
+    if (cutOff == m_counted)
+        return;
+    m_counted = cutOff;
+    const int count = m_counter(cutOff);
+    if (count == 0)
+        lblCount->setText(tr("Removes no finished tasks"));
+    else if (count == 1)
+        lblCount->setText(tr("Removes 1 finished task; Edit → Undo brings it back"));
+    else
+        lblCount->setText(tr("Removes %1 finished tasks; Edit → Undo brings them back")
+                              .arg(QLocale().toString(count)));
+    fitToWrappedText(this);
 }
 
 void PurgeTasks::setupTimes()
@@ -76,6 +112,7 @@ void PurgeTasks::setDateTime(const QDateTime &when)
     spinMinute->setValue(minute);
 
     purgeDateTime = dt;
+    updateCount();
 }
 
 QPoint PurgeTasks::datePopupPosition() const
@@ -101,6 +138,7 @@ void PurgeTasks::setDate(int year, int month, int day)
 {
     purgeDateTime = QDateTime(QDate(year, month, day), purgeDateTime.time());
     btnDate->setText(TimeString::shortDate(purgeDateTime.date()));
+    updateCount();
 }
 
 void PurgeTasks::gotHideDate()
@@ -127,12 +165,14 @@ void PurgeTasks::hourChanged(int value)
         TimeFields::setPrefix(spinHour, TimeFields::twoDigitPrefix(value));
     }
     purgeDateTime = QDateTime(purgeDateTime.date(), QTime(hour, purgeDateTime.time().minute(), 0));
+    updateCount();
 }
 
 void PurgeTasks::minuteChanged(int value)
 {
     purgeDateTime = QDateTime(purgeDateTime.date(), QTime(purgeDateTime.time().hour(), value, 0));
     TimeFields::setPrefix(spinMinute, TimeFields::twoDigitPrefix(value));
+    updateCount();
 }
 
 void PurgeTasks::pmChanged(int state)
@@ -141,6 +181,7 @@ void PurgeTasks::pmChanged(int state)
         return;
     const int hour = hourFromTwelveHour(spinHour->value(), state != 0);
     purgeDateTime = QDateTime(purgeDateTime.date(), QTime(hour, purgeDateTime.time().minute(), 0));
+    updateCount();
 }
 
 void PurgeTasks::accept()

@@ -5,11 +5,14 @@
 #include <QDateTime>
 #include <QPoint>
 
+#include <functional>
+
 class DateBookMonth;
 class QMenu;
 
 // Asks for the moment before which completed tasks are purged: now, or a date and time.
-// It refuses nothing; the caller reads getDateTime() after exec().
+// It refuses nothing; the caller reads getDateTime() after exec(). With a counter, a line
+// under the date and time says how many tasks the moment chosen removes, as it changes.
 class PurgeTasks : public PurgeTasksBase
 {
     Q_OBJECT
@@ -19,6 +22,8 @@ public:
 
     QDateTime getDateTime() const { return purgeDateTime; }
     void setDateTime(const QDateTime &dt);
+    // How many finished tasks a purge up to a moment removes; shown in lblCount from now on.
+    void setCounter(const std::function<int(const QDateTime &)> &counter);
 
     // Global point at which the month calendar opens: below btnDate, by half its height.
     QPoint datePopupPosition() const;
@@ -40,4 +45,9 @@ public Q_SLOTS:
 private:
     void setupTimes();
     void setupDatePicker();
+    // The moment "Now" or the date and time stand for, counted again when it changed.
+    void updateCount();
+
+    std::function<int(const QDateTime &)> m_counter;
+    QDateTime m_counted;
 };

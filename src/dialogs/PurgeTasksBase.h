@@ -5,7 +5,7 @@
 #include <QDialog>
 
 // Designer form of the purge dialog: groupPurgeTime with radNow, radSpecified, btnDate,
-// spinHour, spinMinute and chkPM.
+// spinHour, spinMinute and chkPM, and below it lblCount.
 class PurgeTasksBase : public QDialog, public Ui::PurgeTasksBase
 {
     Q_OBJECT
