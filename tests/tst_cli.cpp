@@ -178,6 +178,7 @@ private Q_SLOTS:
     void setupKeepsTheDataItReplaces();
     void noDisplayIsSaid();
     void stopRefusals();
+    void trappedTaskStopsWithTheOfferedAt();
     void stopWithinTheMinuteDeletesTheTask();
     void stopNamedActivity();
     void list();
@@ -620,10 +621,51 @@ void TestCli::stopRefusals()
     run = quorvel(
         {QStringLiteral("stop"), QStringLiteral("--at"), QStringLiteral("thursday 9:30")});
     QCOMPARE(run.exitCode, 1);
+    // The refusal names the latest minute that works, and the command that takes it.
     QCOMPARE(run.err, QByteArray("quorvel: Cannot Stop Task: This task cannot be stopped now "
                                  "because this would cause it to overlap with another task. You "
-                                 "can Edit the task to set a stop time.\n"));
+                                 "can Edit the task to set a stop time.\n"
+                                 "It can stop at 11/19/26 9:00 AM, where the next task starts: "
+                                 "quorvel stop 'Home Project Beta' --at 2026-11-19T09:00\n"));
     QCOMPARE(dataFile(), started);
+}
+
+void TestCli::trappedTaskStopsWithTheOfferedAt()
+{
+    // Started by hand on the 19th before two recorded tasks, it runs on into today.
+    writeHistory();
+    Run run = quorvel({QStringLiteral("start"), QStringLiteral("caf"), QStringLiteral("--at"),
+                       QStringLiteral("2026-11-19 08:30")});
+    QCOMPARE(run.exitCode, 0);
+    run = quorvel({QStringLiteral("stop")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.out, QByteArray());
+    const QByteArray offered = "quorvel stop 'Café, \"Ölbaum\"' --at 2026-11-19T09:00";
+    QCOMPARE(run.err, QByteArray("quorvel: Cannot Stop Task: This task cannot be stopped now "
+                                 "because this would cause it to overlap with another task. You "
+                                 "can Edit the task to set a stop time.\n"
+                                 "It can stop at 11/19/26 9:00 AM, where the next task starts: ")
+                          + offered + '\n');
+
+    // The command as a shell reads it.
+    QProcessEnvironment env = processEnvironment(QStringLiteral("2026-11-21T09:30:00"));
+    env.insert(QStringLiteral("QUORVEL"), QStringLiteral(QUORVEL_CLI));
+    QProcess shell;
+    shell.setProcessEnvironment(env);
+    shell.start(QStringLiteral("sh"),
+                {QStringLiteral("-c"), QStringLiteral("quorvel() { \"$QUORVEL\" \"$@\"; }; ")
+                                           + QString::fromUtf8(offered)});
+    QVERIFY(shell.waitForStarted());
+    QVERIFY(shell.waitForFinished(60000));
+    QCOMPARE(shell.readAllStandardError(), QByteArray());
+    QCOMPARE(shell.exitCode(), 0);
+    QCOMPARE(shell.readAllStandardOutput(),
+             QByteArray("Stopped “Café, \"Ölbaum\"” at 11/19/26 9:00 AM (0:30).\n"));
+    const auto doc = loaded();
+    QVERIFY(doc);
+    QCOMPARE(doc->tasks.at(0)->activityName(), QStringLiteral("Café, \"Ölbaum\""));
+    QCOMPARE(doc->tasks.at(0)->start(), at(19, 8, 30));
+    QCOMPARE(doc->tasks.at(0)->stop(), at(19, 9, 0));
 }
 
 void TestCli::stopWithinTheMinuteDeletesTheTask()

@@ -768,6 +768,10 @@ Exit-Status: 0 erledigt, 1 abgelehnt, 2 falscher Aufruf.
         <source>--at: %1 is more than a day ahead; add --force if you mean it.</source>
         <translation>--at: %1 liegt mehr als einen Tag voraus; fügen Sie --force hinzu, wenn Sie das meinen.</translation>
     </message>
+    <message>
+        <source>It can stop at %1, where the next task starts: %2</source>
+        <translation>Sie kann um %1 anhalten, wo die nächste Aufgabe beginnt: %2</translation>
+    </message>
 </context>
 <context>
     <name>DesktopSettingsBase</name>

@@ -15,6 +15,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
+#include <QRegularExpression>
 #include <QSet>
 
 #include <algorithm>
@@ -671,6 +672,17 @@ void start(QuorvelDocument &doc, const Invocation &call, Commands::Result *resul
     result->changed = outcome.changed || !created.empty();
 }
 
+// A word as a shell takes it whole: in single quotes unless it is plain.
+QString shellWord(const QString &word)
+{
+    static const QRegularExpression plain(QStringLiteral("^[A-Za-z0-9_.,:/+=@%-]+$"));
+    if (plain.match(word).hasMatch())
+        return word;
+    QString quoted = word;
+    quoted.replace(QLatin1Char('\''), QLatin1String("'\\''"));
+    return QLatin1Char('\'') + quoted + QLatin1Char('\'');
+}
+
 void stop(QuorvelDocument &doc, const Invocation &call, Commands::Result *result)
 {
     if (refuseUnlessSetUp(doc, result))
@@ -714,6 +726,15 @@ void stop(QuorvelDocument &doc, const Invocation &call, Commands::Result *result
     const TaskCommands::Outcome outcome = TaskCommands::stop(doc, running, when);
     if (outcome.refused) {
         refuse(result, outcome.refusal);
+        // The way out of a task that a later task keeps from stopping now.
+        if (outcome.latestStop.isValid()) {
+            const QString command
+                = QStringLiteral("quorvel stop %1 --at %2")
+                      .arg(shellWord(outcome.trappedActivity), isoMinute(outcome.latestStop));
+            append(result->err, Commands::tr("It can stop at %1, where the next task starts: %2")
+                                        .arg(TaskTimeText::text(outcome.latestStop), command)
+                                    + QLatin1Char('\n'));
+        }
         return;
     }
     noteLines(result, outcome.notes);
