@@ -1116,6 +1116,11 @@ void TestCli::help()
     run = quorvel({QStringLiteral("--help")});
     QCOMPARE(run.exitCode, 0);
     QVERIFY(run.out.startsWith("Usage: quorvel [FILE.qvreport]\n       quorvel COMMAND "));
+    QVERIFY(run.out.endsWith("\nA command the running window carries out can be taken back "
+                             "there with\nEdit → Undo; one carried out without a window has no "
+                             "undo.\n\n“quorvel help COMMAND” or “quorvel COMMAND --help” tells "
+                             "more.\nExit status: 0 done, 1 refused, 2 bad usage.\n"));
+    QCOMPARE(quorvel({QStringLiteral("help")}).out, run.out);
     QVERIFY(run.out.contains("\n  import FILE                 Add the tasks of an export"));
     run = quorvel({QStringLiteral("--version")});
     QCOMPARE(run.out, QByteArray("quorvel 0.1.0\n"));

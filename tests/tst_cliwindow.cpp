@@ -11,9 +11,11 @@
 #include "views/MainWidget.h"
 #include "views/QVTable.h"
 
+#include <QAction>
 #include <QEventLoop>
 #include <QFileInfo>
 #include <QProcess>
+#include <QStatusBar>
 #include <QTimer>
 #include <QToolButton>
 #include <QtTest>
@@ -93,6 +95,8 @@ private Q_SLOTS:
     void commandsWaitWhileTheWindowAsks();
     void refusalsComeBackFromTheWindow();
     void aQuestionLeftOpenRefusesTheCommand();
+    void handedCommandsAreUndoneInTheWindow();
+    void aTrappedTaskIsOfferedItsStop();
 };
 
 void TestCliWindow::init()
@@ -256,6 +260,77 @@ void TestCliWindow::aQuestionLeftOpenRefusesTheCommand()
     run = finish(process);
     QCOMPARE(run.exitCode, 0);
     QCOMPARE(run.out, QByteArray("Alpha\nBeta\n"));
+}
+
+void TestCliWindow::handedCommandsAreUndoneInTheWindow()
+{
+    RunningWindow running;
+    QVERIFY(running.window);
+    const QuorvelMainWindow &window = *running.window;
+    QAction *undo = window.findChild<QAction *>(QStringLiteral("undo"));
+    QAction *redo = window.findChild<QAction *>(QStringLiteral("redo"));
+    const auto bytes = [&window] {
+        return window.document()->getDocumentBytes();
+    };
+    const QByteArray before = bytes();
+
+    QCOMPARE(quorvel({QStringLiteral("start"), QStringLiteral("Beta")}).exitCode, 0);
+    const QByteArray started = bytes();
+    QCOMPARE(undo->text(), QStringLiteral("Undo Start of Beta"));
+    Clock::advance(45 * 60);
+    QCOMPARE(quorvel({QStringLiteral("stop")}).exitCode, 0);
+    const QByteArray stopped = bytes();
+    QCOMPARE(undo->text(), QStringLiteral("Undo Stop of Beta"));
+
+    undo->trigger();
+    QCOMPARE(bytes(), started);
+    QVERIFY(window.mainWidget()->button(2)->isChecked());
+    undo->trigger();
+    QCOMPARE(bytes(), before);
+    QVERIFY(!window.mainWidget()->button(2)->isChecked());
+    redo->trigger();
+    QCOMPARE(bytes(), started);
+    redo->trigger();
+    QCOMPARE(bytes(), stopped);
+
+    // A task the command removed for lasting under a minute: the window says so.
+    QCOMPARE(quorvel({QStringLiteral("start"), QStringLiteral("Alpha")}).exitCode, 0);
+    const QByteArray alpha = bytes();
+    const Run run = quorvel({QStringLiteral("stop")});
+    QCOMPARE(run.out, QByteArray("Deleted “Alpha”: tasks of less than 1 minute duration are not "
+                                 "logged.\n"));
+    QCOMPARE(undo->text(), QStringLiteral("Undo Removal of a Task Under a Minute"));
+    QCOMPARE(window.statusBar()->currentMessage(),
+             QStringLiteral("Removed Alpha: it ran under a minute. Ctrl+Z brings it back."));
+    undo->trigger();
+    QCOMPARE(bytes(), alpha);
+
+    // Undone here, and then written: the file holds what the window shows.
+    QVERIFY(running.window->flush());
+    QuorvelDocument file;
+    QVERIFY(file.load());
+    QCOMPARE(file.getDocumentBytes(), alpha);
+}
+
+void TestCliWindow::aTrappedTaskIsOfferedItsStop()
+{
+    RunningWindow running;
+    QVERIFY(running.window);
+    QCOMPARE(quorvel({QStringLiteral("start"), QStringLiteral("Alpha"), QStringLiteral("--at"),
+                      QStringLiteral("2026-11-20T07:00")})
+                 .exitCode,
+             0);
+    // The window answers with the minute that works, as the command line alone does.
+    Run run = quorvel({QStringLiteral("stop")});
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY(run.err.startsWith("quorvel: Cannot Stop Task: "));
+    QVERIFY(run.err.endsWith(".\nIt can stop at 11/20/26 8:00 AM, where the next task starts: "
+                             "quorvel stop Alpha --at 2026-11-20T08:00\n"));
+    run = quorvel({QStringLiteral("stop"), QStringLiteral("Alpha"), QStringLiteral("--at"),
+                   QStringLiteral("2026-11-20T08:00")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Stopped “Alpha” at 11/20/26 8:00 AM (1:00).\n"));
+    QVERIFY(!running.window->document()->activeTasks());
 }
 
 QUORVEL_TEST_MAIN(TestCliWindow)

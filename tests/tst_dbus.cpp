@@ -12,6 +12,7 @@
 #include "platform/MessageBox.h"
 #include "views/MainWidget.h"
 
+#include <QAction>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusPendingCallWatcher>
@@ -134,6 +135,8 @@ private Q_SLOTS:
     void refusalsAreErrors();
     void theNameIsTakenOnce();
     void tasksChangedAfterAStartFromTheWindow();
+    void changesAreUndoneInTheWindow();
+    void refusalNamesTheMinuteThatWorks();
     void aCallStartsQuorvel();
     void theInterfaceFileDescribesTheService();
 
@@ -254,6 +257,54 @@ void TestDBus::refusalsAreErrors()
     QCOMPARE(answer.errorName, QStringLiteral("org.quorvel.Quorvel.Error.Refused"));
     QCOMPARE(answer.text, QStringLiteral("no task is running."));
     QCOMPARE(m_window->document()->tasks.size(), 1);
+}
+
+void TestDBus::changesAreUndoneInTheWindow()
+{
+    QAction *undo = m_window->findChild<QAction *>(QStringLiteral("undo"));
+    QAction *redo = m_window->findChild<QAction *>(QStringLiteral("redo"));
+    const auto bytes = [this] {
+        return m_window->document()->getDocumentBytes();
+    };
+    const QByteArray before = bytes();
+    Answer answer = call(QStringLiteral("Start"), {QStringLiteral("Reading")});
+    QVERIFY2(!answer.error, qPrintable(answer.text));
+    const QByteArray started = bytes();
+    QCOMPARE(undo->text(), QStringLiteral("Undo Start of Reading"));
+    Clock::setFixed(at(21, 10, 5));
+    answer = call(QStringLiteral("Stop"), {QString()});
+    QVERIFY2(!answer.error, qPrintable(answer.text));
+    const QByteArray stopped = bytes();
+    QCOMPARE(undo->text(), QStringLiteral("Undo Stop of Reading"));
+
+    undo->trigger();
+    QCOMPARE(bytes(), started);
+    QCOMPARE(call(QStringLiteral("RunningTasks")).list, QStringList{QStringLiteral("Reading")});
+    undo->trigger();
+    QCOMPARE(bytes(), before);
+    QCOMPARE(call(QStringLiteral("RunningTasks")).list, QStringList());
+    redo->trigger();
+    redo->trigger();
+    QCOMPARE(bytes(), stopped);
+}
+
+void TestDBus::refusalNamesTheMinuteThatWorks()
+{
+    // Reading, its start moved back to 07:00, before Writing's 08:00 task, cannot stop now.
+    Answer answer = call(QStringLiteral("Start"), {QStringLiteral("Reading")});
+    QVERIFY2(!answer.error, qPrintable(answer.text));
+    QVTask *running = m_window->document()->tasks.last();
+    running->setStart(at(21, 7, 0));
+    m_window->document()->tasks.sort();
+    answer = call(QStringLiteral("Stop"), {QStringLiteral("Reading")});
+    QVERIFY(answer.error);
+    QCOMPARE(answer.errorName, QStringLiteral("org.quorvel.Quorvel.Error.Refused"));
+    QVERIFY2(answer.text.startsWith(QStringLiteral("Cannot Stop Task: ")), qPrintable(answer.text));
+    QVERIFY2(answer.text.endsWith(QStringLiteral(".\nIt can stop at 11/21/26 8:00 AM, where the "
+                                                 "next task starts: quorvel stop Reading --at "
+                                                 "2026-11-21T08:00")),
+             qPrintable(answer.text));
+    QVERIFY(running->isRunning());
 }
 
 void TestDBus::theNameIsTakenOnce()

@@ -110,6 +110,8 @@ private Q_SLOTS:
     void waitsForAnOpenQuestion();
     void settingsDialogSetsTheMinutes();
     void settingsDialogGreysOutWithoutASource();
+    void answersAreUndone_data();
+    void answersAreUndone();
 };
 
 void TestIdle::init()
@@ -365,6 +367,36 @@ void TestIdle::settingsDialogGreysOutWithoutASource()
     actionNamed(window, QStringLiteral("Idle Time and Reminders"))->trigger();
     QCOMPARE(answers.remaining(), 0);
     QCOMPARE(IdleWatcher::minutes(), 15);
+}
+
+void TestIdle::answersAreUndone_data()
+{
+    QTest::addColumn<int>("answer");
+    QTest::addColumn<QString>("undoText");
+    QTest::newRow("stop") << int(IdleWatcher::StopThen) << QStringLiteral("Undo Stop at 10:00 AM");
+    QTest::newRow("stop and start again")
+        << int(IdleWatcher::StopThenStartAgain)
+        << QStringLiteral("Undo Stop at 10:00 AM and Start Again");
+}
+
+void TestIdle::answersAreUndone()
+{
+    QFETCH(int, answer);
+    QFETCH(QString, undoText);
+    prepareDataFile();
+    Watched watched;
+    const QByteArray before = watched.window.document()->getDocumentBytes();
+    watched.awayUntil(at(21, 11, 0), IdleWatcher::Answer(answer));
+    const QByteArray after = watched.window.document()->getDocumentBytes();
+    QVERIFY(after != before);
+    QAction *undo = watched.window.findChild<QAction *>(QStringLiteral("undo"));
+    QCOMPARE(undo->text(), undoText);
+    undo->trigger();
+    QCOMPARE(watched.window.document()->getDocumentBytes(), before);
+    QCOMPARE(tasks(*watched.window.document()), QStringList{QStringLiteral("Writing 09:00-")});
+    QVERIFY(watched.window.mainWidget()->button(1)->isChecked());
+    watched.window.findChild<QAction *>(QStringLiteral("redo"))->trigger();
+    QCOMPARE(watched.window.document()->getDocumentBytes(), after);
 }
 
 QUORVEL_TEST_MAIN(TestIdle)

@@ -110,6 +110,8 @@ void TestKeyboard::shortcutsShowInTheMenus()
     QCOMPARE(shortcut("Edit Task"), QStringLiteral("Ctrl+E"));
     QCOMPARE(shortcut("Delete Task"), QStringLiteral("Del"));
     QCOMPARE(shortcut(qPrintable(ReportText::summaryMenuName())), QStringLiteral("Ctrl+R"));
+    QCOMPARE(shortcut("Undo"), QStringLiteral("Ctrl+Z"));
+    QCOMPARE(shortcut("Redo"), QStringLiteral("Ctrl+Shift+Z"));
     // The entries' own texts are as they were.
     QVERIFY(actionNamed(window, QStringLiteral("New Task")));
 }
@@ -225,10 +227,18 @@ void TestKeyboard::menusOpenFromTheKeyboard_data()
     QTest::addColumn<int>("key");
     QTest::addColumn<int>("modifiers");
     QTest::addColumn<QString>("menu");
-    QTest::newRow("Alt+T") << int(Qt::Key_T) << int(Qt::AltModifier) << QStringLiteral("Task");
-    QTest::newRow("Alt+R") << int(Qt::Key_R) << int(Qt::AltModifier) << QStringLiteral("Report");
-    QTest::newRow("Alt+S") << int(Qt::Key_S) << int(Qt::AltModifier) << QStringLiteral("Settings");
-    QTest::newRow("F10") << int(Qt::Key_F10) << int(Qt::NoModifier) << QStringLiteral("Task");
+    // Edit's entries are usable only once there is a change to undo.
+    QTest::addColumn<bool>("changeFirst");
+    QTest::newRow("Alt+T") << int(Qt::Key_T) << int(Qt::AltModifier) << QStringLiteral("Task")
+                           << false;
+    QTest::newRow("Alt+E") << int(Qt::Key_E) << int(Qt::AltModifier) << QStringLiteral("Edit")
+                           << true;
+    QTest::newRow("Alt+R") << int(Qt::Key_R) << int(Qt::AltModifier) << QStringLiteral("Report")
+                           << false;
+    QTest::newRow("Alt+S") << int(Qt::Key_S) << int(Qt::AltModifier) << QStringLiteral("Settings")
+                           << false;
+    QTest::newRow("F10") << int(Qt::Key_F10) << int(Qt::NoModifier) << QStringLiteral("Task")
+                         << false;
 }
 
 void TestKeyboard::menusOpenFromTheKeyboard()
@@ -236,8 +246,11 @@ void TestKeyboard::menusOpenFromTheKeyboard()
     QFETCH(int, key);
     QFETCH(int, modifiers);
     QFETCH(QString, menu);
+    QFETCH(bool, changeFirst);
     QuorvelMainWindow window;
     showActive(window);
+    if (changeFirst)
+        window.mainWidget()->button(1)->click();
     QTest::keyClick(&window, Qt::Key(key), Qt::KeyboardModifiers(modifiers));
     QTRY_VERIFY(window.menuBar()->activeAction());
     QCOMPARE(window.menuBar()->activeAction()->text(), menu);

@@ -279,8 +279,8 @@ void TestMainWindow::windowStructure()
     const QList<QAction *> menuActions = window.menuBar()->actions();
     for (const QAction *a : menuActions)
         menus << a->text();
-    QCOMPARE(menus, (QStringList{QStringLiteral("Task"), QStringLiteral("Report"),
-                                 QStringLiteral("Settings")}));
+    QCOMPARE(menus, (QStringList{QStringLiteral("Task"), QStringLiteral("Edit"),
+                                 QStringLiteral("Report"), QStringLiteral("Settings")}));
 
     const auto texts = [](const QMenu *menu) {
         QStringList list;
@@ -294,11 +294,13 @@ void TestMainWindow::windowStructure()
         (QStringList{QStringLiteral("New Task"), QStringLiteral("Edit Task"),
                      QStringLiteral("Delete Task"), QStringLiteral("-"),
                      QStringLiteral("Purge Tasks"), QStringLiteral("Synchronize with Server")}));
+    QCOMPARE(texts(menuActions.at(1)->menu()),
+             (QStringList{QStringLiteral("Undo"), QStringLiteral("Redo")}));
     QCOMPARE(
-        texts(menuActions.at(1)->menu()),
+        texts(menuActions.at(2)->menu()),
         (QStringList{QStringLiteral("Period Summary Report"), QStringLiteral("Period Time Sheet"),
                      QStringLiteral("-"), QStringLiteral("View Saved Report")}));
-    QCOMPARE(texts(menuActions.at(2)->menu()),
+    QCOMPARE(texts(menuActions.at(3)->menu()),
              (QStringList{QStringLiteral("Activities"), QStringLiteral("Categories"),
                           QStringLiteral("-"), QStringLiteral("Allow Concurrent Tasks"),
                           QStringLiteral("Twelve-Hour Clock"), QStringLiteral("Operating Mode"),

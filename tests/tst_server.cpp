@@ -10,6 +10,7 @@
 #include "ServerStores.h"
 #include "TestEnvironment.h"
 
+#include "app/ChangeChannel.h"
 #include "app/QuorvelMainWindow.h"
 #include "dialogs/TaskEdit.h"
 #include "model/QuorvelDocument.h"
@@ -25,6 +26,7 @@
 #include <QRadioButton>
 #include <QTextBrowser>
 #include <QToolButton>
+#include <QUndoStack>
 #include <QtTest>
 
 #include <memory>
@@ -158,6 +160,7 @@ private Q_SLOTS:
     void emptiedDeviceReceivesCatalogue();
     void setUpFromTheCommandLine();
     void startedTaskReachesServer();
+    void undoHistoryEndsWithTheExchange();
     void deletedTaskRetiredAndKeptInHistory();
     void wrongPasswordLeavesFileUntouched();
     void membersShareCatalogue();
@@ -324,6 +327,25 @@ void TestServer::startedTaskReachesServer()
     QCOMPARE(csv.status, 0);
     QCOMPARE(csv.out, QStringLiteral("Activity,Category,Minutes,Hours\r\n"
                                      "Coding,Work,45,0.7500\r\n"));
+}
+
+void TestServer::undoHistoryEndsWithTheExchange()
+{
+    addCatalogue();
+    QuorvelMainWindow window;
+    QCOMPARE(synchronize(window).status, QStringLiteral("Synchronization Complete"));
+    QAction *undo = window.findChild<QAction *>(QStringLiteral("undo"));
+    QVERIFY(undo);
+    startTask(window, QStringLiteral("Coding"));
+    QCOMPARE(undo->text(), QStringLiteral("Undo New Task Coding"));
+    QVERIFY(undo->isEnabled());
+
+    // The server's document replaces the device's as a whole: nothing before it is undone.
+    QCOMPARE(synchronize(window).status, QStringLiteral("Synchronization Complete"));
+    QCOMPARE(window.changes()->stack()->count(), 0);
+    QVERIFY(!undo->isEnabled());
+    QCOMPARE(undo->text(), QStringLiteral("Undo (history cleared by the synchronization)"));
+    QVERIFY(window.document()->tasks.first()->isRunning());
 }
 
 void TestServer::deletedTaskRetiredAndKeptInHistory()

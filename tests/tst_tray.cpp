@@ -184,6 +184,16 @@ void TestTray::stopRefusedForOverlap()
                             "overlap with another task.\nYou can Edit the task to set\na stop "
                             "time."));
     QVERIFY(tray.shortcutAction(3)->isChecked());
+
+    // The way out the box offers: C stops where B starts.
+    QCOMPARE(MessageBox::shown().at(0).buttons,
+             (QStringList{QStringLiteral("Stop at 9:00 AM"), QStringLiteral("OK")}));
+    MessageBox::setNextChoice(0);
+    tray.shortcutAction(3)->trigger();
+    QVERIFY(!tray.shortcutAction(3)->isChecked());
+    QCOMPARE(window.document()->tasks.at(2)->activityName(), QStringLiteral("C"));
+    QCOMPARE(window.document()->tasks.at(2)->stop(), at(21, 9, 0));
+    QVERIFY(!tray.showsRunning());
 }
 
 void TestTray::startingAnotherStopsTheFirst()

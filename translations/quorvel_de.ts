@@ -224,6 +224,29 @@ wirklich löschen?</translation>
     </message>
 </context>
 <context>
+    <name>ChangeChannel</name>
+    <message>
+        <source>Removed %1: it ran under a minute. %2 brings it back.</source>
+        <translation>%1 entfernt: Die Aufgabe lief weniger als eine Minute. %2 holt sie zurück.</translation>
+    </message>
+    <message>
+        <source>Removed %1: they ran under a minute. %2 brings them back.</source>
+        <translation>%1 entfernt: Die Aufgaben liefen weniger als eine Minute. %2 holt sie zurück.</translation>
+    </message>
+    <message>
+        <source>, </source>
+        <translation>, </translation>
+    </message>
+    <message>
+        <source>a change made outside of it</source>
+        <translation>eine Änderung außerhalb davon</translation>
+    </message>
+    <message>
+        <source>Change</source>
+        <translation>Änderung</translation>
+    </message>
+</context>
+<context>
     <name>ChooseInitialModeBase</name>
     <message>
         <source>Choose Initial Mode</source>
@@ -771,6 +794,22 @@ Exit-Status: 0 erledigt, 1 abgelehnt, 2 falscher Aufruf.
     <message>
         <source>It can stop at %1, where the next task starts: %2</source>
         <translation>Sie kann um %1 anhalten, wo die nächste Aufgabe beginnt: %2</translation>
+    </message>
+    <message>
+        <source>Import of 1 Task</source>
+        <translation>Import von 1 Aufgabe</translation>
+    </message>
+    <message>
+        <source>Import of %1 Tasks</source>
+        <translation>Import von %1 Aufgaben</translation>
+    </message>
+    <message>
+        <source>A command the running window carries out can be taken back there with
+Edit → Undo; one carried out without a window has no undo.
+</source>
+        <translation>Einen Befehl, den das laufende Fenster ausführt, nimmt dort
+Bearbeiten → Rückgängig zurück; ohne Fenster gibt es kein Rückgängig.
+</translation>
     </message>
 </context>
 <context>
@@ -1397,6 +1436,66 @@ Ihre Änderungen bleiben im Fenster erhalten und werden beim nächsten gelungene
     <message>
         <source>the data file %1 could not be written (%2); the command was not carried out.</source>
         <translation>die Datendatei %1 konnte nicht geschrieben werden (%2); der Befehl wurde nicht ausgeführt.</translation>
+    </message>
+    <message>
+        <source>Edit</source>
+        <translation>Bearbeiten</translation>
+    </message>
+    <message>
+        <source>Undo</source>
+        <translation>Rückgängig</translation>
+    </message>
+    <message>
+        <source>Redo</source>
+        <translation>Wiederholen</translation>
+    </message>
+    <message>
+        <source>reading the data file again</source>
+        <translation>erneutes Lesen der Datendatei</translation>
+    </message>
+    <message>
+        <source>the change of operating mode</source>
+        <translation>den Wechsel des Betriebsmodus</translation>
+    </message>
+    <message>
+        <source>Purge of 1 Task</source>
+        <translation>Bereinigung von 1 Aufgabe</translation>
+    </message>
+    <message>
+        <source>Purge of %1 Tasks</source>
+        <translation>Bereinigung von %1 Aufgaben</translation>
+    </message>
+    <message>
+        <source>New Task %1</source>
+        <translation>Neue Aufgabe %1</translation>
+    </message>
+    <message>
+        <source>Edit Task %1</source>
+        <translation>Aufgabe %1 bearbeiten</translation>
+    </message>
+    <message>
+        <source>Delete Task %1</source>
+        <translation>Aufgabe %1 löschen</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>OK</translation>
+    </message>
+    <message>
+        <source>Undo %1</source>
+        <translation>Rückgängig: %1</translation>
+    </message>
+    <message>
+        <source>Undo (history cleared by %1)</source>
+        <translation>Rückgängig (Verlauf gelöscht durch %1)</translation>
+    </message>
+    <message>
+        <source>Redo %1</source>
+        <translation>Wiederholen: %1</translation>
+    </message>
+    <message>
+        <source>the synchronization</source>
+        <translation>die Synchronisierung</translation>
     </message>
 </context>
 <context>

@@ -1,5 +1,6 @@
 #include "IdleWatcher.h"
 
+#include "ChangeChannel.h"
 #include "DesktopConfig.h"
 #include "QuorvelMainWindow.h"
 #include "model/Activity.h"
@@ -9,8 +10,6 @@
 #include "platform/Clock.h"
 #include "platform/MessageBox.h"
 #include "platform/idle/IdleSource.h"
-
-#include <QTimer>
 
 namespace {
 
@@ -33,11 +32,7 @@ IdleWatcher::IdleWatcher(QuorvelMainWindow *window, IdleSource *source, const QS
     , m_window(window)
     , m_source(source)
     , m_reason(reason)
-    , m_retry(new QTimer(this))
 {
-    m_retry->setSingleShot(true);
-    m_retry->setInterval(500);
-    connect(m_retry, &QTimer::timeout, this, &IdleWatcher::askWhenFree);
     if (m_source) {
         connect(m_source, &IdleSource::wentIdle, this, &IdleWatcher::wentIdle);
         connect(m_source, &IdleSource::cameBack, this, &IdleWatcher::cameBack);
@@ -80,19 +75,20 @@ void IdleWatcher::wentIdle(qint64 idleMs)
 
 void IdleWatcher::cameBack()
 {
-    if (!m_left.isValid() || m_asking)
+    if (!m_left.isValid() || m_asking || m_waiting)
         return;
-    askWhenFree();
+    // Asked once no other question or editor is open in the window.
+    m_waiting = true;
+    m_window->changes()->whenFree(this, [this] {
+        m_waiting = false;
+        ask();
+    });
 }
 
-void IdleWatcher::askWhenFree()
+void IdleWatcher::ask()
 {
     if (!m_left.isValid())
         return;
-    if (m_window->commandUnderWay()) {
-        m_retry->start();
-        return;
-    }
     const QDateTime left = m_left;
     const QList<int> ids = m_taskIds;
     m_left = QDateTime();
@@ -118,8 +114,11 @@ void IdleWatcher::askWhenFree()
     QWidget *parent = m_window->isVisible() ? m_window : nullptr;
     const int answer = MessageBox::choose(parent, tr("Idle Time"), text, buttons, 0, 0);
     m_asking = false;
-    if (answer == StopThen || answer == StopThenStartAgain)
+    if (answer == StopThen || answer == StopThenStartAgain) {
         settle(Answer(answer), left, ids);
+        // The person answered away from the window's commands: written at once.
+        m_window->flush();
+    }
 }
 
 void IdleWatcher::settle(Answer answer, const QDateTime &left, const QList<int> &taskIds)
@@ -129,6 +128,7 @@ void IdleWatcher::settle(Answer answer, const QDateTime &left, const QList<int> 
     const QList<QVTask *> tasks = runningTasks(doc, taskIds);
     if (tasks.isEmpty())
         return;
+    ChangeScope change(m_window->changes());
     QList<Activity *> activities;
     for (const QVTask *task : tasks) {
         if (task->activity && !activities.contains(task->activity))
@@ -142,10 +142,16 @@ void IdleWatcher::settle(Answer answer, const QDateTime &left, const QList<int> 
                             tr("Stopping at %1 would make a task overlap another one, so "
                                "nothing was changed.\nYou can Edit the task to set its stop "
                                "time.")
-                                .arg(momentText(left)));
+                                .arg(TaskTimeText::moment(left)));
         return;
     }
+    const QString leftText = TaskTimeText::moment(left);
+    change.setText(tr("Stop at %1").arg(leftText));
+    if (!stopped.removedUnderAMinute.isEmpty()) {
+        change.addNote(ChangeChannel::underAMinuteNote(stopped.removedUnderAMinute));
+    }
     if (answer == StopThenStartAgain) {
+        change.setText(tr("Stop at %1 and Start Again").arg(leftText));
         const QDateTime now = Clock::currentTime(false);
         for (Activity *activity : std::as_const(activities)) {
             const TaskCommands::Outcome started = TaskCommands::start(doc, activity, now);
@@ -155,5 +161,4 @@ void IdleWatcher::settle(Answer answer, const QDateTime &left, const QList<int> 
             }
         }
     }
-    m_window->tasksChangedElsewhere();
 }

@@ -8,7 +8,6 @@
 #include <QPointer>
 #include <QString>
 
-class QTimer;
 class QuorvelMainWindow;
 
 // Asks, when the person comes back after being idle for the setting "Ask about idle time after
@@ -42,15 +41,15 @@ public Q_SLOTS:
 private:
     void wentIdle(qint64 idleMs);
     void cameBack();
-    // Asks once no other question or editor is open in the window.
-    void askWhenFree();
+    void ask();
     void settle(Answer answer, const QDateTime &left, const QList<int> &taskIds);
 
     QuorvelMainWindow *m_window;
     QPointer<IdleSource> m_source;
     QString m_reason;
-    QTimer *m_retry;
     bool m_asking = false;
+    // True while the question waits for the window to be free.
+    bool m_waiting = false;
     // The moment the person left (a whole minute), and the tasks that were running then.
     QDateTime m_left;
     QList<int> m_taskIds;

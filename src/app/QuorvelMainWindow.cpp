@@ -1,5 +1,6 @@
 #include "QuorvelMainWindow.h"
 
+#include "ChangeChannel.h"
 #include "DesktopConfig.h"
 #include "ForgottenTimer.h"
 #include "IdleWatcher.h"
@@ -34,14 +35,16 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QKeyEvent>
+#include <QLocale>
 #include <QMenu>
 #include <QMenuBar>
 #include <QSaveFile>
 #include <QSignalBlocker>
-#include <QThread>
+#include <QStatusBar>
 #include <QTimer>
 #include <QToolBar>
 #include <QToolButton>
+#include <QUndoStack>
 
 #include <cstdlib>
 #include <memory>
@@ -58,6 +61,8 @@ QByteArray digestOf(const QByteArray &bytes)
 constexpr int HandedPatienceMs = 20 * 1000;
 // How long a write waits for a command of the command line that writes the data file.
 constexpr int DataLockPatienceMs = 5 * 1000;
+// How long a note stays in the status bar.
+constexpr int NoteMs = 10 * 1000;
 
 } // namespace
 
@@ -80,6 +85,8 @@ QuorvelMainWindow::QuorvelMainWindow(QWidget *parent)
     setupDocument();
     if (m_quitRequested)
         return;
+    m_changes = new ChangeChannel(
+        m_document.get(), [this](QuorvelDocument &fresh) { restoreRecords(fresh); }, this);
     setupReports();
     setupMenuBar();
     setupCentralWidget();
@@ -97,6 +104,9 @@ QuorvelMainWindow::QuorvelMainWindow(QWidget *parent)
             &QuorvelMainWindow::shortcut3Toggled);
     connect(m_timer, &QTimer::timeout, m_mainWidget, &MainWidget::updateShortcutTimers);
     connect(m_mainWidget->table, &QVTable::ok, this, &QuorvelMainWindow::editTask);
+    connect(m_changes, &ChangeChannel::changed, this, &QuorvelMainWindow::documentChanged);
+    connect(m_changes, &ChangeChannel::historyChanged, this, &QuorvelMainWindow::updateUndoActions);
+    updateUndoActions();
 
     // Room for the three columns and a few rows on a desktop screen.
     resize(QSize(640, 480).expandedTo(minimumSizeHint()));
@@ -113,6 +123,9 @@ QuorvelMainWindow::~QuorvelMainWindow()
         for (QObject *sender : senders)
             disconnect(sender, nullptr, this, nullptr);
     }
+    // Nor may the history, which empties itself as it goes.
+    if (m_changes)
+        disconnect(m_changes, nullptr, this, nullptr);
     // A cancelled first start writes nothing: the file (if any) stays as the user had it.
     if (!m_quitRequested)
         flush();
@@ -238,6 +251,8 @@ void QuorvelMainWindow::setupMenuBar()
 {
     QMenu *taskMenu = menuBar()->addMenu(tr("Task"));
     taskMenu->setObjectName(QStringLiteral("taskMenu"));
+    QMenu *editMenu = menuBar()->addMenu(tr("Edit"));
+    editMenu->setObjectName(QStringLiteral("editMenu"));
     QMenu *reportMenu = menuBar()->addMenu(tr("Report"));
     reportMenu->setObjectName(QStringLiteral("reportMenu"));
     QMenu *settingsMenu = menuBar()->addMenu(tr("Settings"));
@@ -252,6 +267,7 @@ void QuorvelMainWindow::setupMenuBar()
     toolBar->setFloatable(false);
 
     addTaskMenuItems(taskMenu, m_tablePopup, toolBar);
+    addEditMenuItems(editMenu);
     addReportMenuItems(reportMenu);
     addSettingsMenuItems(settingsMenu);
 }
@@ -289,6 +305,21 @@ void QuorvelMainWindow::addTaskMenuItems(QMenu *taskMenu, QMenu *tablePopup, QTo
                                 tr("Synchronize with Server"), this);
     connect(m_synchronise, &QAction::triggered, this, &QuorvelMainWindow::syncServer);
     taskMenu->addAction(m_synchronise);
+}
+
+void QuorvelMainWindow::addEditMenuItems(QMenu *editMenu)
+{
+    m_undo = new QAction(tr("Undo"), this);
+    m_undo->setObjectName(QStringLiteral("undo"));
+    m_undo->setShortcut(QKeySequence::Undo);
+    connect(m_undo, &QAction::triggered, this, &QuorvelMainWindow::undo);
+    editMenu->addAction(m_undo);
+
+    m_redo = new QAction(tr("Redo"), this);
+    m_redo->setObjectName(QStringLiteral("redo"));
+    m_redo->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Z));
+    connect(m_redo, &QAction::triggered, this, &QuorvelMainWindow::redo);
+    editMenu->addAction(m_redo);
 }
 
 void QuorvelMainWindow::addSettingsMenuItems(QMenu *settingsMenu)
@@ -379,16 +410,36 @@ void QuorvelMainWindow::setupKeyboard()
     addAction(quit);
 
     // The menus' titles carry no mnemonic marks; Alt with their first letters opens them all
-    // the same, and F10 the first, as on other desktops.
+    // the same, and F10 the first, as on other desktops. The Edit menu comes last here: it
+    // takes the first letter of its title that no other menu has ("Bearbeiten" beside
+    // "Bericht").
     const QList<QAction *> menus = menuBar()->actions();
+    QList<QAction *> byPriority;
     for (QAction *menu : menus) {
-        const QString title = menu->text();
-        if (title.isEmpty())
+        if (menu->menu() && menu->menu()->objectName() != QLatin1String("editMenu"))
+            byPriority << menu;
+    }
+    for (QAction *menu : menus) {
+        if (!byPriority.contains(menu))
+            byPriority << menu;
+    }
+    QString taken;
+    for (QAction *menu : std::as_const(byPriority)) {
+        const QString title = menu->text().toUpper();
+        QChar letter;
+        for (const QChar c : title) {
+            if (c.isLetter() && !taken.contains(c)) {
+                letter = c;
+                break;
+            }
+        }
+        if (letter.isNull())
             continue;
+        taken += letter;
         auto *open = new QAction(this);
         // Named after the menu's object, not its title, which follows the language.
         open->setObjectName(QStringLiteral("open menu ") + menu->menu()->objectName());
-        open->setShortcut(QKeySequence(Qt::ALT | Qt::Key(title.at(0).toUpper().unicode())));
+        open->setShortcut(QKeySequence(Qt::ALT | Qt::Key(letter.unicode())));
         connect(open, &QAction::triggered, this,
                 [this, menu] { menuBar()->setActiveAction(menu); });
         addAction(open);
@@ -453,6 +504,9 @@ void QuorvelMainWindow::setupCentralWidget()
 {
     m_mainWidget = new MainWidget(m_document.get(), this);
     setCentralWidget(m_mainWidget);
+    // Notes about what a change did without a word, such as a task removed for lasting under
+    // a minute.
+    statusBar()->setObjectName(QStringLiteral("statusBar"));
 }
 
 void QuorvelMainWindow::setupTimer()
@@ -598,6 +652,7 @@ void QuorvelMainWindow::reload()
     }
     adoptRecords(fresh);
     rememberWritten();
+    m_changes->clearHistory(tr("reading the data file again"));
     updateView(nullptr);
 }
 
@@ -631,16 +686,16 @@ void QuorvelMainWindow::twelveHourClockToggled(bool on)
 void QuorvelMainWindow::maintainCategories()
 {
     CategoryList list(m_document.get(), this);
+    list.changes = m_changes;
     list.exec();
-    updateView(nullptr);
     showBalloonTips();
 }
 
 void QuorvelMainWindow::maintainActivities()
 {
     ActivityList list(m_document.get(), this);
+    list.changes = m_changes;
     list.exec();
-    updateView(nullptr);
     showBalloonTips();
 }
 
@@ -659,9 +714,15 @@ void QuorvelMainWindow::operatingMode()
         dialog.radGroup->setChecked(true);
 
     if (dialog.exec() == QDialog::Accepted) {
+        // The steps of the history belong to the mode they were made in.
+        const auto modeChanged = [this](Configuration::OperatingMode before) {
+            if (m_document->configuration.mode() != before)
+                m_changes->clearHistory(tr("the change of operating mode"));
+        };
         if (dialog.radPersonal->isChecked()) {
             // Leaving group mode keeps the data and the server settings.
             configuration.setMode(Configuration::Personal);
+            modeChanged(previous);
         } else {
             const QuorvelDocument &doc = *m_document;
             const bool fromOtherMode = previous != Configuration::Group;
@@ -682,6 +743,7 @@ void QuorvelMainWindow::operatingMode()
             configuration.setServerAddress(dialog.txtServer->text());
             configuration.setServerUserID(dialog.txtUserID->text());
             configuration.storeServerPassword(dialog.txtPassword->text());
+            modeChanged(previous);
         }
         updateView(nullptr);
     }
@@ -692,21 +754,18 @@ void QuorvelMainWindow::purge()
 {
     PurgeTasks dialog(this);
     dialog.setDateTime(getQVTime(false));
+    dialog.setCounter(
+        [this](const QDateTime &cutOff) { return m_document->countPurgedBy(cutOff); });
     if (dialog.exec() != QDialog::Accepted)
         return;
     const QDateTime cutOff = dialog.getDateTime();
 
-    std::vector<std::unique_ptr<QVTask>> purged;
-    const QList<QVTask *> tasks = m_document->tasks;
-    for (QVTask *task : tasks) {
-        // A task stopped exactly at the cut-off is kept; running tasks are never purged.
-        if (!task->isRunning() && task->stop() < cutOff) {
-            m_document->removeTask(task);
-            purged.emplace_back(task);
-        }
-    }
-    m_mainWidget->selectedTask = nullptr;
-    updateView(nullptr);
+    ChangeScope change(m_changes);
+    const int purged = m_document->purge(cutOff);
+    if (purged > 0)
+        m_mainWidget->selectedTask = nullptr;
+    change.setText(purged == 1 ? tr("Purge of 1 Task")
+                               : tr("Purge of %1 Tasks").arg(QLocale().toString(purged)));
 }
 
 // Start and stop as the editor's radio buttons say; with none on, the value stays.
@@ -727,29 +786,41 @@ void QuorvelMainWindow::takeEditorTimes(const TaskEdit &editor, QVTask *task)
 void QuorvelMainWindow::newTask()
 {
     TaskEdit editor(nullptr, m_document.get(), this);
+    editor.changes = m_changes;
     editor.setWindowTitle(tr("Quorvel - New Task"));
     if (editor.exec() != QDialog::Accepted)
         return;
 
-    auto *task = new QVTask();
-    task->id = m_document->allocateId();
-    takeEditorTimes(editor, task);
-    task->activity = editor.selectedActivity;
-    m_document->tasks.append(task);
+    {
+        ChangeScope change(m_changes);
+        auto *task = new QVTask();
+        task->id = m_document->allocateId();
+        takeEditorTimes(editor, task);
+        task->activity = editor.selectedActivity;
+        m_document->tasks.append(task);
 
-    if (!stopOtherTasks(task, editor.currentTime, false)) {
-        m_document->removeTask(task);
-        delete task;
-        return;
+        if (!stopOtherTasks(task, editor.currentTime, false, change)) {
+            m_document->removeTask(task);
+            giveIdBack(task);
+            delete task;
+            return;
+        }
+        change.setText(tr("New Task %1").arg(task->activityName()));
+        m_document->includeShortcut(task);
+        m_mainWidget->selectedTask = task;
+        // The document applies its stop rules, such as passing the button on.
+        if (!task->isRunning())
+            m_document->stopTask(task, task->stop());
+        m_document->tasks.sort();
     }
-    m_document->includeShortcut(task);
-    m_mainWidget->selectedTask = task;
-    // The document applies its stop rules, such as passing the button on.
-    if (!task->isRunning())
-        m_document->stopTask(task, task->stop());
-    m_document->tasks.sort();
-    updateView(nullptr);
     showBalloonTips();
+}
+
+void QuorvelMainWindow::giveIdBack(const QVTask *task)
+{
+    // A task that was never made leaves no trace, not even its id.
+    if (m_document->nextId == task->id + 1)
+        m_document->nextId = task->id;
 }
 
 void QuorvelMainWindow::editTask()
@@ -761,20 +832,26 @@ void QuorvelMainWindow::editTask()
     }
     const QDateTime oldStart = task->start();
     const QDateTime oldStop = task->stop();
+    const QDateTime oldStamp = task->modifiedTime;
     Activity *const oldActivity = task->activity;
 
     TaskEdit editor(task, m_document.get(), this);
+    editor.changes = m_changes;
     editor.setWindowTitle(tr("Quorvel - Edit Task"));
     if (editor.exec() != QDialog::Accepted)
         return;
 
+    ChangeScope change(m_changes);
     task->modified();
     takeEditorTimes(editor, task);
     task->activity = editor.selectedActivity;
 
-    if (!stopOtherTasks(task, editor.currentTime, true)) {
+    if (stopOtherTasks(task, editor.currentTime, true, change)) {
+        change.setText(tr("Edit Task %1").arg(task->activityName()));
+    } else {
         task->setStart(oldStart);
         task->setStop(oldStop);
+        task->modifiedTime = oldStamp;
         task->activity = oldActivity;
     }
 
@@ -799,12 +876,8 @@ void QuorvelMainWindow::editTask()
         m_document->includeShortcut(task);
     }
 
-    if (task->start() != oldStart || shortcutTaken) {
+    if (task->start() != oldStart || shortcutTaken)
         m_document->tasks.sort();
-        updateView(nullptr);
-    } else {
-        updateView(task);
-    }
 }
 
 void QuorvelMainWindow::deleteTask()
@@ -817,16 +890,22 @@ void QuorvelMainWindow::deleteTask()
     if (!MessageBox::ask(this, tr("Delete Task"),
                          tr("Are you sure you want to delete\n%1?").arg(task->activityName())))
         return;
+    // Deleted once the view no longer shows it.
+    const std::unique_ptr<QVTask> deleted(task);
+    ChangeScope change(m_changes);
+    change.setText(tr("Delete Task %1").arg(task->activityName()));
+    const qsizetype row = m_document->tasks.findRef(task);
     m_document->removeTask(task);
-    m_mainWidget->selectedTask = nullptr;
-    updateView(nullptr);
-    delete task;
+    // The selection stays at the same row: on the task after the deleted one.
+    const SortedList<QVTask> &tasks = m_document->tasks;
+    m_mainWidget->selectedTask
+        = tasks.isEmpty() ? nullptr : tasks.at(qBound<qsizetype>(0, row, tasks.size() - 1));
 }
 
 void QuorvelMainWindow::restoreConcurrentToggle()
 {
     const QSignalBlocker blocker(m_concurrent);
-    m_concurrent->setChecked(true);
+    m_concurrent->setChecked(m_document->configuration.allowConcurrentTasks());
 }
 
 void QuorvelMainWindow::concurrentToggled(bool on)
@@ -846,8 +925,10 @@ void QuorvelMainWindow::concurrentToggled(bool on)
         return;
     }
 
+    ChangeScope change(m_changes);
     const QDateTime now = getQVTime(false);
     bool deletedReported = false;
+    QStringList stopped;
     const QList<QVTask *> tasks = m_document->tasks;
     for (QVTask *task : tasks) {
         if (!task->isRunning())
@@ -857,11 +938,15 @@ void QuorvelMainWindow::concurrentToggled(bool on)
                 this, tr("Cannot Disable Concurrent Tasks"),
                 tr("An active task cannot be stopped\nnow because its start time is in\nthe "
                    "future. To set a specific\nfuture stop time, you can Edit\nthe task."));
+            // What was stopped before the refusal stays stopped.
             restoreConcurrentToggle();
             return;
         }
+        stopped << task->activityName();
+        change.setText(TaskMessages::stopChange(stopped));
         if (now == task->start()) {
             // Shorter than a minute: never logged.
+            change.addNote(ChangeChannel::underAMinuteNote({task->activityName()}));
             m_document->removeTask(task);
             updateView(nullptr);
             delete task;
@@ -877,9 +962,11 @@ void QuorvelMainWindow::concurrentToggled(bool on)
         }
     }
     configuration.setAllowConcurrentTasks(false);
+    change.setText(tr("Disable Concurrent Tasks"));
 }
 
-bool QuorvelMainWindow::stopOtherTasks(QVTask *task, const QDateTime &when, bool updateEachView)
+bool QuorvelMainWindow::stopOtherTasks(QVTask *task, const QDateTime &when, bool updateEachView,
+                                       ChangeScope &change)
 {
     // Only a running task keeps others from running.
     if (!task || !task->isRunning())
@@ -898,12 +985,15 @@ bool QuorvelMainWindow::stopOtherTasks(QVTask *task, const QDateTime &when, bool
 
     // Tasks of less than a minute are dropped; they go when this function returns.
     std::vector<std::unique_ptr<QVTask>> dropped;
+    QStringList stopped;
     const QList<QVTask *> tasks = m_document->tasks;
     for (QVTask *other : tasks) {
         if (other == task || !other->isRunning())
             continue;
         switch (m_document->validateTask(other->start(), when, when, other)) {
         case QuorvelDocument::Valid:
+            stopped << other->activityName();
+            change.setText(TaskMessages::stopChange(stopped));
             m_document->stopTask(other, when);
             if (updateEachView)
                 updateView(other);
@@ -912,6 +1002,8 @@ bool QuorvelMainWindow::stopOtherTasks(QVTask *task, const QDateTime &when, bool
             showMessage(TaskMessages::otherStartsInFuture(), true);
             return false;
         case QuorvelDocument::ZeroDuration:
+            // Said nowhere else: the status bar tells, with the way back.
+            change.addNote(ChangeChannel::underAMinuteNote({other->activityName()}));
             m_document->removeTask(other);
             dropped.emplace_back(other);
             updateView(nullptr);
@@ -947,31 +1039,31 @@ void QuorvelMainWindow::enableButtons()
 void QuorvelMainWindow::shortcutToggled(int shortcut, bool on, QToolButton *button)
 {
     // Events processed while the buttons are disabled must not start a second command.
-    if (m_shortcutBusy)
+    if (m_changes->isChanging())
         return;
-    m_shortcutBusy = true;
-    disableButtons();
+    {
+        ChangeScope change(m_changes);
+        disableButtons();
 
-    QVTask *shown = nullptr;
-    for (QVTask *task : std::as_const(m_document->tasks)) {
-        if (task->shortcut == shortcut) {
-            shown = task;
-            break;
+        QVTask *shown = nullptr;
+        for (QVTask *task : std::as_const(m_document->tasks)) {
+            if (task->shortcut == shortcut) {
+                shown = task;
+                break;
+            }
         }
+        if (shown) {
+            if (on)
+                startShortcutTask(shown, button, change);
+            else if (shown->isRunning() && !stopNow(shown, change))
+                button->setChecked(true);
+        }
+        enableButtons();
     }
-    if (shown) {
-        if (on)
-            startShortcutTask(shown, button);
-        else
-            stopShortcutTask(shown, button);
-    }
-
-    enableButtons();
-    m_shortcutBusy = false;
     showBalloonTips();
 }
 
-void QuorvelMainWindow::startShortcutTask(QVTask *shown, QToolButton *button)
+void QuorvelMainWindow::startShortcutTask(QVTask *shown, QToolButton *button, ChangeScope &change)
 {
     if (shown->isRunning())
         return;
@@ -989,33 +1081,31 @@ void QuorvelMainWindow::startShortcutTask(QVTask *shown, QToolButton *button)
     task->activity = shown->activity;
     m_document->tasks.append(task);
 
-    if (!stopOtherTasks(task, now, false)) {
+    if (!stopOtherTasks(task, now, false, change)) {
         button->setChecked(false);
         m_document->removeTask(task);
+        giveIdBack(task);
         delete task;
         return;
     }
+    change.setText(TaskMessages::startChange(task->activityName()));
     m_document->includeShortcut(task);
     m_mainWidget->selectedTask = task;
     m_document->tasks.sort();
-    updateView(nullptr);
 }
 
-void QuorvelMainWindow::stopShortcutTask(QVTask *task, QToolButton *button)
+bool QuorvelMainWindow::stopNow(QVTask *task, ChangeScope &change)
 {
-    if (!task->isRunning())
-        return;
     const QDateTime now = getQVTime(false);
     switch (m_document->validateTask(task->start(), now, now, task)) {
     case QuorvelDocument::Valid:
+        change.setText(TaskMessages::stopChange({task->activityName()}));
         m_document->stopTask(task, now);
         m_mainWidget->selectedTask = task;
-        updateView(task);
-        break;
+        return true;
     case QuorvelDocument::StopBeforeStart:
         showMessage(TaskMessages::cannotStopFuture(), false);
-        button->setChecked(true);
-        break;
+        return false;
     case QuorvelDocument::ZeroDuration: {
         bool warn = true;
         {
@@ -1031,17 +1121,51 @@ void QuorvelMainWindow::stopShortcutTask(QVTask *task, QToolButton *button)
             config.writeEntry(QStringLiteral("WarnDeleteZeroTasks"), false);
         }
         // The answer only decides about warning again: the task is never kept.
+        change.setText(TaskMessages::underAMinuteChange());
+        change.addNote(ChangeChannel::underAMinuteNote({task->activityName()}));
         m_document->removeTask(task);
         m_mainWidget->selectedTask = nullptr;
         updateView(nullptr);
         delete task;
-        break;
+        return true;
     }
     default:
-        showMessage(TaskMessages::cannotStopOverlap(), false);
-        button->setChecked(true);
         break;
     }
+
+    // A later task is in the way: the refusal offers to stop where that task starts.
+    const TaskMessages::Message refusal = TaskMessages::cannotStopOverlap();
+    const QDateTime latest = m_document->latestStop(task);
+    if (!latest.isValid()) {
+        showMessage(refusal, false);
+        return false;
+    }
+    const int choice = MessageBox::choose(this, refusal.title, refusal.text,
+                                          {TaskMessages::stopAt(latest), tr("OK")}, 1, 1,
+                                          QMessageBox::Information);
+    if (choice != 0)
+        return false;
+    // Nothing else changed meanwhile: the window was not free while the box was open.
+    change.setText(TaskMessages::stopChange({task->activityName()}));
+    m_document->stopTask(task, latest);
+    m_mainWidget->selectedTask = task;
+    return true;
+}
+
+void QuorvelMainWindow::stopRunningTask(int taskId)
+{
+    m_changes->whenFree(this, [this, taskId] {
+        for (QVTask *task : std::as_const(m_document->tasks)) {
+            if (task->id == taskId && task->isRunning()) {
+                {
+                    ChangeScope change(m_changes);
+                    stopNow(task, change);
+                }
+                showBalloonTips();
+                return;
+            }
+        }
+    });
 }
 
 void QuorvelMainWindow::shortcut1Toggled(bool on)
@@ -1059,34 +1183,94 @@ void QuorvelMainWindow::shortcut3Toggled(bool on)
     shortcutToggled(3, on, m_mainWidget->button(3));
 }
 
-bool QuorvelMainWindow::commandUnderWay() const
+void QuorvelMainWindow::undo()
 {
-    if (m_shortcutBusy || QApplication::activePopupWidget())
-        return true;
-    // Every question and editor runs an event loop of its own. A report only shows what it
-    // computed, so the tasks may change under it.
-    const int loops = QThread::currentThread()->loopLevel();
-    const QWidget *modal = QApplication::activeModalWidget();
-    if (loops == 2 && qobject_cast<const ReportViewer *>(modal))
-        return false;
-    return loops > 1 || modal;
+    if (m_changes->undo())
+        showBalloonTips();
 }
 
-bool QuorvelMainWindow::tasksChangedElsewhere()
+void QuorvelMainWindow::redo()
 {
-    // A task the command deleted may have been the one selected here.
+    if (m_changes->redo())
+        showBalloonTips();
+}
+
+void QuorvelMainWindow::updateUndoActions()
+{
+    const QUndoStack *stack = m_changes->stack();
+    // A name with an ampersand must not become a mnemonic.
+    const auto entry = [](QString name) {
+        return name.replace(QLatin1Char('&'), "&&");
+    };
+    if (stack->canUndo())
+        m_undo->setText(tr("Undo %1").arg(entry(stack->undoText())));
+    else if (!m_changes->clearedBecause().isEmpty())
+        m_undo->setText(tr("Undo (history cleared by %1)").arg(m_changes->clearedBecause()));
+    else
+        m_undo->setText(tr("Undo"));
+    m_undo->setEnabled(stack->canUndo());
+    m_redo->setText(stack->canRedo() ? tr("Redo %1").arg(entry(stack->redoText())) : tr("Redo"));
+    m_redo->setEnabled(stack->canRedo());
+}
+
+void QuorvelMainWindow::documentChanged(const QString &note)
+{
+    // A task the change removed may have been the one selected here.
     if (!m_document->tasks.contains(m_mainWidget->selectedTask))
         m_mainWidget->selectedTask = nullptr;
     updateView(nullptr);
-    return flush();
+    restoreConcurrentToggle();
+    if (!note.isEmpty())
+        statusBar()->showMessage(note, NoteMs);
+}
+
+void QuorvelMainWindow::restoreRecords(QuorvelDocument &fresh)
+{
+    const QVTask *selected = m_mainWidget->selectedTask;
+    const int selectedId = selected ? selected->id : 0;
+    const qsizetype row = m_document->tasks.findRef(selected);
+    adoptRecords(fresh);
+    const SortedList<QVTask> &tasks = m_document->tasks;
+    QVTask *again = nullptr;
+    for (QVTask *task : tasks) {
+        if (selected && task->id == selectedId) {
+            again = task;
+            break;
+        }
+    }
+    if (!again && row >= 0 && !tasks.isEmpty())
+        again = tasks.at(qMin(row, tasks.size() - 1));
+    m_mainWidget->selectedTask = again;
 }
 
 void QuorvelMainWindow::carryOut(HandedCommand *command)
 {
-    if (m_handed.isEmpty())
-        m_handedWaiting.start();
+    m_handed.removeIf(
+        [](const QPointer<HandedCommand> &handed) { return !handed || !handed->isWaiting(); });
     m_handed.append(command);
-    carryOutWaiting();
+    Commands::Result checked;
+    const bool writes
+        = Commands::check(command->arguments().mid(1), &checked) == Commands::Needs::Writing;
+    const QPointer<HandedCommand> handed(command);
+    const auto work = [this, handed, writes] {
+        if (handed && handed->isWaiting())
+            carryOutNow(handed, writes);
+    };
+    if (!writes) {
+        m_changes->inTurn(command, work);
+        return;
+    }
+    // A change waits while a question or an editor is open here, but not for ever.
+    m_changes->whenFree(command, work, HandedPatienceMs, [this, handed] {
+        if (!handed)
+            return;
+        handed->reply(Commands::Refused, QByteArray(),
+                      (QStringLiteral("quorvel: ")
+                       + tr("Quorvel is waiting for an answer in its window; answer it there and "
+                            "try again.")
+                       + QLatin1Char('\n'))
+                          .toUtf8());
+    });
 }
 
 void QuorvelMainWindow::declineWaitingCommands()
@@ -1098,66 +1282,36 @@ void QuorvelMainWindow::declineWaitingCommands()
     }
 }
 
-void QuorvelMainWindow::carryOutWaiting()
+void QuorvelMainWindow::carryOutNow(HandedCommand *command, bool writes)
 {
-    while (!m_handed.isEmpty()) {
-        const QPointer<HandedCommand> command = m_handed.first();
-        if (!command || !command->isWaiting()) {
-            m_handed.removeFirst();
-            continue;
-        }
-        // The working folder of the command line comes first.
-        const QString workingFolder = command->arguments().value(0);
-        const QStringList arguments = command->arguments().mid(1);
-        Commands::Result checked;
-        const Commands::Needs needs = Commands::check(arguments, &checked);
-        if (needs == Commands::Needs::Writing && commandUnderWay()) {
-            if (m_handedWaiting.elapsed() < HandedPatienceMs) {
-                if (!m_handedRetry) {
-                    m_handedRetry = new QTimer(this);
-                    m_handedRetry->setSingleShot(true);
-                    connect(m_handedRetry, &QTimer::timeout, this,
-                            &QuorvelMainWindow::carryOutWaiting);
-                }
-                m_handedRetry->start(100);
-                return;
+    // Only a command its sender still waits for is carried out: it must learn the outcome.
+    if (!command->take())
+        return;
+    // The working folder of the command line comes first.
+    const QString workingFolder = command->arguments().value(0);
+    const QStringList arguments = command->arguments().mid(1);
+    Commands::Result result;
+    {
+        ChangeScope change(writes ? m_changes : nullptr);
+        result = Commands::run(*m_document, arguments, workingFolder);
+        if (result.changed) {
+            change.setText(result.change);
+            if (!result.removedUnderAMinute.isEmpty())
+                change.addNote(ChangeChannel::underAMinuteNote(result.removedUnderAMinute));
+            if (!flush()) {
+                // A change the data file did not take is not made: the answer says so, and
+                // the window shows what it showed before.
+                change.revert();
+                result.exitCode = Commands::Refused;
+                result.out.clear();
+                result.err += (QStringLiteral("quorvel: ")
+                               + tr("the data file %1 could not be written (%2); the command "
+                                    "was not carried out.")
+                                     .arg(QuorvelDocument::dataFilePath(), m_saveProblem)
+                               + QLatin1Char('\n'))
+                                  .toUtf8();
             }
-            m_handed.removeFirst();
-            m_handedWaiting.start();
-            command->reply(Commands::Refused, QByteArray(),
-                           (QStringLiteral("quorvel: ")
-                            + tr("Quorvel is waiting for an answer in its window; answer it "
-                                 "there and try again.")
-                            + QLatin1Char('\n'))
-                               .toUtf8());
-            continue;
         }
-        m_handed.removeFirst();
-        m_handedWaiting.start();
-        // Only a command its sender still waits for is carried out: it must learn the outcome.
-        if (!command->take())
-            continue;
-        const QByteArray before = needs == Commands::Needs::Writing
-                                      ? m_document->getDocumentBytes()
-                                      : QByteArray();
-        Commands::Result result = Commands::run(*m_document, arguments, workingFolder);
-        if (result.changed && !tasksChangedElsewhere()) {
-            // A change the data file did not take is not made: the answer says so, and the
-            // window shows what it showed before.
-            QuorvelDocument earlier;
-            QByteArray copy = before;
-            earlier.populateFromByteArray(copy.data(), int(copy.size()));
-            adoptRecords(earlier);
-            updateView(nullptr);
-            result.exitCode = Commands::Refused;
-            result.out.clear();
-            result.err += (QStringLiteral("quorvel: ")
-                           + tr("the data file %1 could not be written (%2); the command was "
-                                "not carried out.")
-                                 .arg(QuorvelDocument::dataFilePath(), m_saveProblem)
-                           + QLatin1Char('\n'))
-                              .toUtf8();
-        }
-        command->reply(result.exitCode, result.out, result.err);
     }
+    command->reply(result.exitCode, result.out, result.err);
 }

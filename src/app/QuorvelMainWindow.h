@@ -4,7 +4,6 @@
 
 #include <QByteArray>
 #include <QDateTime>
-#include <QElapsedTimer>
 #include <QList>
 #include <QMainWindow>
 #include <QPointer>
@@ -12,6 +11,8 @@
 #include <memory>
 #include <vector>
 
+class ChangeChannel;
+class ChangeScope;
 class DocLnk;
 class HandedCommand;
 class IdleWatcher;
@@ -33,8 +34,12 @@ class TaskEdit;
 // builds the menus, the tool bar and the central task view, drives the running-time labels
 // every second, and recomputes after every change which commands are available.
 //
-// The document reaches the data file only through flush(), the destructor and (later) a
-// server synchronisation.
+// Every change it makes to the tasks, activities and categories (its own commands, the
+// panel's, the idle question's and those handed over by the command line and the session
+// bus) goes through its ChangeChannel, which records it for Edit → Undo and shows it.
+//
+// The document reaches the data file only through flush(), the destructor and a server
+// synchronisation.
 class QuorvelMainWindow : public QMainWindow
 {
     Q_OBJECT
@@ -49,6 +54,8 @@ public:
 
     QuorvelDocument *document() const { return m_document.get(); }
     MainWidget *mainWidget() const { return m_mainWidget; }
+    // The one way the document is changed, with the history of Edit → Undo.
+    ChangeChannel *changes() const { return m_changes; }
 
     // The current date and time as every recorded start and stop uses it: seconds 0 unless
     // withSeconds, milliseconds always 0.
@@ -94,14 +101,14 @@ public Q_SLOTS:
     // Carries out a command of the command line on the document shown, and answers it. A
     // command that changes tasks waits while a question or an editor is open here.
     void carryOut(HandedCommand *command);
+    // Edit → Undo and Redo.
+    void undo();
+    void redo();
+    // Stops a running task (by its id) as its shortcut button would, once the window is free:
+    // for a running task that has no button.
+    void stopRunningTask(int taskId);
 
 public:
-    // True while a command of this window is under way (a question, an editor, a shortcut).
-    bool commandUnderWay() const;
-    // Brings the table, the buttons and the data file up to date after a command from
-    // elsewhere (the command line, the session bus, the idle question) changed the tasks.
-    // False when the data file could not be written.
-    bool tasksChangedElsewhere();
     // Declines the handed commands still waiting, at the end of the run.
     void declineWaitingCommands();
     // The one-instance channel, whose data lock the window holds while it listens, and takes
@@ -131,6 +138,14 @@ private:
     void setupReports();
     void setupMenuBar();
     void addTaskMenuItems(QMenu *taskMenu, QMenu *tablePopup, QToolBar *toolBar);
+    void addEditMenuItems(QMenu *editMenu);
+    // The texts and states of Undo and Redo.
+    void updateUndoActions();
+    // Shows the document after the change channel changed it; note goes to the status bar.
+    void documentChanged(const QString &note);
+    // Takes the records of fresh in place of those shown after an undo or redo, keeping the
+    // selected task (by its id) or its row.
+    void restoreRecords(QuorvelDocument &fresh);
     void addReportMenuItems(QMenu *reportMenu);
     void addSettingsMenuItems(QMenu *settingsMenu);
     void setupCentralWidget();
@@ -149,6 +164,8 @@ private:
     void updateControls();
     void resetBalloonTips();
     static void takeEditorTimes(const TaskEdit &editor, QVTask *task);
+    // Takes back the id of a task that was refused before it was ever made.
+    void giveIdBack(const QVTask *task);
     // Shows the first-use tip that fits the user's progress (BalloonTips.cpp).
     void showBalloonTips();
     void keepDataFileAside(bool unreadable);
@@ -160,19 +177,23 @@ private:
 
     // Starts (on) or stops (off) a task of the activity shown by the given button.
     void shortcutToggled(int shortcut, bool on, QToolButton *button);
-    void startShortcutTask(QVTask *shown, QToolButton *button);
-    void stopShortcutTask(QVTask *task, QToolButton *button);
+    void startShortcutTask(QVTask *shown, QToolButton *button, ChangeScope &change);
+    // Stops a running task now by the buttons' rules, with their question and refusals; a
+    // stop refused because a later task is in the way offers to stop it where that task
+    // starts. False when the task still runs.
+    bool stopNow(QVTask *task, ChangeScope &change);
     // Stops the other running tasks when a running task may not share its time with them.
     // False when one of them cannot be stopped and the command must not go on.
-    bool stopOtherTasks(QVTask *task, const QDateTime &when, bool updateEachView);
+    bool stopOtherTasks(QVTask *task, const QDateTime &when, bool updateEachView,
+                        ChangeScope &change);
     // Bracket a shortcut command: the buttons are silent and disabled in between.
     void disableButtons();
     void enableButtons();
     // A refusal or warning of the task commands in a box with one OK button.
     void showMessage(const TaskMessages::Message &message, bool warning);
-    // Carries out the handed commands that may run now.
-    void carryOutWaiting();
-    // Sets the concurrency toggle without running concurrentToggled again.
+    // Carries out a handed command whose turn it is.
+    void carryOutNow(HandedCommand *command, bool writes);
+    // Shows the concurrency setting in its toggle without running concurrentToggled again.
     void restoreConcurrentToggle();
 
     std::unique_ptr<QuorvelDocument> m_document;
@@ -191,16 +212,15 @@ private:
     QAction *m_synchronise = nullptr;
     QAction *m_twelveHourClock = nullptr;
     QAction *m_desktopSettings = nullptr;
+    QAction *m_undo = nullptr;
+    QAction *m_redo = nullptr;
     IdleWatcher *m_idleWatcher = nullptr;
+    ChangeChannel *m_changes = nullptr;
 
     bool m_quitRequested = false;
-    // True while a shortcut command runs, so the events it processes cannot start another.
-    bool m_shortcutBusy = false;
     QString m_keptDataFile;
-    // Commands of the command line waiting for this window to be free.
+    // Commands of the command line handed over and not yet answered, to decline at the end.
     QList<QPointer<HandedCommand>> m_handed;
-    QTimer *m_handedRetry = nullptr;
-    QElapsedTimer m_handedWaiting;
     // Digest of the document string last written or read, to skip writes that change nothing
     // and to tell unsaved changes.
     QByteArray m_writtenDigest;

@@ -2,6 +2,7 @@
 
 #include "QuorvelMainWindow.h"
 
+#include "ChangeChannel.h"
 #include "model/QuorvelDocument.h"
 #include "platform/MessageBox.h"
 #include "platform/QuorvelApplication.h"
@@ -51,16 +52,18 @@ void QuorvelMainWindow::runSynchronize(const QString &password)
         Synchronize synchronize(m_document.get(), this);
         synchronize.setPassword(password);
         synchronize.exec();
-        if (synchronize.succeeded) {
-            // The exchange saved what it received.
-            rememberWritten();
-        } else {
+        if (!synchronize.succeeded)
             m_document->load();
-            rememberWritten();
+        // The exchange saved what it received; a failed one went back to the file.
+        rememberWritten();
+        // The document was replaced as a whole, by the server's or by the file's; the view
+        // lets go of the old records before the box below runs the event loop.
+        m_changes->clearHistory(tr("the synchronization"));
+        updateView(nullptr);
+        if (!synchronize.succeeded) {
             MessageBox::warning(this, tr("Synchronization Incomplete"),
                                 tr("Synchronization was not\nsuccessful. Data has reverted\n"
                                    "to pre-synchronization state."));
         }
-        updateView(nullptr);
     }
 }

@@ -670,6 +670,8 @@ void start(QuorvelDocument &doc, const Invocation &call, Commands::Result *resul
     }
     noteLines(result, outcome.notes);
     result->changed = outcome.changed || !created.empty();
+    result->change = TaskMessages::startChange(activity->name);
+    result->removedUnderAMinute = outcome.removedUnderAMinute;
 }
 
 // A word as a shell takes it whole: in single quotes unless it is plain.
@@ -739,6 +741,8 @@ void stop(QuorvelDocument &doc, const Invocation &call, Commands::Result *result
     }
     noteLines(result, outcome.notes);
     result->changed = outcome.changed;
+    result->change = outcome.change;
+    result->removedUnderAMinute = outcome.removedUnderAMinute;
 }
 
 QString jsonString(const QString &text)
@@ -1314,6 +1318,8 @@ void importTasks(QuorvelDocument &doc, const Invocation &call, const QString &wo
         result->exitCode = Commands::Refused;
     }
     result->changed = imported > 0 || !created.empty();
+    result->change = imported == 1 ? Commands::tr("Import of 1 Task")
+                                   : Commands::tr("Import of %1 Tasks").arg(imported);
 }
 
 } // namespace
@@ -1416,6 +1422,9 @@ QString Commands::overview()
                 + QLatin1Char('\n');
     }
     text += QLatin1Char('\n')
+            + tr("A command the running window carries out can be taken back there with\n"
+                 "Edit → Undo; one carried out without a window has no undo.\n")
+            + QLatin1Char('\n')
             + tr("“quorvel help COMMAND” or “quorvel COMMAND --help” tells more.\n"
                  "Exit status: 0 done, 1 refused, 2 bad usage.\n");
     return text;

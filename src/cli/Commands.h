@@ -26,6 +26,10 @@ public:
         QByteArray err;
         // True when the document changed and must be written.
         bool changed = false;
+        // What changed, named for the window's Edit menu ("Start of Coding").
+        QString change;
+        // The activities of tasks taken out because they lasted less than a minute.
+        QStringList removedUnderAMinute;
     };
 
     // What a command needs of the data file, known from its arguments alone.

@@ -1,7 +1,9 @@
 #include "ActivityEdit.h"
 
 #include "CategoryEdit.h"
+#include "app/ChangeChannel.h"
 #include "model/QuorvelDocument.h"
+#include "model/TaskCommands.h"
 #include "platform/MessageBox.h"
 #include "platform/Resource.h"
 
@@ -76,11 +78,14 @@ void ActivityEdit::maintainCategories()
     if (categoryEdit.exec() != QDialog::Accepted)
         return;
 
-    // The document owns the category from here on, whatever becomes of this dialog.
-    auto *category = new ActivityCategory(document->allocateId(), categoryEdit.name(), false);
-    document->categories.append(category);
-    selectedCategory = category;
-    document->categories.sort();
+    // The document owns the category from here on, whatever becomes of this dialog: a change
+    // of its own.
+    {
+        ChangeScope change(changes);
+        change.setText(TaskMessages::recordChange(TaskMessages::Record::Category,
+                                                  TaskMessages::Change::New, categoryEdit.name()));
+        selectedCategory = document->addCategory(categoryEdit.name());
+    }
     setupCategories();
 }
 

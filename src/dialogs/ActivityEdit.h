@@ -6,6 +6,7 @@
 
 class Activity;
 class ActivityCategory;
+class ChangeChannel;
 class QuorvelDocument;
 
 // Edits one activity's name and category (a new activity when activity is null). It never
@@ -27,6 +28,8 @@ public:
     Activity *editedActivity = nullptr;
     ActivityCategory *selectedCategory = nullptr;
     QuorvelDocument *document = nullptr;
+    // Where "Add New Category" makes its change, for Edit → Undo; may be null.
+    ChangeChannel *changes = nullptr;
     // The categories of comboCategory, in combo order; the categories are not owned.
     QList<ActivityCategory *> comboCategories;
 

@@ -1,7 +1,9 @@
 #include "ActivityList.h"
 
 #include "ActivityEdit.h"
+#include "app/ChangeChannel.h"
 #include "model/QuorvelDocument.h"
+#include "model/TaskCommands.h"
 #include "platform/MessageBox.h"
 #include "views/QVTable.h"
 
@@ -115,15 +117,17 @@ void ActivityList::updateEnabled()
 void ActivityList::newActivity()
 {
     ActivityEdit dialog(nullptr, document, this);
+    dialog.changes = changes;
     dialog.setWindowTitle(tr("Quorvel - New Activity"));
     if (dialog.exec() != QDialog::Accepted)
         return;
 
-    auto *activity
-        = new Activity(document->allocateId(), dialog.name(), dialog.selectedCategory, false);
-    document->activities.append(activity);
-    selectedActivity = activity;
-    document->activities.sort();
+    {
+        ChangeScope change(changes);
+        change.setText(TaskMessages::recordChange(TaskMessages::Record::Activity,
+                                                  TaskMessages::Change::New, dialog.name()));
+        selectedActivity = document->addActivity(dialog.name(), dialog.selectedCategory);
+    }
     updateView();
 }
 
@@ -133,13 +137,19 @@ void ActivityList::editActivity()
         return;
 
     ActivityEdit dialog(selectedActivity, document, this);
+    dialog.changes = changes;
     dialog.setWindowTitle(tr("Quorvel - Edit Activity"));
     if (dialog.exec() != QDialog::Accepted)
         return;
 
-    selectedActivity->name = dialog.name();
-    selectedActivity->category = dialog.selectedCategory;
-    document->activities.sort();
+    {
+        ChangeScope change(changes);
+        change.setText(TaskMessages::recordChange(TaskMessages::Record::Activity,
+                                                  TaskMessages::Change::Edit, dialog.name()));
+        selectedActivity->name = dialog.name();
+        selectedActivity->category = dialog.selectedCategory;
+        document->activities.sort();
+    }
     updateView();
 }
 
@@ -163,10 +173,18 @@ void ActivityList::deleteActivity()
     if (!MessageBox::ask(this, tr("Delete Activity"), text))
         return;
 
-    // Only withdrawn: the tasks keep their activity and times, but leave the shortcut buttons.
-    selectedActivity->obsolete = true;
-    for (QVTask *task : std::as_const(booked))
-        task->shortcut = 0;
-    selectedActivity = nullptr;
+    {
+        ChangeScope change(changes);
+        change.setText(TaskMessages::recordChange(
+            TaskMessages::Record::Activity, TaskMessages::Change::Delete, selectedActivity->name));
+        change.addNote(TaskMessages::runningWithoutButtonNote(
+            QuorvelDocument::runningActivities(booked, true), ChangeChannel::undoKey()));
+        // Only withdrawn: the tasks keep their activity and times, but leave the shortcut
+        // buttons.
+        selectedActivity->obsolete = true;
+        for (QVTask *task : std::as_const(booked))
+            task->shortcut = 0;
+        selectedActivity = nullptr;
+    }
     updateView();
 }

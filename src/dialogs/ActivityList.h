@@ -5,6 +5,7 @@
 #include <QList>
 
 class Activity;
+class ChangeChannel;
 class QuorvelDocument;
 class QStandardItemModel;
 class QVTable;
@@ -24,6 +25,8 @@ public:
     void updateEnabled();
 
     QuorvelDocument *document = nullptr;
+    // Where each change is made, for Edit → Undo; without one, changes are made directly.
+    ChangeChannel *changes = nullptr;
     // The activity of the current row, or null.
     Activity *selectedActivity = nullptr;
     QVTable *table = nullptr;

@@ -1,7 +1,9 @@
 #include "CategoryList.h"
 
 #include "CategoryEdit.h"
+#include "app/ChangeChannel.h"
 #include "model/QuorvelDocument.h"
+#include "model/TaskCommands.h"
 #include "platform/MessageBox.h"
 #include "views/QVTable.h"
 
@@ -40,10 +42,12 @@ void CategoryList::newCategory()
     if (dialog.exec() != QDialog::Accepted)
         return;
 
-    auto *category = new ActivityCategory(document->allocateId(), dialog.name(), false);
-    document->categories.append(category);
-    selectedCategory = category;
-    document->categories.sort();
+    {
+        ChangeScope change(changes);
+        change.setText(TaskMessages::recordChange(TaskMessages::Record::Category,
+                                                  TaskMessages::Change::New, dialog.name()));
+        selectedCategory = document->addCategory(dialog.name());
+    }
     updateView();
 }
 
@@ -56,8 +60,13 @@ void CategoryList::editCategory()
     if (dialog.exec() != QDialog::Accepted)
         return;
 
-    selectedCategory->name = dialog.name();
-    document->categories.sort();
+    {
+        ChangeScope change(changes);
+        change.setText(TaskMessages::recordChange(TaskMessages::Record::Category,
+                                                  TaskMessages::Change::Edit, dialog.name()));
+        selectedCategory->name = dialog.name();
+        document->categories.sort();
+    }
     updateView();
 }
 
@@ -96,13 +105,20 @@ void CategoryList::deleteCategory()
     if (!MessageBox::ask(this, tr("Delete Category"), question))
         return;
 
-    // The tasks stay, booked as before, but a withdrawn activity has no shortcut button.
-    for (QVTask *task : std::as_const(affectedTasks))
-        task->shortcut = 0;
-    for (Activity *activity : std::as_const(affectedActivities))
-        activity->obsolete = true;
-    selectedCategory->obsolete = true;
-    selectedCategory = nullptr;
+    {
+        ChangeScope change(changes);
+        change.setText(TaskMessages::recordChange(
+            TaskMessages::Record::Category, TaskMessages::Change::Delete, selectedCategory->name));
+        change.addNote(TaskMessages::runningWithoutButtonNote(
+            QuorvelDocument::runningActivities(affectedTasks, true), ChangeChannel::undoKey()));
+        // The tasks stay, booked as before, but a withdrawn activity has no shortcut button.
+        for (QVTask *task : std::as_const(affectedTasks))
+            task->shortcut = 0;
+        for (Activity *activity : std::as_const(affectedActivities))
+            activity->obsolete = true;
+        selectedCategory->obsolete = true;
+        selectedCategory = nullptr;
+    }
     updateView();
 }
 

@@ -5,6 +5,7 @@
 #include <QList>
 
 class ActivityCategory;
+class ChangeChannel;
 class QuorvelDocument;
 class QStandardItemModel;
 class QVTable;
@@ -21,6 +22,8 @@ public:
     explicit CategoryList(QuorvelDocument *document, QWidget *parent = nullptr);
 
     QuorvelDocument *document = nullptr;
+    // Where each change is made, for Edit → Undo; without one, changes are made directly.
+    ChangeChannel *changes = nullptr;
     // The category of the current row; null when no row is current.
     ActivityCategory *selectedCategory = nullptr;
     // Object name "tblCategoryList"; a child of this widget.

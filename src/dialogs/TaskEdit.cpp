@@ -2,7 +2,9 @@
 
 #include "ActivityEdit.h"
 #include "TimeFields.h"
+#include "app/ChangeChannel.h"
 #include "model/QuorvelDocument.h"
+#include "model/TaskCommands.h"
 #include "platform/Clock.h"
 #include "platform/DateBookMonth.h"
 #include "platform/MessageBox.h"
@@ -337,18 +339,22 @@ void TaskEdit::activityActivated(int index)
 void TaskEdit::maintainActivities()
 {
     ActivityEdit activityEdit(nullptr, m_document, this);
+    activityEdit.changes = changes;
     activityEdit.setWindowTitle(tr("Quorvel - New Activity"));
     // Shown by exec() itself: a dialog already visible when exec() starts is not modal.
     activityEdit.setWindowState(activityEdit.windowState() | Qt::WindowMaximized);
     if (activityEdit.exec() != QDialog::Accepted)
         return;
 
-    // The document owns the activity from here on, even if this dialog is cancelled.
-    auto *activity = new Activity(m_document->allocateId(), activityEdit.name(),
-                                  activityEdit.selectedCategory, false);
-    m_document->activities.append(activity);
-    selectedActivity = activity;
-    m_document->activities.sort();
+    // The document owns the activity from here on, even if this dialog is cancelled: a change
+    // of its own.
+    {
+        ChangeScope change(changes);
+        change.setText(TaskMessages::recordChange(TaskMessages::Record::Activity,
+                                                  TaskMessages::Change::New, activityEdit.name()));
+        selectedActivity
+            = m_document->addActivity(activityEdit.name(), activityEdit.selectedCategory);
+    }
     setupActivities();
 }
 

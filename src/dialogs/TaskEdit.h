@@ -6,6 +6,7 @@
 #include <QList>
 
 class Activity;
+class ChangeChannel;
 class DateBookMonth;
 class QCheckBox;
 class QMenu;
@@ -38,6 +39,8 @@ public:
     QMenu *datePopup = nullptr;
     DateBookMonth *monthPicker = nullptr;
     QList<Activity *> comboActivities;
+    // Where "Add New Activity" makes its change, for Edit → Undo; may be null.
+    ChangeChannel *changes = nullptr;
 
 public Q_SLOTS:
     void pickStartDate();

@@ -84,14 +84,15 @@ bool MessageBox::informationWithCheckBox(QWidget *parent, const QString &title, 
 }
 
 int MessageBox::choose(QWidget *parent, const QString &title, const QString &text,
-                       const QStringList &buttons, int defaultIndex, int escapeIndex)
+                       const QStringList &buttons, int defaultIndex, int escapeIndex,
+                       QMessageBox::Icon icon)
 {
     TestState &state = testState();
     if (state.testing) {
-        state.shown.append({title, text, QMessageBox::Question, buttons, {}});
+        state.shown.append({title, text, icon, buttons, {}});
         return state.choices.isEmpty() ? escapeIndex : state.choices.takeFirst();
     }
-    QMessageBox box(QMessageBox::Question, title, text, QMessageBox::NoButton, parent);
+    QMessageBox box(icon, title, text, QMessageBox::NoButton, parent);
     QList<QPushButton *> pushButtons;
     for (const QString &wording : buttons)
         pushButtons << box.addButton(wording, QMessageBox::ActionRole);

@@ -25,9 +25,11 @@ public:
     static bool informationWithCheckBox(QWidget *parent, const QString &title, const QString &text,
                                         const QString &checkBoxText);
     // A question with buttons of the caller's words, left to right; returns the index of the
-    // button pressed, escapeIndex when the box is closed.
+    // button pressed, escapeIndex when the box is closed. A refusal that offers a way out
+    // shows the information icon instead.
     static int choose(QWidget *parent, const QString &title, const QString &text,
-                      const QStringList &buttons, int defaultIndex, int escapeIndex);
+                      const QStringList &buttons, int defaultIndex, int escapeIndex,
+                      QMessageBox::Icon icon = QMessageBox::Question);
 
     // --- Test seam ----------------------------------------------------------------------
     // Once testing is on, no box is shown: each call is recorded and answered with the next
