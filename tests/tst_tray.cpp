@@ -69,6 +69,7 @@ private Q_SLOTS:
     void closingWhileATaskRunsKeepsQuorvel();
     void closingWithNothingRunningEndsQuorvel();
     void withoutAPanelNothingChanges();
+    void runningTasksWithoutAButtonAreListed();
 };
 
 void TestTray::init()
@@ -283,6 +284,50 @@ void TestTray::withoutAPanelNothingChanges()
     window.mainWidget()->button(1)->click();
     QVERIFY(window.close());
     QVERIFY(MessageBox::shown().isEmpty());
+}
+
+void TestTray::runningTasksWithoutAButtonAreListed()
+{
+    // A task of a withdrawn activity runs, without a button; another runs on button 1.
+    FileSetup setup;
+    Activity *old = DocumentBuilder(setup.doc).activity(
+        QStringLiteral("Old & done"),
+        DocumentBuilder(setup.doc).category(QStringLiteral("Gone"), true), true);
+    setup.task(old, at(21, 8, 0), QDateTime());
+    setup.save();
+    Configuration().setAllowConcurrentTasks(true);
+    QuorvelMainWindow window;
+    TrayIcon tray(&window);
+    window.mainWidget()->button(1)->click();
+    QCOMPARE(tray.runningActions().size(), 1);
+    QAction *entry = tray.runningActions().at(0);
+    QCOMPARE(entry->text(), QStringLiteral("Old && done"));
+    QVERIFY(entry->isCheckable());
+    QVERIFY(entry->isChecked());
+    QVERIFY(entry->isVisible());
+    // After the buttons' entries, before the separator.
+    QCOMPARE(tray.menu()->actions().size(), 7);
+    QCOMPARE(tray.menu()->actions().at(3), entry);
+    QCOMPARE(tray.toolTip(), QStringLiteral("Quorvel\nOld & done\t1:30\nA\t0:00"));
+
+    const QByteArray before = window.document()->getDocumentBytes();
+    Clock::setFixed(at(21, 9, 45));
+    entry->trigger();
+    QVERIFY(MessageBox::shown().isEmpty());
+    QVTask *stopped = window.document()->tasks.at(2);
+    QCOMPARE(stopped->activityName(), QStringLiteral("Old & done"));
+    QCOMPARE(stopped->stop(), at(21, 9, 45));
+    QVERIFY(tray.runningActions().isEmpty());
+    QCOMPARE(tray.menu()->actions().size(), 6);
+    // Button 1's task runs on.
+    QVERIFY(tray.shortcutAction(1)->isChecked());
+
+    QAction *undo = window.findChild<QAction *>(QStringLiteral("undo"));
+    QCOMPARE(undo->text(), QStringLiteral("Undo Stop of Old && done"));
+    undo->trigger();
+    QCOMPARE(window.document()->getDocumentBytes(), before);
+    QCOMPARE(tray.runningActions().size(), 1);
+    QVERIFY(tray.runningActions().at(0)->isChecked());
 }
 
 QUORVEL_TEST_MAIN(TestTray)

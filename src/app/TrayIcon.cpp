@@ -57,7 +57,7 @@ TrayIcon::TrayIcon(QuorvelMainWindow *window)
         });
         m_shortcuts[slot - 1] = entry;
     }
-    m_menu->addSeparator();
+    m_separator = m_menu->addSeparator();
     m_open = m_menu->addAction(tr("Open Quorvel"));
     m_open->setObjectName(QStringLiteral("trayOpen"));
     connect(m_open, &QAction::triggered, this, [this] {
@@ -156,6 +156,7 @@ void TrayIcon::refresh()
         entry->setEnabled(button->isEnabled());
         entry->setChecked(button->isChecked());
     }
+    refreshRunning();
     bool running = false;
     for (const QVTask *task : m_window->document()->tasks)
         running = running || task->isRunning();
@@ -163,6 +164,52 @@ void TrayIcon::refresh()
     if (m_icon) {
         m_icon->setIcon(running ? m_runningIcon : m_idleIcon);
         m_icon->setToolTip(toolTip());
+    }
+}
+
+void TrayIcon::refreshRunning()
+{
+    // A running task whose activity or category was withdrawn has no button, and stays within
+    // reach here.
+    QList<int> ids;
+    QStringList names;
+    for (const QVTask *task : m_window->document()->tasks) {
+        if (task->isRunning() && (task->shortcut < 1 || task->shortcut > 3)) {
+            ids << task->id;
+            names << task->activityName();
+        }
+    }
+    // Rebuilt only when they changed, not with every tick of the tooltip's timer.
+    if (ids == m_runningIds && m_running.size() == names.size()) {
+        for (int i = 0; i < names.size(); ++i) {
+            QString text = names.at(i);
+            m_running.at(i)->setText(text.replace(QLatin1Char('&'), QLatin1String("&&")));
+            // A stop that was refused leaves the task running, and its entry ticked.
+            m_running.at(i)->setChecked(true);
+        }
+        return;
+    }
+    // The entry clicked may be among them, still in its signal.
+    for (QAction *entry : std::as_const(m_running)) {
+        m_menu->removeAction(entry);
+        entry->deleteLater();
+    }
+    m_running.clear();
+    m_runningIds = ids;
+    for (int i = 0; i < ids.size(); ++i) {
+        QString text = names.at(i);
+        auto *entry
+            = new QAction(text.replace(QLatin1Char('&'), QLatin1String("&&")), m_menu.get());
+        entry->setObjectName(QStringLiteral("trayRunning%1").arg(i + 1));
+        entry->setCheckable(true);
+        entry->setChecked(true);
+        const int id = ids.at(i);
+        connect(entry, &QAction::triggered, this, [this, id] {
+            m_window->stopRunningTask(id);
+            refresh();
+        });
+        m_menu->insertAction(m_separator, entry);
+        m_running << entry;
     }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QIcon>
+#include <QList>
 #include <QObject>
 
 #include <memory>
@@ -14,8 +15,9 @@ class QuorvelMainWindow;
 // Quorvel in the panel (a StatusNotifierItem on KDE, and on GNOME with the AppIndicator
 // extension). Its icon tells whether a task runs, its tooltip lists the running tasks with
 // their running times, and its menu has the three shortcut buttons (clicking the buttons
-// themselves: the same command, with every refusal and question), "Open Quorvel" and
-// "Quit". The window closed while a task runs stays here (QuorvelMainWindow::closeEvent).
+// themselves: the same command, with every refusal and question), then every running task
+// that has no button (a click stops it by the same rules), "Open Quorvel" and "Quit". The
+// window closed while a task runs stays here (QuorvelMainWindow::closeEvent).
 class TrayIcon : public QObject
 {
     Q_OBJECT
@@ -31,6 +33,8 @@ public:
     QMenu *menu() const { return m_menu.get(); }
     // The entry of a shortcut button, 1 to 3.
     QAction *shortcutAction(int slot) const;
+    // The entries of the running tasks without a button, oldest first.
+    QList<QAction *> runningActions() const { return m_running; }
     QAction *openAction() const { return m_open; }
     QAction *quitAction() const { return m_quit; }
     // "Quorvel", then a line "activity<tab>H:MM" for each running task, oldest first.
@@ -48,12 +52,19 @@ public:
     static void setPanelForTesting(bool on);
 
 private:
+    // Puts an entry for every running task without a button after the buttons' entries.
+    void refreshRunning();
+
     QuorvelMainWindow *m_window;
     std::unique_ptr<QMenu> m_menu;
     QSystemTrayIcon *m_icon = nullptr;
     QAction *m_shortcuts[3] = {};
     QAction *m_open = nullptr;
     QAction *m_quit = nullptr;
+    QAction *m_separator = nullptr;
+    QList<QAction *> m_running;
+    // The ids of the tasks those entries stand for, in order.
+    QList<int> m_runningIds;
     QTimer *m_timer = nullptr;
     QIcon m_idleIcon;
     QIcon m_runningIcon;
