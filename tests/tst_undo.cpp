@@ -209,6 +209,8 @@ private Q_SLOTS:
     void trappedTaskStopsWhereTheNextTaskStarts();
     void trappedTaskRefusalWithoutAWayOut();
 
+    void deletingTheCategoryOfARunningTaskNamesIt();
+    void deletingTheActivityOfARunningTaskNamesIt();
     void deleteTaskKeepsTheRow();
 };
 
@@ -850,6 +852,53 @@ void TestUndo::trappedTaskRefusalWithoutAWayOut()
     QCOMPARE(shownTitles(), QStringList{QStringLiteral("Cannot Stop Task")});
     QCOMPARE(MessageBox::shown().at(0).buttons, QStringList());
     QVERIFY(running->isRunning());
+}
+
+void TestUndo::deletingTheCategoryOfARunningTaskNamesIt()
+{
+    QuorvelMainWindow window;
+    window.mainWidget()->button(1)->click();
+    inList<CategoryList>(window, &QuorvelMainWindow::maintainCategories, [](CategoryList *list) {
+        list->selectedCategory = list->document->categories.at(2);
+        MessageBox::setNextAnswer(QMessageBox::Yes);
+        list->deleteCategory();
+    });
+    QCOMPARE(shownTitles(), QStringList{QStringLiteral("Delete Category")});
+    // The question as it was, and below it the running task.
+    QCOMPARE(MessageBox::shown().at(0).text,
+             QStringLiteral("There are 4 task(s) and 2\nactivities using this category.\n"
+                            "Deleting the category will\nautomatically delete all the\n"
+                            "associated activities.\n\nProceed?"));
+    QCOMPARE(MessageBox::shown().at(0).informative,
+             QStringLiteral("Coding is running now; it keeps running without a shortcut "
+                            "button."));
+    // It runs on, without a button.
+    QVTask *coding = findTask(*window.document(), QStringLiteral("Coding"), at(21, 9, 30));
+    QVERIFY(coding->isRunning());
+    QCOMPARE(coding->shortcut, 0);
+    QVERIFY(!window.mainWidget()->button(1)->isEnabled());
+}
+
+void TestUndo::deletingTheActivityOfARunningTaskNamesIt()
+{
+    QuorvelMainWindow window;
+    window.mainWidget()->button(3)->click();
+    inList<ActivityList>(window, &QuorvelMainWindow::maintainActivities, [](ActivityList *list) {
+        list->selectedActivity = activityNamed(*list->document, QStringLiteral("Gardening"));
+        MessageBox::setNextAnswer(QMessageBox::Yes);
+        list->deleteActivity();
+    });
+    QCOMPARE(shownTitles(), QStringList{QStringLiteral("Delete Activity")});
+    QCOMPARE(MessageBox::shown().at(0).text,
+             QStringLiteral("There are 2 task(s) using\nthis activity. Are you sure\nyou want "
+                            "to delete\nGardening?"));
+    QCOMPARE(MessageBox::shown().at(0).informative,
+             QStringLiteral("Gardening is running now; it keeps running without a shortcut "
+                            "button."));
+    QCOMPARE(window.statusBar()->currentMessage(),
+             QStringLiteral("Gardening keeps running without a shortcut button. Ctrl+Z brings "
+                            "the button back."));
+    QVERIFY(findTask(*window.document(), QStringLiteral("Gardening"), at(21, 9, 30))->isRunning());
 }
 
 void TestUndo::deleteTaskKeepsTheRow()

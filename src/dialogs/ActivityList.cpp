@@ -170,7 +170,10 @@ void ActivityList::deleteActivity()
               : tr("There are %1 task(s) using\nthis activity. Are you sure\nyou want to "
                    "delete\n%2?")
                     .arg(QString::number(booked.size()), selectedActivity->name);
-    if (!MessageBox::ask(this, tr("Delete Activity"), text))
+    // A running task goes on; the person learns that it leaves the buttons.
+    if (!MessageBox::ask(this, tr("Delete Activity"), text,
+                         TaskMessages::keepRunningWithoutButton(
+                             QuorvelDocument::runningActivities(booked, false))))
         return;
 
     {

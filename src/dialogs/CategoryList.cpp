@@ -102,7 +102,10 @@ void CategoryList::deleteCategory()
     } else {
         question = tr("Are you sure you want to delete\n%1?").arg(selectedCategory->name);
     }
-    if (!MessageBox::ask(this, tr("Delete Category"), question))
+    // A running task goes on; the person learns that it leaves the buttons.
+    if (!MessageBox::ask(this, tr("Delete Category"), question,
+                         TaskMessages::keepRunningWithoutButton(
+                             QuorvelDocument::runningActivities(affectedTasks, false))))
         return;
 
     {

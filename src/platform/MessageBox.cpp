@@ -24,11 +24,12 @@ TestState &testState()
 QMessageBox::StandardButton show(QWidget *parent, QMessageBox::Icon icon, const QString &title,
                                  const QString &text, QMessageBox::StandardButtons buttons,
                                  QMessageBox::StandardButton defaultButton,
-                                 QMessageBox::StandardButton escapeButton)
+                                 QMessageBox::StandardButton escapeButton,
+                                 const QString &informative = QString())
 {
     TestState &state = testState();
     if (state.testing) {
-        state.shown.append({title, text, icon, {}, {}});
+        state.shown.append({title, text, icon, {}, {}, informative});
         if (!state.answers.isEmpty())
             return state.answers.takeFirst();
         if (escapeButton != QMessageBox::NoButton)
@@ -36,6 +37,7 @@ QMessageBox::StandardButton show(QWidget *parent, QMessageBox::Icon icon, const 
         return (buttons & QMessageBox::Ok) ? QMessageBox::Ok : QMessageBox::NoButton;
     }
     QMessageBox box(icon, title, text, buttons, parent);
+    box.setInformativeText(informative);
     if (defaultButton != QMessageBox::NoButton)
         box.setDefaultButton(defaultButton);
     if (escapeButton != QMessageBox::NoButton)
@@ -55,10 +57,11 @@ QMessageBox::StandardButton MessageBox::warning(QWidget *parent, const QString &
     return show(parent, QMessageBox::Warning, title, text, buttons, defaultButton, escapeButton);
 }
 
-bool MessageBox::ask(QWidget *parent, const QString &title, const QString &text)
+bool MessageBox::ask(QWidget *parent, const QString &title, const QString &text,
+                     const QString &informative)
 {
-    return warning(parent, title, text, QMessageBox::Yes | QMessageBox::No, QMessageBox::No,
-                   QMessageBox::No)
+    return show(parent, QMessageBox::Warning, title, text, QMessageBox::Yes | QMessageBox::No,
+                QMessageBox::No, QMessageBox::No, informative)
            == QMessageBox::Yes;
 }
 
@@ -73,7 +76,7 @@ bool MessageBox::informationWithCheckBox(QWidget *parent, const QString &title, 
 {
     TestState &state = testState();
     if (state.testing) {
-        state.shown.append({title, text, QMessageBox::Information, {}, checkBoxText});
+        state.shown.append({title, text, QMessageBox::Information, {}, checkBoxText, {}});
         return !state.checkBoxes.isEmpty() && state.checkBoxes.takeFirst();
     }
     QMessageBox box(QMessageBox::Information, title, text, QMessageBox::Ok, parent);
@@ -89,7 +92,7 @@ int MessageBox::choose(QWidget *parent, const QString &title, const QString &tex
 {
     TestState &state = testState();
     if (state.testing) {
-        state.shown.append({title, text, icon, buttons, {}});
+        state.shown.append({title, text, icon, buttons, {}, {}});
         return state.choices.isEmpty() ? escapeIndex : state.choices.takeFirst();
     }
     QMessageBox box(icon, title, text, QMessageBox::NoButton, parent);

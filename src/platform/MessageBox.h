@@ -18,7 +18,10 @@ public:
             QMessageBox::StandardButton defaultButton = QMessageBox::NoButton,
             QMessageBox::StandardButton escapeButton = QMessageBox::NoButton);
     // A question with Yes and No; No is the default and the Escape button. True for Yes.
-    static bool ask(QWidget *parent, const QString &title, const QString &text);
+    // informative, when given, is a further line below the question (QMessageBox's
+    // informative text), which leaves the question's own text as it is.
+    static bool ask(QWidget *parent, const QString &title, const QString &text,
+                    const QString &informative = QString());
     static void information(QWidget *parent, const QString &title, const QString &text);
     // An information with a check box (checkBoxText, off at first) below the text; returns
     // whether the person ticked it.
@@ -43,6 +46,8 @@ public:
         // The buttons of choose() and the check box of informationWithCheckBox(), as worded.
         QStringList buttons;
         QString checkBox;
+        // The informative text below the text, of ask().
+        QString informative;
     };
     static void setTesting(bool on);
     static void setNextAnswer(QMessageBox::StandardButton answer);
