@@ -16,6 +16,7 @@
 #include <QFileInfo>
 #include <QProcess>
 #include <QStatusBar>
+#include <QTemporaryDir>
 #include <QTimer>
 #include <QToolButton>
 #include <QtTest>
@@ -80,6 +81,12 @@ struct RunningWindow
         instance.acceptCommands();
         window->show();
     }
+
+    // Edit → Undo and Redo of the window.
+    QAction *undo() const { return window->findChild<QAction *>(QStringLiteral("undo")); }
+    QAction *redo() const { return window->findChild<QAction *>(QStringLiteral("redo")); }
+    // The document string the window holds.
+    QByteArray bytes() const { return window->document()->getDocumentBytes(); }
 };
 
 } // namespace
@@ -97,6 +104,7 @@ private Q_SLOTS:
     void aQuestionLeftOpenRefusesTheCommand();
     void handedCommandsAreUndoneInTheWindow();
     void aTrappedTaskIsOfferedItsStop();
+    void handedImportAndNewActivityAreUndone();
 };
 
 void TestCliWindow::init()
@@ -267,43 +275,38 @@ void TestCliWindow::handedCommandsAreUndoneInTheWindow()
     RunningWindow running;
     QVERIFY(running.window);
     const QuorvelMainWindow &window = *running.window;
-    QAction *undo = window.findChild<QAction *>(QStringLiteral("undo"));
-    QAction *redo = window.findChild<QAction *>(QStringLiteral("redo"));
-    const auto bytes = [&window] {
-        return window.document()->getDocumentBytes();
-    };
-    const QByteArray before = bytes();
+    const QByteArray before = running.bytes();
 
     QCOMPARE(quorvel({QStringLiteral("start"), QStringLiteral("Beta")}).exitCode, 0);
-    const QByteArray started = bytes();
-    QCOMPARE(undo->text(), QStringLiteral("Undo Start of Beta"));
+    const QByteArray started = running.bytes();
+    QCOMPARE(running.undo()->text(), QStringLiteral("Undo Start of Beta"));
     Clock::advance(45 * 60);
     QCOMPARE(quorvel({QStringLiteral("stop")}).exitCode, 0);
-    const QByteArray stopped = bytes();
-    QCOMPARE(undo->text(), QStringLiteral("Undo Stop of Beta"));
+    const QByteArray stopped = running.bytes();
+    QCOMPARE(running.undo()->text(), QStringLiteral("Undo Stop of Beta"));
 
-    undo->trigger();
-    QCOMPARE(bytes(), started);
+    running.undo()->trigger();
+    QCOMPARE(running.bytes(), started);
     QVERIFY(window.mainWidget()->button(2)->isChecked());
-    undo->trigger();
-    QCOMPARE(bytes(), before);
+    running.undo()->trigger();
+    QCOMPARE(running.bytes(), before);
     QVERIFY(!window.mainWidget()->button(2)->isChecked());
-    redo->trigger();
-    QCOMPARE(bytes(), started);
-    redo->trigger();
-    QCOMPARE(bytes(), stopped);
+    running.redo()->trigger();
+    QCOMPARE(running.bytes(), started);
+    running.redo()->trigger();
+    QCOMPARE(running.bytes(), stopped);
 
     // A task the command removed for lasting under a minute: the window says so.
     QCOMPARE(quorvel({QStringLiteral("start"), QStringLiteral("Alpha")}).exitCode, 0);
-    const QByteArray alpha = bytes();
+    const QByteArray alpha = running.bytes();
     const Run run = quorvel({QStringLiteral("stop")});
     QCOMPARE(run.out, QByteArray("Deleted “Alpha”: tasks of less than 1 minute duration are not "
                                  "logged.\n"));
-    QCOMPARE(undo->text(), QStringLiteral("Undo Removal of a Task Under a Minute"));
+    QCOMPARE(running.undo()->text(), QStringLiteral("Undo Removal of a Task Under a Minute"));
     QCOMPARE(window.statusBar()->currentMessage(),
              QStringLiteral("Removed Alpha: it ran under a minute. Ctrl+Z brings it back."));
-    undo->trigger();
-    QCOMPARE(bytes(), alpha);
+    running.undo()->trigger();
+    QCOMPARE(running.bytes(), alpha);
 
     // Undone here, and then written: the file holds what the window shows.
     QVERIFY(running.window->flush());
@@ -331,6 +334,56 @@ void TestCliWindow::aTrappedTaskIsOfferedItsStop()
     QCOMPARE(run.exitCode, 0);
     QCOMPARE(run.out, QByteArray("Stopped “Alpha” at 11/20/26 8:00 AM (1:00).\n"));
     QVERIFY(!running.window->document()->activeTasks());
+}
+
+void TestCliWindow::handedImportAndNewActivityAreUndone()
+{
+    RunningWindow running;
+    QVERIFY(running.window);
+    const QuorvelMainWindow &window = *running.window;
+    const QByteArray before = running.bytes();
+
+    // An import that makes an activity and a category of its own.
+    QTemporaryDir folder;
+    QVERIFY(folder.isValid());
+    const QString csv = folder.filePath(QStringLiteral("more.csv"));
+    {
+        QFile file(csv);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("Activity,Category,Start,Stop,Minutes\n"
+                   "Alpha,Work,2026-11-19T10:00,2026-11-19T10:45,45\n"
+                   "Gamma,Home,2026-11-19T11:00,2026-11-19T11:30,30\n");
+    }
+    Run run = quorvel({QStringLiteral("import"), csv});
+    QCOMPARE(run.err, QByteArray());
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, "Created the activity “Gamma” in “Home”.\nImported 2 tasks from “"
+                          + csv.toUtf8() + "”.\n");
+    const QByteArray imported = running.bytes();
+    QCOMPARE(window.document()->tasks.size(), 4);
+    QCOMPARE(running.undo()->text(), QStringLiteral("Undo Import of 2 Tasks"));
+    running.undo()->trigger();
+    QCOMPARE(running.bytes(), before);
+    QCOMPARE(window.document()->tasks.size(), 2);
+    QCOMPARE(window.mainWidget()->table->model()->rowCount(), 2);
+    QCOMPARE(running.redo()->text(), QStringLiteral("Redo Import of 2 Tasks"));
+    running.redo()->trigger();
+    QCOMPARE(running.bytes(), imported);
+
+    // A start that makes its activity first is one step with it.
+    run = quorvel({QStringLiteral("start"), QStringLiteral("Delta"), QStringLiteral("--category"),
+                   QStringLiteral("Garden")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Created the activity “Delta” in “Garden”.\n"
+                                 "Started “Delta” at 11/21/26 9:30 AM.\n"));
+    const QByteArray started = running.bytes();
+    QCOMPARE(running.undo()->text(), QStringLiteral("Undo Start of Delta"));
+    running.undo()->trigger();
+    QCOMPARE(running.bytes(), imported);
+    QVERIFY(!window.document()->activeTasks());
+    running.redo()->trigger();
+    QCOMPARE(running.bytes(), started);
+    QVERIFY(window.document()->activeTasks());
 }
 
 QUORVEL_TEST_MAIN(TestCliWindow)
