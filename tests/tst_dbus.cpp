@@ -17,6 +17,7 @@
 #include <QDBusConnectionInterface>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
+#include <QStatusBar>
 #include <QTemporaryDir>
 #include <QToolButton>
 #include <QXmlStreamReader>
@@ -137,6 +138,7 @@ private Q_SLOTS:
     void tasksChangedAfterAStartFromTheWindow();
     void changesAreUndoneInTheWindow();
     void refusalNamesTheMinuteThatWorks();
+    void aTaskUnderAMinuteIsNotedAndUndone();
     void aCallStartsQuorvel();
     void theInterfaceFileDescribesTheService();
 
@@ -305,6 +307,47 @@ void TestDBus::refusalNamesTheMinuteThatWorks()
                                                  "2026-11-21T08:00")),
              qPrintable(answer.text));
     QVERIFY(running->isRunning());
+}
+
+void TestDBus::aTaskUnderAMinuteIsNotedAndUndone()
+{
+    QAction *undo = m_window->findChild<QAction *>(QStringLiteral("undo"));
+    QAction *redo = m_window->findChild<QAction *>(QStringLiteral("redo"));
+    const auto bytes = [this] {
+        return m_window->document()->getDocumentBytes();
+    };
+    Answer answer = call(QStringLiteral("Start"), {QStringLiteral("Reading")});
+    QVERIFY2(!answer.error, qPrintable(answer.text));
+    const QByteArray reading = bytes();
+
+    // Writing started in the same minute takes Reading out: the window's status bar says so.
+    answer = call(QStringLiteral("Start"), {QStringLiteral("Writing")});
+    QVERIFY2(!answer.error, qPrintable(answer.text));
+    const QByteArray writing = bytes();
+    QCOMPARE(call(QStringLiteral("RunningTasks")).list, QStringList{QStringLiteral("Writing")});
+    QCOMPARE(undo->text(), QStringLiteral("Undo Start of Writing"));
+    QCOMPARE(m_window->statusBar()->currentMessage(),
+             QStringLiteral("Removed Reading: it ran under a minute. Ctrl+Z brings it back."));
+    undo->trigger();
+    QCOMPARE(bytes(), reading);
+    QCOMPARE(call(QStringLiteral("RunningTasks")).list, QStringList{QStringLiteral("Reading")});
+    redo->trigger();
+    QCOMPARE(bytes(), writing);
+
+    // Stopped in its first minute, Writing goes too.
+    answer = call(QStringLiteral("Stop"), {QStringLiteral("Writing")});
+    QVERIFY2(!answer.error, qPrintable(answer.text));
+    QCOMPARE(call(QStringLiteral("RunningTasks")).list, QStringList());
+    QCOMPARE(m_window->document()->tasks.size(), 1);
+    const QByteArray removed = bytes();
+    QCOMPARE(undo->text(), QStringLiteral("Undo Removal of a Task Under a Minute"));
+    QCOMPARE(m_window->statusBar()->currentMessage(),
+             QStringLiteral("Removed Writing: it ran under a minute. Ctrl+Z brings it back."));
+    undo->trigger();
+    QCOMPARE(bytes(), writing);
+    QCOMPARE(call(QStringLiteral("RunningTasks")).list, QStringList{QStringLiteral("Writing")});
+    redo->trigger();
+    QCOMPARE(bytes(), removed);
 }
 
 void TestDBus::theNameIsTakenOnce()
