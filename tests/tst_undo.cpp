@@ -198,6 +198,7 @@ private Q_SLOTS:
     void anEditorsNewActivityIsAStepOfItsOwn();
     void refusedStartLeavesNoStep();
     void ampersandInANameIsNoMnemonic();
+    void underAMinuteNotedWithAndWithoutTheQuestion();
 
     void purgeOfAHundredThousandTasks();
     void purgeCountFollowsTheMoment();
@@ -557,6 +558,38 @@ void TestUndo::ampersandInANameIsNoMnemonic()
     QCOMPARE(undoAction(window)->text(), QStringLiteral("Undo Start of R&&D"));
     undoAction(window)->trigger();
     QCOMPARE(redoAction(window)->text(), QStringLiteral("Redo Start of R&&D"));
+}
+
+void TestUndo::underAMinuteNotedWithAndWithoutTheQuestion()
+{
+    QuorvelMainWindow window;
+    QToolButton *coding = window.mainWidget()->button(1);
+    const QString note
+        = QStringLiteral("Removed Coding: it ran under a minute. Ctrl+Z brings it back.");
+    for (const bool asked : {true, false}) {
+        MessageBox::clearShown();
+        window.statusBar()->clearMessage();
+        const qsizetype count = window.document()->tasks.size();
+        coding->click();
+        const QByteArray started = bytesOf(window);
+        // The first time the question comes; its Yes skips it from then on.
+        MessageBox::setNextAnswer(QMessageBox::Yes);
+        coding->click();
+        QCOMPARE(shownTitles(), asked ? QStringList{QStringLiteral("Zero Duration Task")}
+                                      : QStringList());
+        QCOMPARE(window.document()->tasks.size(), count);
+        const QByteArray removed = bytesOf(window);
+        QVERIFY(!coding->isChecked());
+        QCOMPARE(window.statusBar()->currentMessage(), note);
+        QCOMPARE(undoAction(window)->text(),
+                 QStringLiteral("Undo Removal of a Task Under a Minute"));
+        undoAction(window)->trigger();
+        QCOMPARE(bytesOf(window), started);
+        QVERIFY(coding->isChecked());
+        redoAction(window)->trigger();
+        QCOMPARE(bytesOf(window), removed);
+        QVERIFY(!coding->isChecked());
+    }
 }
 
 namespace {
