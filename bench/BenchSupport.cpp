@@ -2,6 +2,7 @@
 
 #include "model/QuorvelDocument.h"
 #include "model/TaskTimeText.h"
+#include "platform/Clock.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -95,6 +96,12 @@ TemporaryHome::TemporaryHome()
     QFile::setPermissions(runtime,
                           QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtime));
+}
+
+void useOffscreenWidgets()
+{
+    Clock::pinLocalTimeZone();
+    qputenv("QT_QPA_PLATFORM", "offscreen");
 }
 
 void settle()

@@ -58,5 +58,9 @@ private:
     QTemporaryDir m_dir;
 };
 
+// What a benchmark of the window's widgets sets before its application object: the local
+// time zone pinned, and the offscreen platform, so that no screen or desktop weighs in.
+void useOffscreenWidgets();
+
 // Lets posted work run: layout requests, the paint after a rebuild.
 void settle();

@@ -10,7 +10,6 @@
 
 #include "BenchSupport.h"
 #include "model/QuorvelDocument.h"
-#include "platform/Clock.h"
 #include "platform/FileDialog.h"
 #include "platform/MessageBox.h"
 #include "reports/PeriodTimeSheetReport.h"
@@ -26,8 +25,7 @@
 
 int main(int argc, char *argv[])
 {
-    Clock::pinLocalTimeZone();
-    qputenv("QT_QPA_PLATFORM", "offscreen");
+    useOffscreenWidgets();
     // A4 paper whatever the machine's locale.
     QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedKingdom));
     const TemporaryHome home;

@@ -11,7 +11,6 @@
 
 #include "BenchSupport.h"
 #include "model/QuorvelDocument.h"
-#include "platform/Clock.h"
 #include "reports/ReportBrowser.h"
 #include "reports/ReportText.h"
 #include "views/SafeTextBrowser.h"
@@ -51,13 +50,11 @@ void fillSmall(QuorvelDocument &doc)
 
 int main(int argc, char *argv[])
 {
-    Clock::pinLocalTimeZone();
-    qputenv("QT_QPA_PLATFORM", "offscreen");
+    useOffscreenWidgets();
     const TemporaryHome home;
 
     QApplication app(argc, argv);
-    const QStringList args = app.arguments();
-    const int runs = runsArgument(args);
+    const int runs = runsArgument(QCoreApplication::arguments());
 
     const QDate to(2026, 11, 21);
     const QDate from = to.addYears(-1).addDays(1);

@@ -24,13 +24,11 @@
 
 int main(int argc, char *argv[])
 {
-    Clock::pinLocalTimeZone();
-    qputenv("QT_QPA_PLATFORM", "offscreen");
+    useOffscreenWidgets();
     const TemporaryHome home;
 
     QApplication app(argc, argv);
-    const QStringList args = app.arguments();
-    const int runs = runsArgument(args);
+    const int runs = runsArgument(QCoreApplication::arguments());
 
     // The window reads the large document from its data file, as at a start.
     {
