@@ -5,8 +5,12 @@
 #include "IdBlocks.h"
 #include "Restore.h"
 #include "ServerDatabase.h"
+#include "TlsFiles.h"
+
+#include "sync/TlsTrust.h"
 
 #include <QCommandLineParser>
+#include <QFileInfo>
 #include <QSocketNotifier>
 #include <QTextStream>
 
@@ -22,12 +26,12 @@
 
 namespace {
 
-// Self-pipe for SIGTERM, SIGINT and SIGHUP: the handler only writes a byte.
+// Self-pipe for SIGTERM, SIGINT and SIGHUP: the handler only writes the signal's number.
 int s_signalPipe[2] = {-1, -1};
 
-void onSignal(int)
+void onSignal(int signal)
 {
-    const char byte = 1;
+    const char byte = char(signal);
     const ssize_t written = ::write(s_signalPipe[1], &byte, 1);
     Q_UNUSED(written);
 }
@@ -179,12 +183,29 @@ bool parseDate(const QCommandLineParser &parser, const QCommandLineOption &optio
     return false;
 }
 
-int serve(const QCommandLineParser &parser, const ServerDatabase &location,
-          const QCommandLineOption &listen, const QCommandLineOption &workers,
-          const QCommandLineOption &timeout, const QCommandLineOption &maxRequest,
-          const QCommandLineOption &blocksPerDay)
+struct ServeOptions
 {
+    QCommandLineOption listen;
+    QCommandLineOption workers;
+    QCommandLineOption timeout;
+    QCommandLineOption maxRequest;
+    QCommandLineOption blocksPerDay;
+    QCommandLineOption tlsCert;
+    QCommandLineOption tlsKey;
+};
+
+int serve(const QCommandLineParser &parser, const ServerDatabase &location,
+          const ServeOptions &serveOptions)
+{
+    const auto &[listen, workers, timeout, maxRequest, blocksPerDay, tlsCert, tlsKey]
+        = serveOptions;
     ServerOptions options;
+    if (parser.isSet(tlsCert) != parser.isSet(tlsKey))
+        return usage(CommandLine::tr("--tls-cert and --tls-key go together."));
+    if (parser.isSet(tlsCert)) {
+        options.tlsCertificateFile = parser.value(tlsCert);
+        options.tlsKeyFile = parser.value(tlsKey);
+    }
     if (parser.isSet(listen)) {
         const QString value = parser.value(listen);
         const qsizetype colon = value.lastIndexOf(QLatin1Char(':'));
@@ -272,8 +293,11 @@ int serve(const QCommandLineParser &parser, const ServerDatabase &location,
     QObject::connect(&notifier, &QSocketNotifier::activated, &server, [&server] {
         char byte = 0;
         const ssize_t n = ::read(s_signalPipe[0], &byte, 1);
-        Q_UNUSED(n);
-        server.stop();
+        // SIGHUP brings a renewed certificate in; without TLS it stops, as a hang-up does.
+        if (n == 1 && byte == char(SIGHUP) && server.isSecure())
+            server.reloadTls();
+        else
+            server.stop();
     });
     QObject::connect(&server, &ExchangeServer::stopped, qApp, &QCoreApplication::quit);
     struct sigaction action
@@ -313,18 +337,112 @@ QList<Command> commands()
         CommandLine::tr("Give one user's computers at most N new blocks of task ids in 24 hours "
                         "(default 10); a new computer takes one."),
         CommandLine::tr("N"));
+    const QCommandLineOption tlsCert(
+        QStringLiteral("tls-cert"),
+        CommandLine::tr("Serve over TLS with the certificate of FILE (PEM, the chain after it); "
+                        "needs --tls-key. SIGHUP reads both files again."),
+        CommandLine::tr("FILE"));
+    const QCommandLineOption tlsKey(QStringLiteral("tls-key"),
+                                    CommandLine::tr("The certificate's private key (PEM, "
+                                                    "unencrypted)."),
+                                    CommandLine::tr("FILE"));
+    const ServeOptions serveOptions{listen,       workers, timeout, maxRequest,
+                                    blocksPerDay, tlsCert, tlsKey};
     list.append({{QStringLiteral("serve")},
                  QString(),
                  CommandLine::tr("Run the group server (the default when no command is "
-                                 "given). SIGTERM finishes the exchanges under way and stops."),
-                 {listen, workers, timeout, maxRequest, blocksPerDay},
+                                 "given). SIGTERM finishes the exchanges under way and stops; "
+                                 "SIGHUP reads the TLS certificate and key again."),
+                 {listen, workers, timeout, maxRequest, blocksPerDay, tlsCert, tlsKey},
                  0,
                  0,
                  [=](const QCommandLineParser &parser, const QStringList &,
                      const ServerDatabase &location) {
-                     return serve(parser, location, listen, workers, timeout, maxRequest,
-                                  blocksPerDay);
+                     return serve(parser, location, serveOptions);
                  }});
+
+    const QCommandLineOption host(QStringLiteral("host"),
+                                  CommandLine::tr("A host name or IP address the members reach "
+                                                  "the server by; may be given more than once."),
+                                  CommandLine::tr("NAME"));
+    const QCommandLineOption validFor(
+        QStringLiteral("days"),
+        CommandLine::tr("Keep the certificate valid for N days (default 3650)."),
+        CommandLine::tr("N"));
+    const QCommandLineOption certOut(
+        QStringLiteral("tls-cert"),
+        CommandLine::tr("Write the certificate to FILE (default: tls-certificate.pem in the "
+                        "data folder)."),
+        CommandLine::tr("FILE"));
+    const QCommandLineOption keyOut(
+        QStringLiteral("tls-key"),
+        CommandLine::tr("Write the key to FILE, readable by you alone (default: tls-key.pem in "
+                        "the data folder)."),
+        CommandLine::tr("FILE"));
+    list.append(
+        {{QStringLiteral("tls"), QStringLiteral("self-signed")},
+         QString(),
+         CommandLine::tr("Make a key and a self-signed certificate for serving TLS without a "
+                         "certificate authority, and print the certificate's SHA-256 "
+                         "fingerprint for the members to compare when Quorvel asks them."),
+         {host, validFor, certOut, keyOut},
+         0,
+         0,
+         [=](const QCommandLineParser &parser, const QStringList &,
+             const ServerDatabase &location) {
+             const QStringList hosts = parser.values(host);
+             if (hosts.isEmpty())
+                 return usage(CommandLine::tr("\"tls self-signed\" needs --host."));
+             for (const QString &name : hosts) {
+                 if (!TlsFiles::isHostName(name))
+                     return usage(CommandLine::tr("--host %1 is not a host name or an IP "
+                                                  "address.")
+                                      .arg(name));
+             }
+             int validDays = 3650;
+             if (parser.isSet(validFor)) {
+                 bool ok = false;
+                 validDays = parser.value(validFor).toInt(&ok);
+                 if (!ok || validDays < 1 || validDays > 36500)
+                     return usage(CommandLine::tr("--days takes a number from 1 to 36500."));
+             }
+             const QString folder = location.stateFolder();
+             const QString certificateFile
+                 = parser.isSet(certOut) ? parser.value(certOut)
+                                         : folder + QStringLiteral("/tls-certificate.pem");
+             const QString keyFile = parser.isSet(keyOut)
+                                         ? parser.value(keyOut)
+                                         : folder + QStringLiteral("/tls-key.pem");
+             QString error;
+             QSslConfiguration made;
+             if (!TlsFiles::makeSelfSigned(hosts, validDays, certificateFile, keyFile, &error)
+                 || !TlsFiles::load(certificateFile, keyFile, &made, &error)) {
+                 err() << error << '\n';
+                 err().flush();
+                 return 1;
+             }
+             const QSslCertificate certificate = made.localCertificate();
+             out() << CommandLine::tr("Wrote the key %1, readable by you alone, and the "
+                                      "certificate %2 for %3, valid until %4.")
+                          .arg(QFileInfo(keyFile).absoluteFilePath(),
+                               QFileInfo(certificateFile).absoluteFilePath(),
+                               TlsTrust::names(certificate),
+                               certificate.expiryDate().date().toString(Qt::ISODate))
+                   << '\n'
+                   << CommandLine::tr("Serve with: quorvel-server --tls-cert %1 --tls-key %2 "
+                                      "--listen 0.0.0.0:8443")
+                          .arg(QFileInfo(certificateFile).absoluteFilePath(),
+                               QFileInfo(keyFile).absoluteFilePath())
+                   << '\n'
+                   << CommandLine::tr("Members enter the server as https://%1:8443 and, when Quorvel "
+                                      "asks whether to trust it, compare this SHA-256 "
+                                      "fingerprint:")
+                          .arg(hosts.constFirst())
+                   << '\n'
+                   << TlsTrust::fingerprint(certificate) << '\n';
+             out().flush();
+             return 0;
+         }});
 
     list.append(
         {{QStringLiteral("user"), QStringLiteral("add")},

@@ -1,8 +1,10 @@
 #include "ExchangeServer.h"
 
 #include "HttpRequest.h"
+#include "TlsFiles.h"
 
 #include <QMetaObject>
+#include <QSslSocket>
 #include <QTcpSocket>
 #include <QThread>
 #include <QTimer>
@@ -17,6 +19,9 @@ constexpr qsizetype MaxHeadBytes = 16 * 1024;
 // How long a refused request's remaining body is still read, so that the peer sees the
 // reply rather than a reset connection.
 constexpr int DrainMs = 2000;
+// The first byte a TLS client sends (the record type of its handshake); no request line
+// begins with it.
+constexpr char TlsHandshakeRecord = 0x16;
 
 QByteArray reasonPhrase(int status)
 {
@@ -142,6 +147,10 @@ public:
     {
         socket->setParent(this);
         m_peer = socket->peerAddress().toString();
+        if (server->isSecure()) {
+            m_state = State::Hello;
+            connect(socket, &QTcpSocket::errorOccurred, this, &ServerConnection::socketError);
+        }
         m_deadline.setSingleShot(true);
         connect(&m_deadline, &QTimer::timeout, this, &ServerConnection::timedOut);
         m_deadline.start(server->m_options.requestTimeoutMs);
@@ -154,7 +163,10 @@ public:
     ~ServerConnection() override { m_server->releaseBuffer(m_reserved); }
 
     QString peer() const { return m_peer; }
-    bool isIdle() const { return m_state == State::Head && m_head.isEmpty(); }
+    bool isIdle() const
+    {
+        return (m_state == State::Hello || m_state == State::Head) && m_head.isEmpty();
+    }
 
     // The reply to a request handed over with its bytes.
     void reply(const ExchangeOutcome &outcome)
@@ -176,14 +188,21 @@ public:
     }
 
 private:
-    enum class State { Head, Body, Processing, Writing, Draining, Done };
+    // Hello: over TLS, before the first byte has told how the peer speaks.
+    enum class State { Hello, Head, Body, Processing, Writing, Draining, Done };
 
     void readMore()
     {
-        while (m_state == State::Head || m_state == State::Body || m_state == State::Draining) {
+        while (m_state == State::Hello || m_state == State::Head || m_state == State::Body
+               || m_state == State::Draining) {
             const qint64 available = m_socket->bytesAvailable();
             if (available <= 0)
                 return;
+            if (m_state == State::Hello) {
+                if (!takeHello())
+                    return;
+                continue;
+            }
             if (m_state == State::Draining) {
                 m_socket->skip(available);
                 m_drained += available;
@@ -206,10 +225,45 @@ private:
         }
     }
 
+    // Over TLS, the first byte tells a TLS client from one that speaks plain HTTP: the
+    // handshake begins, and the request comes decrypted with a later readyRead (false), or the
+    // plain request is read only to be refused (true). The byte stays to be read.
+    bool takeHello()
+    {
+        auto *secure = static_cast<QSslSocket *>(m_socket);
+        m_state = State::Head;
+        char first = 0;
+        if (secure->peek(&first, 1) == 1 && first == TlsHandshakeRecord) {
+            secure->setSslConfiguration(m_server->m_tls);
+            secure->startServerEncryption();
+            return false;
+        }
+        m_plainOnTls = true;
+        return true;
+    }
+
+    void socketError(QAbstractSocket::SocketError error)
+    {
+        if (error != QAbstractSocket::SslHandshakeFailedError
+            && error != QAbstractSocket::SslInternalError
+            && error != QAbstractSocket::SslInvalidUserDataError)
+            return;
+        m_server->log(QStringLiteral("request peer=%1 result=tls-failed problem=%2")
+                          .arg(m_peer, logText(m_socket->errorString())));
+        finish();
+    }
+
     // Looks for the end of the head in what has come; false when it has not come yet or the
     // request was refused.
     bool takeHead()
     {
+        // A TLS client at a server without TLS: nothing it sends can be read, nor any reply.
+        if (!m_server->isSecure() && m_head.startsWith(TlsHandshakeRecord)) {
+            m_server->log(
+                QStringLiteral("request peer=%1 result=refused:tls-at-plain-server").arg(m_peer));
+            finish();
+            return false;
+        }
         qsizetype end = -1;
         qsizetype bodyStart = -1;
         if (!HttpRequest::findHeadEnd(m_head, &end, &bodyStart)) {
@@ -220,6 +274,19 @@ private:
         const QByteArray rest = m_head.mid(bodyStart);
         const HttpRequest::Head head = HttpRequest::parseHead(m_head.left(end));
         m_head.clear();
+
+        if (m_plainOnTls) {
+            m_bodyLength = qMax<qint64>(0, head.contentLength);
+            m_drained = rest.size();
+            refuse(400, QStringLiteral("not-encrypted"),
+                   ExchangeServer::tr("This server takes only encrypted connections: enter its "
+                                      "address beginning with https:// in Settings \u2192 "
+                                      "Operating Mode. What this computer sent crossed the network "
+                                      "unencrypted, its password with it; if the network is "
+                                      "not your own, ask your team lead to change the "
+                                      "password. Nothing was changed."));
+            return false;
+        }
 
         if (head.status != 0) {
             refuse(head.status, head.reason,
@@ -318,9 +385,10 @@ private:
     void timedOut()
     {
         switch (m_state) {
+        case State::Hello:
         case State::Head:
         case State::Body:
-            if (m_head.isEmpty() && m_body.isEmpty() && m_state == State::Head) {
+            if (m_head.isEmpty() && m_body.isEmpty() && m_state != State::Body) {
                 // Sent nothing at all.
                 m_server->log(QStringLiteral("request peer=%1 result=refused:timeout").arg(m_peer));
                 finish();
@@ -377,7 +445,23 @@ private:
     qint64 m_drained = 0;
     bool m_draining = false;
     bool m_peerGone = false;
+    bool m_plainOnTls = false;
 };
+
+void ExchangeListener::incomingConnection(qintptr socketDescriptor)
+{
+    if (!secure) {
+        QTcpServer::incomingConnection(socketDescriptor);
+        return;
+    }
+    auto *socket = new QSslSocket(this);
+    if (!socket->setSocketDescriptor(socketDescriptor)) {
+        delete socket;
+        ::close(int(socketDescriptor));
+        return;
+    }
+    addPendingConnection(socket);
+}
 
 ExchangeServer::ExchangeServer(const ServerDatabase &database, const ServerOptions &options,
                                QObject *parent)
@@ -405,6 +489,11 @@ ExchangeServer::~ExchangeServer()
 
 bool ExchangeServer::start(QString *error)
 {
+    if (!m_options.tlsCertificateFile.isEmpty()) {
+        if (!TlsFiles::load(m_options.tlsCertificateFile, m_options.tlsKeyFile, &m_tls, error))
+            return false;
+        m_listener.secure = true;
+    }
     for (int i = 0; i < qMax(1, m_options.workers); ++i) {
         auto worker = std::make_unique<ExchangeWorker>(m_database, m_passwords, m_cache,
                                                        m_options.limits, i + 1);
@@ -448,12 +537,41 @@ bool ExchangeServer::start(QString *error)
                      .arg(m_listener.errorString());
         return false;
     }
-    log(QStringLiteral("listening on %1:%2, data in %3, %4 workers")
-            .arg(m_listener.serverAddress().toString())
-            .arg(m_listener.serverPort())
-            .arg(m_database.describe())
+    const QString where = QStringLiteral("%1:%2")
+                              .arg(m_listener.serverAddress().toString())
+                              .arg(m_listener.serverPort());
+    // Only this machine can reach a loopback address; anything else is a network.
+    const bool inClear = !isSecure() && !m_listener.serverAddress().isLoopback();
+    log(QStringLiteral("listening on %1%2, data in %3, %4 workers")
+            .arg(where,
+                 isSecure()  ? QStringLiteral(" over TLS")
+                 : inClear ? QStringLiteral(" in plain HTTP (passwords travel in clear)")
+                             : QString(),
+                 m_database.describe())
             .arg(m_workers.size()));
+    if (isSecure()) {
+        log(QStringLiteral("TLS certificate %1 (from %2)")
+                .arg(TlsFiles::describe(m_tls.localCertificate()), m_options.tlsCertificateFile));
+    } else if (inClear) {
+        log(QStringLiteral("warning: members' passwords and tasks cross the network in clear on "
+                           "%1: serve TLS with --tls-cert and --tls-key, or listen on 127.0.0.1 "
+                           "behind a TLS proxy")
+                .arg(where));
+    }
     return true;
+}
+
+void ExchangeServer::reloadTls()
+{
+    QSslConfiguration renewed;
+    QString error;
+    if (!TlsFiles::load(m_options.tlsCertificateFile, m_options.tlsKeyFile, &renewed, &error)) {
+        log(QStringLiteral("SIGHUP: kept the TLS certificate in use: %1").arg(error));
+        return;
+    }
+    m_tls = renewed;
+    log(QStringLiteral("SIGHUP: TLS certificate read again: %1")
+            .arg(TlsFiles::describe(m_tls.localCertificate())));
 }
 
 void ExchangeServer::stop()

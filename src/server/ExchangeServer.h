@@ -12,6 +12,7 @@
 #include <QPointer>
 #include <QQueue>
 #include <QSet>
+#include <QSslConfiguration>
 #include <QTcpServer>
 
 #include <memory>
@@ -36,12 +37,28 @@ struct ServerOptions
     // Exchanges carried out at the same time, each on a thread with its own connection.
     int workers = 2;
     ExchangeLimits limits;
+    // PEM files of the certificate (with its chain) and the private key: with them the
+    // exchange is served over TLS only.
+    QString tlsCertificateFile;
+    QString tlsKeyFile;
+};
+
+// Listens for the exchange. Over TLS it hands out QSslSockets that have not begun their
+// handshake, so that the connection can tell a TLS client from one that speaks plain HTTP.
+class ExchangeListener : public QTcpServer
+{
+public:
+    bool secure = false;
+
+protected:
+    void incomingConnection(qintptr socketDescriptor) override;
 };
 
 // The group server's HTTP side: it answers exactly the request the program sends, an HTTP/1.0
 // POST to /palmtopsync/sync105.php3 with a Content-Length, and nothing else. Requests are read
 // here, on the event loop, with a size and a time bound; each whole request is carried out on
-// a worker thread, so that a slow or hostile peer never holds up the others.
+// a worker thread, so that a slow or hostile peer never holds up the others. With a
+// certificate and key the same exchange goes over TLS, the handshake within the same bounds.
 class ExchangeServer : public QObject
 {
     Q_OBJECT
@@ -59,6 +76,11 @@ public:
 
     // Stops taking connections, lets the requests under way finish, then emits stopped().
     void stop();
+
+    bool isSecure() const { return m_listener.secure; }
+    // Reads the certificate and key files again; the handshakes that begin afterwards present
+    // them. A pair that cannot be used leaves the one before in use, and the log says why.
+    void reloadTls();
 
 Q_SIGNALS:
     void stopped();
@@ -91,7 +113,8 @@ private:
     ServerOptions m_options;
     Passwords m_passwords;
     TaskCache m_cache;
-    QTcpServer m_listener;
+    ExchangeListener m_listener;
+    QSslConfiguration m_tls;
     std::vector<std::unique_ptr<QThread>> m_threads;
     std::vector<std::unique_ptr<ExchangeWorker>> m_workers;
     QList<ExchangeWorker *> m_idle;

@@ -80,19 +80,54 @@ QByteArray buildReplyBody(const QByteArray &documentString, const QString &messa
     return body;
 }
 
-HostAndPort splitHostAndPort(const QString &address)
+namespace {
+
+// "host:port" with the port after the last colon; without a valid one, the whole text is the
+// host.
+void takePort(const QString &address, HostAndPort *result)
 {
-    HostAndPort result;
-    result.host = address;
+    result->host = address;
     const qsizetype colon = address.lastIndexOf(QLatin1Char(':'));
     // A bare IPv6 address has several colons and no port of ours.
     if (colon < 0 || address.indexOf(QLatin1Char(':')) != colon)
-        return result;
+        return;
     bool ok = false;
     const uint port = QStringView(address).mid(colon + 1).toUInt(&ok);
     if (!ok || port == 0 || port > 65535)
+        return;
+    result->host = address.left(colon);
+    result->port = quint16(port);
+}
+
+} // namespace
+
+HostAndPort splitHostAndPort(const QString &address)
+{
+    HostAndPort result;
+    const QLatin1String scheme("https://");
+    if (!address.startsWith(scheme, Qt::CaseInsensitive)) {
+        takePort(address, &result);
         return result;
-    result.host = address.left(colon);
+    }
+    result.secure = true;
+    result.port = DefaultSecurePort;
+    const QString rest = address.mid(scheme.size());
+    const qsizetype close = rest.indexOf(QLatin1Char(']'));
+    if (!rest.startsWith(QLatin1Char('[')) || close < 0) {
+        takePort(rest, &result);
+        return result;
+    }
+    result.host = rest.mid(1, close - 1);
+    const QStringView after = QStringView(rest).mid(close + 1);
+    if (after.isEmpty())
+        return result;
+    bool ok = false;
+    const uint port = after.startsWith(QLatin1Char(':')) ? after.mid(1).toUInt(&ok) : 0;
+    if (!ok || port == 0 || port > 65535) {
+        // Nothing a host could be called: the connection fails rather than go elsewhere.
+        result.host = rest;
+        return result;
+    }
     result.port = quint16(port);
     return result;
 }

@@ -10,6 +10,8 @@ namespace SyncProtocol {
 
 // Port used when the server address names none.
 constexpr quint16 DefaultPort = 80;
+// Port of an "https://" server address that names none.
+constexpr quint16 DefaultSecurePort = 443;
 
 // The path of the request; its query ("?uid=N") only defeats caches.
 extern const char RequestPath[];   // "/palmtopsync/sync105.php3"
@@ -49,10 +51,14 @@ struct HostAndPort
 {
     QString host;
     quint16 port = DefaultPort;
+    // The exchange goes over TLS: the address began with "https://".
+    bool secure = false;
 };
 
 // Splits "host:port"; without a valid port after the last colon the whole text is the host
-// and the port is 80.
+// and the port is 80. "https://host[:port]" (the scheme in any case) is a server reached over
+// TLS, on port 443 unless one is named; an IPv6 address goes in brackets there
+// ("https://[::1]:8443"). Whatever follows "https://", the exchange never goes in clear.
 HostAndPort splitHostAndPort(const QString &address);
 
 // Reads the reply line by line as bytes arrive, however they are split. Lines keep their line
