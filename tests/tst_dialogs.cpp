@@ -112,6 +112,7 @@ private Q_SLOTS:
     void groupModeStoresCleanedTexts();
     void groupModeRefusals_data();
     void groupModeRefusals();
+    void serverEditedOnlyWhenTyped();
     void refusalKeepsDialogRunning();
     void operatingModeBoldAfterFontChange();
 
@@ -259,6 +260,8 @@ void TestDialogs::operatingModeForm()
     QCOMPARE(dialog.lblServer->text(), QStringLiteral("Server"));
     QCOMPARE(dialog.lblUserID->text(), QStringLiteral("User ID"));
     QCOMPARE(dialog.lblPassword->text(), QStringLiteral("Password"));
+    QCOMPARE(dialog.lblServerHint->text(),
+             QStringLiteral("host:port, or https://host:port for an encrypted connection"));
     QCOMPARE(dialog.Line1->frameShape(), QFrame::HLine);
 
     QCOMPARE(dialog.txtPassword->echoMode(), QLineEdit::Password);
@@ -275,7 +278,7 @@ void TestDialogs::operatingModeForm()
     for (QWidget *child :
          {static_cast<QWidget *>(dialog.radPersonal), static_cast<QWidget *>(dialog.radGroup),
           static_cast<QWidget *>(dialog.Line1), static_cast<QWidget *>(dialog.txtServer),
-          static_cast<QWidget *>(dialog.lblPassword)})
+          static_cast<QWidget *>(dialog.lblPassword), static_cast<QWidget *>(dialog.lblServerHint)})
         QCOMPARE(child->parentWidget(), dialog.grpMode);
 
     // Nothing chosen yet, so nothing is disabled yet.
@@ -370,6 +373,8 @@ void TestDialogs::groupModeStoresCleanedTexts_data()
                    "sync.example.org", "alice", "secret");
     addCleaningRow("slash before blank", "host /", "alice", "secret", "host ", "alice", "secret");
     addCleaningRow("user id with blanks", "host", " alice ", "secret", "host", "alice", "secret");
+    addCleaningRow("https with a slash", " https://team.example.org:8443/", "alice", "secret",
+                   "https://team.example.org:8443", "alice", "secret");
     addCleaningRow("password with blanks", "host", "alice", "\tse cret \n", "host", "alice",
                    "se cret");
     addCleaningRow("marker as server", "--sync--", "alice", "secret", "--sync--", "alice",
@@ -401,6 +406,38 @@ void TestDialogs::groupModeStoresCleanedTexts()
     QTEST(dialog.txtServer->text(), "storedServer");
     QTEST(dialog.txtUserID->text(), "storedUserId");
     QTEST(dialog.txtPassword->text(), "storedPassword");
+}
+
+void TestDialogs::serverEditedOnlyWhenTyped()
+{
+    // Filled by the program: not edited.
+    OperatingMode filled;
+    filled.radGroup->setChecked(true);
+    fillServerFields(filled, QStringLiteral("https://host/"), QStringLiteral("alice"),
+                     QStringLiteral("secret"));
+    filled.accept();
+    QCOMPARE(filled.result(), int(QDialog::Accepted));
+    QVERIFY(!filled.serverEdited());
+
+    // Typed, even the same address again, and then cleaned by accept().
+    OperatingMode typed;
+    typed.radGroup->setChecked(true);
+    fillServerFields(typed, QStringLiteral("https://host"), QStringLiteral("alice"),
+                     QStringLiteral("secret"));
+    typed.txtServer->clear();
+    QTest::keyClicks(typed.txtServer, QStringLiteral("https://host/"));
+    typed.accept();
+    QCOMPARE(typed.result(), int(QDialog::Accepted));
+    QCOMPARE(typed.txtServer->text(), QStringLiteral("https://host"));
+    QVERIFY(typed.serverEdited());
+
+    // A refused OK tells nothing yet.
+    OperatingMode refused;
+    refused.radGroup->setChecked(true);
+    QTest::keyClicks(refused.txtServer, QStringLiteral("https://host"));
+    refused.accept();
+    QCOMPARE(MessageBox::shown().size(), 1);
+    QVERIFY(!refused.serverEdited());
 }
 
 void TestDialogs::groupModeRefusals_data()

@@ -3,19 +3,25 @@
 // programs do. The texts below are the German ones, written by hand.
 
 #include "DocumentBuilder.h"
+#include "TestAuthority.h"
 #include "TestEnvironment.h"
+#include "TlsTestListener.h"
 
 #include "app/QuorvelMainWindow.h"
 #include "dialogs/ChooseInitialMode.h"
+#include "dialogs/OperatingMode.h"
 #include "model/Configuration.h"
 #include "model/TaskCommands.h"
 #include "platform/Translations.h"
 #include "reports/PeriodSummaryReport.h"
 #include "reports/PeriodTimeSheetReport.h"
 #include "reports/ReportText.h"
+#include "sync/Synchronize.h"
 
 #include <QAction>
 #include <QDialogButtonBox>
+#include <QLabel>
+#include <QTextBrowser>
 #include <QMenu>
 #include <QMenuBar>
 #include <QPushButton>
@@ -61,6 +67,7 @@ private Q_SLOTS:
     void settingsAndObjectNamesStayEnglish();
     void taskRefusal();
     void firstStartDialog();
+    void secureConnectionTexts();
     void reportTexts();
     void numbersAndDates();
 };
@@ -181,6 +188,41 @@ void TestTranslation::firstStartDialog()
     QCOMPARE(dialog.buttonBox->button(QDialogButtonBox::Cancel)->text(),
              QStringLiteral("Abbrechen"));
     QCOMPARE(dialog.buttonBox->button(QDialogButtonBox::Ok)->text(), QStringLiteral("OK"));
+}
+
+void TestTranslation::secureConnectionTexts()
+{
+    OperatingMode dialog;
+    QCOMPARE(dialog.lblServerHint->text(),
+             QStringLiteral("Rechner:Port, oder https://Rechner:Port für eine verschlüsselte "
+                            "Verbindung"));
+
+    // A server with a self-signed certificate, and the question about it answered No.
+    TestAuthority authority;
+    QVERIFY2(authority.isValid(), qPrintable(authority.error()));
+    const TestAuthority::Issued self
+        = authority.selfSigned(QStringLiteral("self"), {QStringLiteral("127.0.0.1")});
+    TlsTestListener server(self);
+    QVERIFY(server.isValid());
+    QVERIFY(server.listen(QHostAddress::LocalHost, 0));
+    Configuration().setServerAddress(QStringLiteral("https://127.0.0.1:%1").arg(server.serverPort()));
+    QuorvelDocument doc;
+    MessageBox::clearShown();
+    Synchronize sync(&doc);
+    QTRY_VERIFY(!MessageBox::shown().isEmpty());
+    QCOMPARE(MessageBox::shown().at(0).title, QStringLiteral("Unbekanntes Serverzertifikat"));
+    QVERIFY(MessageBox::shown().at(0).text.startsWith(
+        QStringLiteral("Diesem Server vertrauen?\n\n127.0.0.1:%1 legt ein Zertifikat vor, das er "
+                       "selbst ausgestellt hat")
+            .arg(server.serverPort())));
+    QCOMPARE(sync.lblStatus->text(),
+             QStringLiteral("Sichere Verbindung fehlgeschlagen: dem Zertifikat des Servers wird "
+                            "nicht vertraut"));
+    QCOMPARE(sync.txtMessages->toPlainText(),
+             QStringLiteral("Sie haben dem Zertifikat von 127.0.0.1:%1 nicht vertraut, daher "
+                            "wurde nichts dorthin gesendet.\n\nSHA-256: %2")
+                 .arg(server.serverPort())
+                 .arg(TestAuthority::fingerprint(self.certificateFile)));
 }
 
 void TestTranslation::reportTexts()

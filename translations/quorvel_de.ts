@@ -1050,6 +1050,10 @@ Bitte wählen Sie ein anderes.</translation>
         <source>Password</source>
         <translation>Passwort</translation>
     </message>
+    <message>
+        <source>host:port, or https://host:port for an encrypted connection</source>
+        <translation>Rechner:Port, oder https://Rechner:Port für eine verschlüsselte Verbindung</translation>
+    </message>
 </context>
 <context>
     <name>PeriodReport</name>
@@ -1838,6 +1842,122 @@ als %1 Tage sein.</translation>
     <message>
         <source>Connection Timed Out</source>
         <translation>Zeitüberschreitung der Verbindung</translation>
+    </message>
+    <message>
+        <source>Securing Connection</source>
+        <translation>Verbindung wird gesichert</translation>
+    </message>
+    <message>
+        <source>Secure Connection Failed: the server&apos;s certificate is not trusted</source>
+        <translation>Sichere Verbindung fehlgeschlagen: dem Zertifikat des Servers wird nicht vertraut</translation>
+    </message>
+    <message>
+        <source>No certificate authority that this computer trusts vouches for the certificate of %1, so nothing was sent to it.
+
+The certificate: %2, issued by %3
+SHA-256: %4
+
+If your team has a certificate authority of its own, it has to be added to the authorities of this computer.</source>
+        <translation>Keine Zertifizierungsstelle, der dieser Computer vertraut, bürgt für das Zertifikat von %1, daher wurde nichts dorthin gesendet.
+
+Das Zertifikat: %2, ausgestellt von %3
+SHA-256: %4
+
+Hat Ihr Team eine eigene Zertifizierungsstelle, muss sie zu den Zertifizierungsstellen dieses Computers hinzugefügt werden.</translation>
+    </message>
+    <message>
+        <source>Secure Connection Failed: the server&apos;s certificate is for another host</source>
+        <translation>Sichere Verbindung fehlgeschlagen: das Zertifikat des Servers gilt für einen anderen Rechner</translation>
+    </message>
+    <message>
+        <source>The certificate of %1 is made out for %2, so nothing was sent to it.
+
+Enter the server&apos;s address with a name its certificate names (Settings → Operating Mode), or ask your team lead.</source>
+        <translation>Das Zertifikat von %1 ist auf %2 ausgestellt, daher wurde nichts dorthin gesendet.
+
+Geben Sie die Adresse des Servers mit einem Namen ein, den sein Zertifikat nennt (Einstellungen → Betriebsmodus), oder fragen Sie Ihre Teamleitung.</translation>
+    </message>
+    <message>
+        <source>Secure Connection Failed: the server&apos;s certificate has expired</source>
+        <translation>Sichere Verbindung fehlgeschlagen: das Zertifikat des Servers ist abgelaufen</translation>
+    </message>
+    <message>
+        <source>The certificate of %1 expired on %2, so nothing was sent to it.
+
+Ask your team lead to renew it, and check the date and time of this computer.</source>
+        <translation>Das Zertifikat von %1 ist am %2 abgelaufen, daher wurde nichts dorthin gesendet.
+
+Bitten Sie Ihre Teamleitung, es zu erneuern, und prüfen Sie Datum und Uhrzeit dieses Computers.</translation>
+    </message>
+    <message>
+        <source>Secure Connection Failed: the server&apos;s certificate is not valid yet</source>
+        <translation>Sichere Verbindung fehlgeschlagen: das Zertifikat des Servers ist noch nicht gültig</translation>
+    </message>
+    <message>
+        <source>The certificate of %1 is valid only from %2 on, so nothing was sent to it.
+
+Check the date and time of this computer.</source>
+        <translation>Das Zertifikat von %1 gilt erst ab %2, daher wurde nichts dorthin gesendet.
+
+Prüfen Sie Datum und Uhrzeit dieses Computers.</translation>
+    </message>
+    <message>
+        <source>Secure Connection Failed: the server&apos;s certificate has changed</source>
+        <translation>Sichere Verbindung fehlgeschlagen: das Zertifikat des Servers hat sich geändert</translation>
+    </message>
+    <message>
+        <source>%1 presented a certificate other than the one trusted before, so nothing was sent to it: someone may be standing between this computer and the server.
+
+Trusted before: SHA-256 %2
+Presented now: SHA-256 %3
+
+If your team lead has made a new certificate, compare its fingerprint with theirs. To be asked about it, enter the server&apos;s address again in Settings → Operating Mode.</source>
+        <translation>%1 hat ein anderes Zertifikat vorgelegt als das, dem zuvor vertraut wurde, daher wurde nichts dorthin gesendet: Jemand könnte sich zwischen diesen Computer und den Server gestellt haben.
+
+Zuvor vertraut: SHA-256 %2
+Jetzt vorgelegt: SHA-256 %3
+
+Hat Ihre Teamleitung ein neues Zertifikat erstellt, vergleichen Sie dessen Fingerabdruck mit ihrem. Um danach gefragt zu werden, geben Sie die Adresse des Servers unter Einstellungen → Betriebsmodus erneut ein.</translation>
+    </message>
+    <message>
+        <source>Secure Connection Failed: the server did not set up an encrypted connection</source>
+        <translation>Sichere Verbindung fehlgeschlagen: der Server hat keine verschlüsselte Verbindung aufgebaut</translation>
+    </message>
+    <message>
+        <source>No encrypted connection to %1 could be set up (%2), so nothing was sent to it.
+
+Check that the address names the server&apos;s TLS port; a server without TLS is entered without https://.</source>
+        <translation>Es konnte keine verschlüsselte Verbindung zu %1 aufgebaut werden (%2), daher wurde nichts dorthin gesendet.
+
+Prüfen Sie, ob die Adresse den TLS-Port des Servers nennt; ein Server ohne TLS wird ohne https:// eingegeben.</translation>
+    </message>
+    <message>
+        <source>Unknown Server Certificate</source>
+        <translation>Unbekanntes Serverzertifikat</translation>
+    </message>
+    <message>
+        <source>Trust this server?
+
+%1 presents a certificate that it made itself: no certificate authority vouches for it. Its SHA-256 fingerprint is
+
+%2
+
+Answer Yes only if your team lead gave you this fingerprint. Quorvel then keeps the certificate and refuses any other from this server.</source>
+        <translation>Diesem Server vertrauen?
+
+%1 legt ein Zertifikat vor, das er selbst ausgestellt hat: Keine Zertifizierungsstelle bürgt dafür. Sein SHA-256-Fingerabdruck ist
+
+%2
+
+Antworten Sie nur dann mit Ja, wenn Ihre Teamleitung Ihnen diesen Fingerabdruck genannt hat. Quorvel behält das Zertifikat dann und weist jedes andere dieses Servers zurück.</translation>
+    </message>
+    <message>
+        <source>You did not trust the certificate of %1, so nothing was sent to it.
+
+SHA-256: %2</source>
+        <translation>Sie haben dem Zertifikat von %1 nicht vertraut, daher wurde nichts dorthin gesendet.
+
+SHA-256: %2</translation>
     </message>
 </context>
 <context>

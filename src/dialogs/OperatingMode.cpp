@@ -52,6 +52,8 @@ void OperatingMode::accept()
         return;
     }
 
+    // Writing the cleaned text back clears the edit mark.
+    m_serverEdited = txtServer->isModified();
     txtServer->setText(server);
     txtUserID->setText(userId);
     txtPassword->setText(password);

@@ -12,10 +12,17 @@ class OperatingMode : public OperatingModeBase
 public:
     explicit OperatingMode(QWidget *parent = nullptr);
 
+    // Whether the person typed in the server field before the accepted OK: an address entered
+    // again lets a server's renewed certificate be asked about.
+    bool serverEdited() const { return m_serverEdited; }
+
 public Q_SLOTS:
     void accept() override;
     void modeToggled(bool personalOn);
 
 protected:
     void showEvent(QShowEvent *event) override;
+
+private:
+    bool m_serverEdited = false;
 };
