@@ -24,6 +24,7 @@
 #include "platform/SingleInstance.h"
 #include "reports/Report.h"
 #include "reports/ReportViewer.h"
+#include "sync/TlsTrust.h"
 #include "views/MainWidget.h"
 #include "views/QVTable.h"
 
@@ -741,6 +742,9 @@ void QuorvelMainWindow::operatingMode()
             }
             configuration.setMode(Configuration::Group);
             configuration.setServerAddress(dialog.txtServer->text());
+            if (dialog.serverEdited())
+                configuration.setTrustedCertificate(TlsTrust::serverKey(dialog.txtServer->text()),
+                                                    QString());
             configuration.setServerUserID(dialog.txtUserID->text());
             configuration.storeServerPassword(dialog.txtPassword->text());
             modeChanged(previous);

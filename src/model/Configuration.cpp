@@ -205,6 +205,39 @@ void Configuration::storeServerPassword(const QString &password)
                        });
 }
 
+namespace {
+
+// Certificates trusted on first contact, one per server, beside the local settings.
+class TrustedCertificates : public Config
+{
+public:
+    TrustedCertificates()
+        : Config(Configuration::storeName(), Config::User)
+    {
+        setGroup(QStringLiteral("TrustedCertificates"));
+    }
+};
+
+} // namespace
+
+QString Configuration::trustedCertificate(const QString &server) const
+{
+    if (server.isEmpty())
+        return QString();
+    return TrustedCertificates().readEntry(server);
+}
+
+void Configuration::setTrustedCertificate(const QString &server, const QString &fingerprint)
+{
+    if (server.isEmpty())
+        return;
+    TrustedCertificates store;
+    if (fingerprint.isEmpty())
+        store.removeEntry(server);
+    else
+        store.writeEntry(server, fingerprint);
+}
+
 bool Configuration::twelveHourClock() const
 {
     Config qpe(QStringLiteral("qpe"), Config::User);

@@ -43,6 +43,12 @@ public:
                            const std::function<void(const QString &)> &done) const;
     void storeServerPassword(const QString &password);
 
+    // The SHA-256 fingerprint (TlsTrust::fingerprint) of the self-signed certificate the person
+    // trusted for a server reached over TLS, by its TlsTrust::serverKey; empty when none. An
+    // empty fingerprint forgets the server's.
+    QString trustedCertificate(const QString &server) const;
+    void setTrustedCertificate(const QString &server, const QString &fingerprint);
+
     // The desktop's twelve-hour clock choice (store "qpe", group "Time", key "AMPM"); when it
     // was never set, the locale's time format decides.
     bool twelveHourClock() const;

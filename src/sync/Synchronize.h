@@ -2,12 +2,15 @@
 
 #include "SyncProtocol.h"
 #include "SynchronizeBase.h"
+#include "TlsTrust.h"
 
 #include <QAbstractSocket>
 #include <QDateTime>
+#include <QSslCertificate>
 
 #include <optional>
 
+class QSslError;
 class QTcpSocket;
 class QTextBrowser;
 class QTimer;
@@ -17,6 +20,11 @@ class QuorvelDocument;
 // named in the settings and the reply's document part is appended to it. The window stays
 // open with the result and the personal messages until the user closes it; succeeded tells
 // the outcome. The document is not owned.
+//
+// A server address "https://…" is reached over TLS, and the request is written only once the
+// connection is encrypted and the server's certificate trusted: by the system's certificate
+// authorities, or, for a self-signed one, by the person when first asked (then kept in the
+// settings, and any other certificate of that server refused).
 class Synchronize : public SynchronizeBase
 {
     Q_OBJECT
@@ -50,6 +58,17 @@ private:
     void socketConnectionClosed();
     void socketHostFound();
     void socketConnected();
+    // The connection to a server over TLS stands; the handshake begins.
+    void socketSecuring();
+    void socketSslErrors(const QList<QSslError> &errors);
+    // Connects to the server of the settings, over TLS for an "https://" address.
+    void openConnection();
+    // The handshake failed: reports why, or asks about a self-signed certificate.
+    void secureConnectionFailed();
+    // Asks whether to trust the self-signed certificate presented; connects again if so.
+    void askTrust();
+    // Reports a failure of the secure connection, with what the person can do in the messages.
+    void secureFailure(const QString &status, const QString &explanation);
     // Reports the result: status text and colour; a success is saved.
     void message(const QString &text, bool ok);
     // Closes the connection without its signals reaching us, so that our own close is never
@@ -63,4 +82,11 @@ private:
     SyncProtocol::ReplyParser reply;
     QTimer *timeout = nullptr;
     std::optional<QString> m_password;
+    // The server's TlsTrust::serverKey; empty when the exchange goes in plain HTTP.
+    QString m_serverKey;
+    // What the handshake's certificate errors came to, once there were any.
+    std::optional<TlsTrust::Verdict> m_verdict;
+    QSslCertificate m_presented;
+    bool m_encrypted = false;
+    bool m_closed = false;
 };
