@@ -2,13 +2,16 @@
 // holding 1 000 tasks of which 5 change before each exchange, all exchanging at once and each
 // sending its next request as soon as the previous reply is in. Reports exchanges per second,
 // the latency of an exchange (connect to complete reply) at p50, p99 and max, and the server's
-// peak memory, with its data in SQLite and in PostgreSQL (with fsync on).
+// peak memory, with its data in SQLite and in PostgreSQL (with fsync on), in plain HTTP and
+// over TLS.
 //
 //   bench_server [--clients N] [--seconds S] [--warmup S] [--backend sqlite|postgresql|both]
-//                [--workers N]
+//                [--transport plain|tls|both] [--workers N]
 //
-// Defaults: 20 clients, 15 s measured after 3 s of warm-up, both back ends, the server's own
-// number of workers.
+// Defaults: 20 clients, 15 s measured after 3 s of warm-up, both back ends, both transports,
+// the server's own number of workers. Over TLS every exchange has a connection and a handshake
+// of its own, as the program's have, against a certificate of a test authority made with the
+// openssl command.
 //
 // Each device behaves as the program does: its first exchange sends an empty document and
 // takes the catalogue and a block of ids from the reply; it then makes its 1 000 tasks and
@@ -18,9 +21,11 @@
 
 #include "BenchSupport.h"
 #include "ServerProcess.h"
+#include "TestAuthority.h"
 #include "model/QuorvelDocument.h"
 #include "platform/Clock.h"
 #include "sync/SyncProtocol.h"
+#include "sync/TlsTrust.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -30,7 +35,7 @@
 #include <QHostAddress>
 #include <QRandomGenerator>
 #include <QRegularExpression>
-#include <QTcpSocket>
+#include <QSslSocket>
 #include <QTemporaryDir>
 #include <QTextStream>
 #include <QThread>
@@ -66,6 +71,8 @@ struct Settings
     double warmup = 3;
     bool sqlite = true;
     bool postgresql = true;
+    bool plain = true;
+    bool tls = true;
     int workers = 0; // 0: the server's default
 };
 
@@ -79,7 +86,8 @@ bool readSettings(const QStringList &args, Settings *settings, QString *error)
 {
     const QStringList known
         = {QStringLiteral("--clients"), QStringLiteral("--seconds"), QStringLiteral("--warmup"),
-           QStringLiteral("--backend"), QStringLiteral("--workers")};
+           QStringLiteral("--backend"), QStringLiteral("--transport"),
+           QStringLiteral("--workers")};
     for (qsizetype i = 1; i < args.size(); i += 2) {
         if (!known.contains(args.at(i)) || i + 1 >= args.size()) {
             *error = QStringLiteral("unknown or incomplete option %1").arg(args.at(i));
@@ -126,6 +134,17 @@ bool readSettings(const QStringList &args, Settings *settings, QString *error)
             return false;
         }
     }
+    if (args.contains(QStringLiteral("--transport"))) {
+        const QString transport = value(args, QStringLiteral("--transport"));
+        if (transport == QLatin1String("plain")) {
+            settings->tls = false;
+        } else if (transport == QLatin1String("tls")) {
+            settings->plain = false;
+        } else if (transport != QLatin1String("both")) {
+            *error = QStringLiteral("--transport takes plain, tls or both");
+            return false;
+        }
+    }
     return true;
 }
 
@@ -151,7 +170,7 @@ struct Device
     int cursor = 0;
 
     // The exchange under way.
-    QTcpSocket *socket = nullptr;
+    QSslSocket *socket = nullptr;
     SyncProtocol::ReplyParser reply;
     QByteArray statusLine;
     QElapsedTimer clock;
@@ -179,9 +198,11 @@ struct Result
 class Load : public QObject
 {
 public:
-    Load(const QString &address, quint16 port)
+    // secure: over TLS, the request written once the handshake is done.
+    Load(const QString &address, quint16 port, bool secure)
         : m_address(address)
         , m_port(port)
+        , m_secure(secure)
     {
         m_watchdog.setInterval(1000);
         connect(&m_watchdog, &QTimer::timeout, this, [this] {
@@ -210,12 +231,15 @@ public:
             int(m_random.bounded(1, 1 << 30)));
         device.requestBytes = request.size();
 
-        auto *socket = new QTcpSocket(this);
+        auto *socket = new QSslSocket(this);
         device.socket = socket;
-        connect(socket, &QTcpSocket::connected, this, [&device, socket, request] {
+        connect(socket, &QTcpSocket::connected, this, [&device, socket, request, this] {
             device.connectedNs = device.clock.nsecsElapsed();
-            socket->write(request);
+            if (!m_secure)
+                socket->write(request);
         });
+        connect(socket, &QSslSocket::encrypted, this,
+                [socket, request] { socket->write(request); });
         // A socket whose exchange has ended is no longer the device's: its late signals are
         // ignored (the device may already be on its next exchange).
         connect(socket, &QTcpSocket::readyRead, this, [this, &device, socket] {
@@ -241,7 +265,12 @@ public:
         device.connectedNs = -1;
         device.firstByteNs = -1;
         device.clock.start();
-        socket->connectToHost(QHostAddress(QHostAddress::LocalHost), m_port);
+        if (m_secure) {
+            socket->setSslConfiguration(TlsTrust::clientConfiguration());
+            socket->connectToHostEncrypted(QStringLiteral("127.0.0.1"), m_port);
+        } else {
+            socket->connectToHost(QHostAddress(QHostAddress::LocalHost), m_port);
+        }
     }
 
     bool idle() const { return m_busy.empty(); }
@@ -276,7 +305,7 @@ private:
             result.firstByteMs = double(device.firstByteNs - device.connectedNs) / 1e6;
             result.restMs = double(ns - device.firstByteNs) / 1e6;
         }
-        QTcpSocket *socket = device.socket;
+        QSslSocket *socket = device.socket;
         device.socket = nullptr;
         socket->disconnect(this);
         // As the program does once the reply is in.
@@ -310,6 +339,7 @@ private:
 
     QString m_address;
     quint16 m_port;
+    bool m_secure;
     QRandomGenerator m_random{20261123};
     std::vector<Device *> m_busy;
     QTimer m_watchdog;
@@ -474,11 +504,13 @@ std::vector<double> serverMilliseconds(const QStringList &lines, qsizetype first
     return values;
 }
 
-// Sets up a server on the storage, runs the load and prints the figures. False when the
-// server could not be set up.
-bool runBackend(const QString &name, const QStringList &storage, quint16 postgresPort,
-                const Settings &settings)
+// Sets up a server on the storage, runs the load and prints the figures. With a certificate
+// the server and the devices speak TLS. False when the server could not be set up.
+bool runBackend(const QString &backend, const QStringList &storage, quint16 postgresPort,
+                const Settings &settings, const TestAuthority::Issued &certificate)
 {
+    const bool secure = !certificate.certificateFile.isEmpty();
+    const QString name = backend + (secure ? QStringLiteral(", TLS") : QStringLiteral(", plain HTTP"));
     out() << "\n== " << name << " ==\n";
     out().flush();
     ServerProcess server(storage);
@@ -516,6 +548,9 @@ bool runBackend(const QString &name, const QStringList &storage, quint16 postgre
     QStringList extra;
     if (settings.workers > 0)
         extra << QStringLiteral("--workers") << QString::number(settings.workers);
+    if (secure)
+        extra << QStringLiteral("--tls-cert") << certificate.certificateFile
+              << QStringLiteral("--tls-key") << certificate.keyFile;
     if (!server.start(extra)) {
         out() << "the server did not start:\n" << server.log() << '\n';
         return false;
@@ -523,7 +558,8 @@ bool runBackend(const QString &name, const QStringList &storage, quint16 postgre
     static const QRegularExpression workersLine(QStringLiteral(", (\\d+) workers"));
     const QString workers = workersLine.match(server.log()).captured(1);
 
-    Load load(server.address(), server.port());
+    Load load((secure ? QStringLiteral("https://") : QString()) + server.address(), server.port(),
+              secure);
     Failures failures;
 
     // An empty document: the catalogue and a block of ids come back.
@@ -717,8 +753,8 @@ bool runBackend(const QString &name, const QStringList &storage, quint16 postgre
     out() << "  target (>= 200 per second, p99 < 100 ms): "
           << (rate >= 200 && p99 < 100 ? "met" : "MISSED") << '\n';
     // One line per run, for collecting figures over several runs.
-    out() << "RESULT " << name.section(QLatin1Char(' '), 0, 0)
-          << " rate=" << QString::number(rate, 'f', 1) << " p50=" << QString::number(p50, 'f', 1)
+    out() << "RESULT " << backend.section(QLatin1Char(' '), 0, 0)
+          << (secure ? " tls" : " plain") << " rate=" << QString::number(rate, 'f', 1) << " p50=" << QString::number(p50, 'f', 1)
           << " p99=" << QString::number(p99, 'f', 1) << " max=" << QString::number(max, 'f', 1)
           << " peakMiB=" << QString::number(double(peakKiB) / 1024, 'f', 1)
           << " failures=" << failures.count << " rest=" << share(restUsed).remove(QLatin1Char(' '))
@@ -740,17 +776,36 @@ int main(int argc, char *argv[])
     if (!readSettings(app.arguments(), &settings, &error)) {
         QTextStream(stderr) << "bench_server: " << error
                             << "\nusage: bench_server [--clients N] [--seconds S] [--warmup S] "
-                               "[--backend sqlite|postgresql|both] [--workers N]\n";
+                               "[--backend sqlite|postgresql|both] [--transport plain|tls|both] "
+                               "[--workers N]\n";
         return 2;
+    }
+
+    // The transports to run: plain HTTP without a certificate, TLS with one.
+    QList<TestAuthority::Issued> transports;
+    TestAuthority authority;
+    if (settings.plain)
+        transports.append(TestAuthority::Issued());
+    if (settings.tls) {
+        const TestAuthority::Issued certificate
+            = authority.issue(QStringLiteral("server"), {QStringLiteral("127.0.0.1")});
+        if (certificate.certificateFile.isEmpty()) {
+            out() << "no certificate for TLS: " << authority.error() << '\n';
+            return 1;
+        }
+        TlsTrust::setAuthorities(authority.certificates());
+        transports.append(certificate);
     }
 
     bool ok = true;
     if (settings.sqlite) {
-        QTemporaryDir folder;
-        ok = runBackend(QStringLiteral("SQLite"),
-                        {QStringLiteral("--data"), folder.filePath(QStringLiteral("data"))}, 0,
-                        settings)
-             && ok;
+        for (const TestAuthority::Issued &certificate : std::as_const(transports)) {
+            QTemporaryDir folder;
+            ok = runBackend(QStringLiteral("SQLite"),
+                            {QStringLiteral("--data"), folder.filePath(QStringLiteral("data"))}, 0,
+                            settings, certificate)
+                 && ok;
+        }
     }
     if (settings.postgresql) {
         PostgresCluster cluster;
@@ -760,11 +815,14 @@ int main(int argc, char *argv[])
             out() << "\n== PostgreSQL ==\nSKIPPED: the cluster could not be started: " << reason
                   << '\n';
         } else {
-            const QString url = cluster.createDatabase();
-            ok = !url.isEmpty()
-                 && runBackend(QStringLiteral("PostgreSQL (fsync on)"),
-                               {QStringLiteral("--database"), url}, cluster.port(), settings)
-                 && ok;
+            for (const TestAuthority::Issued &certificate : std::as_const(transports)) {
+                const QString url = cluster.createDatabase();
+                ok = !url.isEmpty()
+                     && runBackend(QStringLiteral("PostgreSQL (fsync on)"),
+                                   {QStringLiteral("--database"), url}, cluster.port(), settings,
+                                   certificate)
+                     && ok;
+            }
         }
     }
     return ok ? 0 : 1;

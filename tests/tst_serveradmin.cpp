@@ -1,15 +1,19 @@
 // The group server's command line: help for every command, the team lead's commands and
-// their refusals, import and backup, a listening socket handed over by systemd, and SIGTERM
-// while an exchange is under way.
+// their refusals, import and backup, a listening socket handed over by systemd (also over TLS),
+// SIGTERM while an exchange is under way, the self-signed certificate it makes, the TLS files
+// it refuses, and what it says when passwords would cross a network in clear.
 
 #include "ServerProcess.h"
 #include "SyncDevice.h"
+#include "TestAuthority.h"
 #include "TestEnvironment.h"
 
 #include "model/QuorvelDocument.h"
+#include "sync/TlsTrust.h"
 
 #include <QRegularExpression>
 #include <QSqlDatabase>
+#include <QSslCertificate>
 #include <QSqlQuery>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -58,7 +62,11 @@ private Q_SLOTS:
     void reportRefusals();
     void reportCsvNamesNeverRunAsFormulas();
     void socketHandedOverBySystemd();
+    void socketHandedOverBySystemdServesTls();
     void sigtermFinishesExchangeUnderWay();
+    void selfSignedCertificate();
+    void unusableTlsFilesAreRefused();
+    void plainServerOnNetworkSaysPasswordsTravelInClear();
 
 private:
     ServerProcess::Result run(const QStringList &args, const QByteArray &input = QByteArray())
@@ -121,6 +129,7 @@ void TestServerAdmin::helpForEveryCommand_data()
         {"restore", " FILE"},
         {"report summary", ""},
         {"report timesheet", ""},
+        {"tls self-signed", ""},
     };
     for (const auto &[command, arguments] : commands)
         QTest::newRow(command) << QString::fromUtf8(command) << QString::fromUtf8(arguments);
@@ -175,6 +184,7 @@ void TestServerAdmin::groupsAloneShowTheirHelp_data()
     QTest::newRow("report") << QStringLiteral("report")
                             << QStringList({QStringLiteral("report summary"),
                                             QStringLiteral("report timesheet")});
+    QTest::newRow("tls") << QStringLiteral("tls") << QStringList{QStringLiteral("tls self-signed")};
 }
 
 void TestServerAdmin::groupsAloneShowTheirHelp()
@@ -252,6 +262,20 @@ void TestServerAdmin::badUsage_data()
     QTest::newRow("message without text")
         << words("message send --all")
         << QStringLiteral("Usage: quorvel-server message send USER TEXT | --all TEXT\n") + tryHelp;
+    QTest::newRow("certificate without key")
+        << words("serve --tls-cert server.pem")
+        << QStringLiteral("--tls-cert and --tls-key go together.\n") + tryHelp;
+    QTest::newRow("key without certificate")
+        << words("serve --tls-key server.key")
+        << QStringLiteral("--tls-cert and --tls-key go together.\n") + tryHelp;
+    QTest::newRow("self-signed without host")
+        << words("tls self-signed") << QStringLiteral("\"tls self-signed\" needs --host.\n") + tryHelp;
+    QTest::newRow("self-signed for no host name")
+        << words("tls self-signed --host team_server")
+        << QStringLiteral("--host team_server is not a host name or an IP address.\n") + tryHelp;
+    QTest::newRow("self-signed for no days")
+        << words("tls self-signed --host teamserver --days 0")
+        << QStringLiteral("--days takes a number from 1 to 36500.\n") + tryHelp;
 }
 
 void TestServerAdmin::badUsage()
@@ -884,6 +908,193 @@ void TestServerAdmin::sigtermFinishesExchangeUnderWay()
     QVERIFY(reply.endsWith("--sync-end--\n"));
     QVERIFY(m_server->stop());
     QVERIFY(m_server->log().contains(QStringLiteral("quorvel-server: stopped\n")));
+}
+
+void TestServerAdmin::socketHandedOverBySystemdServesTls()
+{
+    TestAuthority authority;
+    QVERIFY2(authority.isValid(), qPrintable(authority.error()));
+    const TestAuthority::Issued certificate
+        = authority.issue(QStringLiteral("server"), {QStringLiteral("127.0.0.1")});
+    QVERIFY(!certificate.certificateFile.isEmpty());
+    TlsTrust::setAuthorities(authority.certificates());
+    QTcpServer probe;
+    QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
+    const quint16 port = probe.serverPort();
+    const int listening = ::dup(int(probe.socketDescriptor()));
+    QVERIFY(listening >= 0);
+    probe.close();
+    QCOMPARE(run(words("user add alice"), "pass\n").status, 0);
+
+    QProcess server;
+    server.setChildProcessModifier([listening] {
+        ::dup2(listening, 3);
+        ::fcntl(3, F_SETFD, 0);
+    });
+    server.start(QStringLiteral("/bin/sh"),
+                 {QStringLiteral("-c"),
+                  QStringLiteral("LISTEN_PID=$$ LISTEN_FDS=1 exec \"$0\" serve --data \"$1\" "
+                                 "--tls-cert \"$2\" --tls-key \"$3\""),
+                  ServerProcess::binary(), m_folder->filePath(QStringLiteral("data")),
+                  certificate.certificateFile, certificate.keyFile});
+    QVERIFY(server.waitForStarted());
+    ::close(listening);
+    QByteArray log;
+    QTRY_VERIFY_WITH_TIMEOUT((log += server.readAllStandardError())
+                                 .contains("listening on 127.0.0.1:" + QByteArray::number(port)
+                                           + " over TLS, data in "),
+                             20000);
+    SyncDevice device(QStringLiteral("https://127.0.0.1:%1").arg(port), QStringLiteral("alice"),
+                      QStringLiteral("pass"));
+    const SyncDevice::Reply reply = device.exchange();
+    QCOMPARE(reply.status, 200);
+    QCOMPARE(reply.certificate, TestAuthority::fingerprint(certificate.certificateFile));
+    ::kill(pid_t(server.processId()), SIGTERM);
+    QVERIFY(server.waitForFinished(20000));
+    QCOMPARE(server.exitCode(), 0);
+    TlsTrust::setAuthorities({});
+}
+
+void TestServerAdmin::selfSignedCertificate()
+{
+    const QString data = m_folder->filePath(QStringLiteral("data"));
+    const QString certificateFile = data + QStringLiteral("/tls-certificate.pem");
+    const QString keyFile = data + QStringLiteral("/tls-key.pem");
+    // Private whatever the umask.
+    const mode_t umask = ::umask(0);
+    const ServerProcess::Result made
+        = run(words("tls self-signed --host teamserver --host 192.0.2.7 --days 30"));
+    ::umask(umask);
+    QCOMPARE(made.err, QString());
+    QCOMPARE(made.status, 0);
+    const QString fingerprint = TestAuthority::fingerprint(certificateFile);
+    QCOMPARE(fingerprint.size(), 95);
+    QCOMPARE(made.out,
+             QStringLiteral("Wrote the key %1, readable by you alone, and the certificate %2 for "
+                            "teamserver, 192.0.2.7, valid until %3.\n"
+                            "Serve with: quorvel-server --tls-cert %2 --tls-key %1 --listen "
+                            "0.0.0.0:8443\n"
+                            "Members enter the server as https://teamserver:8443 and, when "
+                            "Quorvel asks whether to trust it, compare this SHA-256 "
+                            "fingerprint:\n%4\n")
+                 .arg(keyFile, certificateFile,
+                      TestAuthority::expiryDate(certificateFile).toString(Qt::ISODate),
+                      fingerprint));
+    QCOMPARE(TestAuthority::expiryDate(certificateFile),
+             QDateTime::currentDateTimeUtc().date().addDays(30));
+    QCOMPARE(QFileInfo(keyFile).permissions()
+                 & ~(QFileDevice::ReadUser | QFileDevice::WriteUser | QFileDevice::ExeUser),
+             QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    QCOMPARE(QFileInfo(certificateFile).permissions()
+                 & ~(QFileDevice::ReadUser | QFileDevice::WriteUser | QFileDevice::ExeUser),
+             QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup
+                 | QFileDevice::ReadOther);
+    // Signed by its own key, for the names given.
+    const QList<QSslCertificate> read = QSslCertificate::fromPath(certificateFile);
+    QCOMPARE(read.size(), 1);
+    QVERIFY(read.at(0).isSelfSigned());
+    QCOMPARE(read.at(0).subjectAlternativeNames().values(QSsl::DnsEntry),
+             QStringList{QStringLiteral("teamserver")});
+    QCOMPARE(read.at(0).subjectAlternativeNames().values(QSsl::IpAddressEntry),
+             QStringList{QStringLiteral("192.0.2.7")});
+    // Nothing left behind but the two files.
+    QCOMPARE(QDir(data).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+             QStringList({QStringLiteral("tls-certificate.pem"), QStringLiteral("tls-key.pem")}));
+
+    // Never over a key that is there.
+    const QByteArray key = [&] {
+        QFile file(keyFile);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }();
+    refused(words("tls self-signed --host teamserver"),
+            QStringLiteral("%1 exists already: remove it first, or name other files with "
+                           "--tls-cert and --tls-key.\n")
+                .arg(keyFile));
+    QFile file(keyFile);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll(), key);
+}
+
+void TestServerAdmin::unusableTlsFilesAreRefused()
+{
+    TestAuthority authority;
+    QVERIFY2(authority.isValid(), qPrintable(authority.error()));
+    const TestAuthority::Issued one
+        = authority.issue(QStringLiteral("one"), {QStringLiteral("127.0.0.1")});
+    const TestAuthority::Issued two
+        = authority.issue(QStringLiteral("two"), {QStringLiteral("127.0.0.1")});
+    const QString missing = m_folder->filePath(QStringLiteral("missing.pem"));
+    const auto serve = [&](const QString &certificateFile, const QString &keyFile) {
+        return run({QStringLiteral("serve"), QStringLiteral("--listen"),
+                    QStringLiteral("127.0.0.1:0"), QStringLiteral("--tls-cert"), certificateFile,
+                    QStringLiteral("--tls-key"), keyFile});
+    };
+    ServerProcess::Result result = serve(missing, one.keyFile);
+    QCOMPARE(result.status, 1);
+    QCOMPARE(result.err,
+             QStringLiteral("%1 cannot be read: No such file or directory\n").arg(missing));
+    // A key where the certificate belongs.
+    result = serve(one.keyFile, one.keyFile);
+    QCOMPARE(result.status, 1);
+    QCOMPARE(result.err, QStringLiteral("%1 holds no certificate in PEM form.\n").arg(one.keyFile));
+    // The certificate where the key belongs.
+    result = serve(one.certificateFile, one.certificateFile);
+    QCOMPARE(result.status, 1);
+    QCOMPARE(result.err, QStringLiteral("%1 holds no unencrypted private key in PEM form for the "
+                                        "certificate of %1.\n")
+                             .arg(one.certificateFile));
+    // A key that is another certificate's.
+    result = serve(one.certificateFile, two.keyFile);
+    QCOMPARE(result.status, 1);
+    const QString mismatch = QStringLiteral("The key %1 does not go with the certificate %2: ")
+                                 .arg(two.keyFile, one.certificateFile);
+    QVERIFY2(result.err.startsWith(mismatch) && result.err.endsWith(QLatin1Char('\n')),
+             qPrintable(result.err));
+    // Nothing listened.
+    QCOMPARE(result.out, QString());
+}
+
+void TestServerAdmin::plainServerOnNetworkSaysPasswordsTravelInClear()
+{
+    QCOMPARE(run(words("user add alice"), "pass\n").status, 0);
+    // On loopback only this machine can listen in: nothing to say.
+    QVERIFY(m_server->start());
+    const QString database = m_folder->filePath(QStringLiteral("data/quorvel-server.sqlite"));
+    QVERIFY2(m_server->log().endsWith(
+                 QStringLiteral("quorvel-server: listening on 127.0.0.1:%1, data in SQLite %2, 2 "
+                                "workers\n")
+                     .arg(m_server->port())
+                     .arg(database)),
+             qPrintable(m_server->log()));
+    QVERIFY(m_server->stop());
+
+    QProcess server;
+    server.start(ServerProcess::binary(),
+                 {QStringLiteral("serve"), QStringLiteral("--data"),
+                  m_folder->filePath(QStringLiteral("data")), QStringLiteral("--listen"),
+                  QStringLiteral("0.0.0.0:0")});
+    QVERIFY(server.waitForStarted());
+    QByteArray log;
+    static const QRegularExpression listening(
+        QStringLiteral("listening on 0\\.0\\.0\\.0:(\\d+) in plain HTTP \\(passwords travel in "
+                       "clear\\), data in SQLite (.*), 2 workers\n"));
+    QRegularExpressionMatch match;
+    QTRY_VERIFY_WITH_TIMEOUT(
+        (match = listening.match(QString::fromUtf8(log += server.readAllStandardError())))
+            .hasMatch(),
+        20000);
+    const QString where = QStringLiteral("0.0.0.0:") + match.captured(1);
+    QTRY_VERIFY(QString::fromUtf8(log += server.readAllStandardError())
+                    .contains(QStringLiteral("quorvel-server: warning: members' passwords and "
+                                             "tasks cross the network in clear on %1: serve TLS "
+                                             "with --tls-cert and --tls-key, or listen on "
+                                             "127.0.0.1 behind a TLS proxy\n")
+                                  .arg(where)));
+    QCOMPARE(match.captured(2), database);
+    // Without TLS there is nothing for SIGHUP to read again: it stops, as a hang-up does.
+    ::kill(pid_t(server.processId()), SIGHUP);
+    QVERIFY(server.waitForFinished(20000));
+    QCOMPARE(server.exitCode(), 0);
 }
 
 QUORVEL_TEST_GUILESS_MAIN(TestServerAdmin)

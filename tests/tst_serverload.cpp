@@ -1,18 +1,20 @@
 // Fifty devices synchronising at the same moment, several of them the same member's: on
-// SQLite with one server, and on PostgreSQL with two server processes on one database. After
-// every round each task is on the server exactly once, and every device ends up with all of
-// its member's tasks.
+// SQLite with one server, and on PostgreSQL with two server processes on one database, each in
+// plain HTTP and over TLS. After every round each task is on the server exactly once, and
+// every device ends up with all of its member's tasks.
 
 #include "ServerProcess.h"
 #include "ServerStores.h"
+#include "TestAuthority.h"
 #include "TestEnvironment.h"
 
 #include "model/QuorvelDocument.h"
 #include "sync/SyncProtocol.h"
+#include "sync/TlsTrust.h"
 
 #include <QElapsedTimer>
 #include <QRandomGenerator>
-#include <QTcpSocket>
+#include <QSslSocket>
 #include <QtTest>
 
 #include <algorithm>
@@ -52,13 +54,13 @@ public:
         done = false;
         ok = false;
         m_parser = SyncProtocol::ReplyParser();
-        m_socket = std::make_unique<QTcpSocket>();
+        m_socket = std::make_unique<QSslSocket>();
         const SyncProtocol::HostAndPort server = SyncProtocol::splitHostAndPort(m_address);
-        connect(m_socket.get(), &QTcpSocket::connected, this, [this] {
+        const auto send = [this] {
             m_socket->write(SyncProtocol::buildRequest(
                 doc.getDocumentString(), QDateTime(QDate(2026, 11, 21), QTime(9, 30)), m_address,
                 memberName(m_member), memberName(m_member) + QStringLiteral("-secret"), 1));
-        });
+        };
         connect(m_socket.get(), &QTcpSocket::readyRead, this,
                 [this] { m_parser.feed(m_socket->readAll()); });
         connect(m_socket.get(), &QTcpSocket::disconnected, this, [this] { finish(); });
@@ -66,7 +68,14 @@ public:
             if (m_socket->error() != QAbstractSocket::RemoteHostClosedError)
                 finish();
         });
-        m_socket->connectToHost(server.host, server.port);
+        if (server.secure) {
+            connect(m_socket.get(), &QSslSocket::encrypted, this, send);
+            m_socket->setSslConfiguration(TlsTrust::clientConfiguration());
+            m_socket->connectToHostEncrypted(server.host, server.port);
+        } else {
+            connect(m_socket.get(), &QTcpSocket::connected, this, send);
+            m_socket->connectToHost(server.host, server.port);
+        }
     }
 
     QVTask *addTask(const QDateTime &start, int minutes)
@@ -103,7 +112,7 @@ private:
 
     int m_member;
     QString m_address;
-    std::unique_ptr<QTcpSocket> m_socket;
+    std::unique_ptr<QSslSocket> m_socket;
     SyncProtocol::ReplyParser m_parser;
 };
 
@@ -117,6 +126,7 @@ private Q_SLOTS:
     void initTestCase_data();
     void initTestCase();
     void cleanup();
+    void fiftyDevicesAtOnce_data();
     void fiftyDevicesAtOnce();
 
 private:
@@ -126,8 +136,7 @@ private:
     bool round(std::vector<std::unique_ptr<Device>> &devices)
     {
         for (size_t d = 0; d < devices.size(); ++d) {
-            devices[d]->setAddress(
-                m_servers.at((d + size_t(m_rounds)) % m_servers.size())->address());
+            devices[d]->setAddress(address(*m_servers.at((d + size_t(m_rounds)) % m_servers.size())));
             devices[d]->start();
         }
         ++m_rounds;
@@ -151,9 +160,17 @@ private:
         return allOk;
     }
 
+    QString address(const ServerProcess &server) const
+    {
+        return (m_tls ? QStringLiteral("https://") : QString()) + server.address();
+    }
+
     ServerStores m_stores;
+    TestAuthority m_authority;
+    TestAuthority::Issued m_certificate;
     std::vector<std::unique_ptr<ServerProcess>> m_servers;
     int m_rounds = 0;
+    bool m_tls = false;
 };
 
 void TestServerLoad::initTestCase_data()
@@ -165,6 +182,17 @@ void TestServerLoad::initTestCase()
 {
     QString problem;
     QVERIFY2(m_stores.start(&problem), qPrintable(problem));
+    QVERIFY2(m_authority.isValid(), qPrintable(m_authority.error()));
+    m_certificate = m_authority.issue(QStringLiteral("server"), {QStringLiteral("127.0.0.1")});
+    QVERIFY2(!m_certificate.certificateFile.isEmpty(), qPrintable(m_authority.error()));
+    TlsTrust::setAuthorities(m_authority.certificates());
+}
+
+void TestServerLoad::fiftyDevicesAtOnce_data()
+{
+    QTest::addColumn<bool>("tls");
+    QTest::newRow("plain") << false;
+    QTest::newRow("tls") << true;
 }
 
 void TestServerLoad::cleanup()
@@ -177,6 +205,8 @@ void TestServerLoad::cleanup()
 void TestServerLoad::fiftyDevicesAtOnce()
 {
     QFETCH_GLOBAL(QString, backend);
+    QFETCH(bool, tls);
+    m_tls = tls;
     QString skip;
     const QStringList storage = m_stores.create(backend, &skip);
     if (storage.isEmpty())
@@ -199,14 +229,17 @@ void TestServerLoad::fiftyDevicesAtOnce()
                      .status,
                  0);
     }
+    QStringList options{QStringLiteral("--workers"), QStringLiteral("4")};
+    if (tls)
+        options << QStringLiteral("--tls-cert") << m_certificate.certificateFile
+                << QStringLiteral("--tls-key") << m_certificate.keyFile;
     for (const auto &server : m_servers)
-        QVERIFY(server->start({QStringLiteral("--workers"), QStringLiteral("4")}));
+        QVERIFY(server->start(options));
 
     std::vector<std::unique_ptr<Device>> devices;
-    for (int d = 0; d < Members * DevicesPerMember; ++d) {
-        const QString address = m_servers.at(size_t(d) % m_servers.size())->address();
-        devices.push_back(std::make_unique<Device>(d % Members, address));
-    }
+    for (int d = 0; d < Members * DevicesPerMember; ++d)
+        devices.push_back(
+            std::make_unique<Device>(d % Members, address(*m_servers.at(size_t(d) % m_servers.size()))));
 
     // All fifty fetch the catalogue at once: each device gets a block of ids of its own.
     QVERIFY(round(devices));

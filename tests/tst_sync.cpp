@@ -3,7 +3,9 @@
 
 #include "DocumentBuilder.h"
 #include "ModalAnswers.h"
+#include "TestAuthority.h"
 #include "TestEnvironment.h"
+#include "TlsTestListener.h"
 
 #include "app/QuorvelMainWindow.h"
 #include "model/QuorvelDocument.h"
@@ -11,9 +13,11 @@
 #include "platform/QuorvelApplication.h"
 #include "sync/SyncProtocol.h"
 #include "sync/Synchronize.h"
+#include "sync/TlsTrust.h"
 
 #include <QLabel>
 #include <QPointer>
+#include <QSslSocket>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTextBrowser>
@@ -23,6 +27,7 @@
 #include <QtTest>
 
 #include <cstdlib>
+#include <memory>
 
 namespace {
 
@@ -33,23 +38,33 @@ const QString IncompleteText = QStringLiteral(
 const QColor Green(128, 255, 128);
 const QColor Red(255, 128, 128);
 
-// A group server on loopback. It reads one request (headers and Content-Length bytes of
-// body), then answers as told.
+// A group server on loopback, over TLS with a certificate when one is given. It reads one
+// request (headers and Content-Length bytes of body), then answers as told; request holds
+// every byte that came (decrypted over TLS).
 class FakeServer : public QObject
 {
 public:
     enum Answer { WholeReply, ByteByByte, Silent };
 
-    FakeServer()
+    explicit FakeServer(const TestAuthority::Issued &certificate = TestAuthority::Issued())
+        : m_secure(!certificate.certificateFile.isEmpty())
     {
-        QVERIFY(m_server.listen(QHostAddress::LocalHost, 0));
-        connect(&m_server, &QTcpServer::newConnection, this, &FakeServer::accept);
+        if (m_secure)
+            m_server = std::make_unique<TlsTestListener>(certificate);
+        else
+            m_server = std::make_unique<QTcpServer>();
+        QVERIFY(m_server->listen(QHostAddress::LocalHost, 0));
+        connect(m_server.get(), &QTcpServer::newConnection, this, &FakeServer::accept);
         m_drip.setInterval(5);
         connect(&m_drip, &QTimer::timeout, this, &FakeServer::dripOne);
     }
 
-    quint16 port() const { return m_server.serverPort(); }
-    QString address() const { return QStringLiteral("127.0.0.1:%1").arg(port()); }
+    quint16 port() const { return m_server->serverPort(); }
+    QString address() const
+    {
+        return m_secure ? QStringLiteral("https://localhost:%1").arg(port())
+                        : QStringLiteral("127.0.0.1:%1").arg(port());
+    }
 
     Answer answer = WholeReply;
     QByteArray reply;
@@ -60,7 +75,7 @@ public:
 private:
     void accept()
     {
-        peer = m_server.nextPendingConnection();
+        peer = m_server->nextPendingConnection();
         connect(peer, &QTcpSocket::readyRead, this, &FakeServer::readRequest);
     }
 
@@ -104,7 +119,8 @@ private:
         peer->flush();
     }
 
-    QTcpServer m_server;
+    bool m_secure = false;
+    std::unique_ptr<QTcpServer> m_server;
     QTimer m_drip;
     qsizetype m_dripped = 0;
     bool m_answered = false;
@@ -162,6 +178,10 @@ private Q_SLOTS:
     void formStartsYellow();
     void requestBytes_data();
     void requestBytes();
+    void requestOverTlsIsThePlainRequest();
+    void secureAddressSendsNothingInClear();
+    void certificateVerdicts_data();
+    void certificateVerdicts();
     void replyInSingleByteWrites();
     void endMarkerCompletesWhileConnectionStaysOpen();
     void completedExchangeAppendsAndSaves();
@@ -187,16 +207,35 @@ void TestSync::hostAndPort_data()
     QTest::addColumn<QString>("address");
     QTest::addColumn<QString>("host");
     QTest::addColumn<int>("port");
+    QTest::addColumn<bool>("secure");
     QTest::newRow("host only") << "sync.example.org"
-                               << "sync.example.org" << 80;
+                               << "sync.example.org" << 80 << false;
     QTest::newRow("with port") << "127.0.0.1:8080"
-                               << "127.0.0.1" << 8080;
+                               << "127.0.0.1" << 8080 << false;
     QTest::newRow("bad port") << "host:http"
-                              << "host:http" << 80;
+                              << "host:http" << 80 << false;
     QTest::newRow("port zero") << "host:0"
-                               << "host:0" << 80;
+                               << "host:0" << 80 << false;
     QTest::newRow("ipv6") << "::1"
-                          << "::1" << 80;
+                          << "::1" << 80 << false;
+    QTest::newRow("https") << "https://sync.example.org"
+                           << "sync.example.org" << 443 << true;
+    QTest::newRow("https with port") << "https://localhost:8443"
+                                     << "localhost" << 8443 << true;
+    QTest::newRow("scheme in capitals") << "HTTPS://Team.example.org"
+                                        << "Team.example.org" << 443 << true;
+    QTest::newRow("https ipv6") << "https://[::1]:8443"
+                                << "::1" << 8443 << true;
+    QTest::newRow("https ipv6 without port") << "https://[::1]"
+                                             << "::1" << 443 << true;
+    QTest::newRow("https bad port") << "https://host:http"
+                                    << "host:http" << 443 << true;
+    QTest::newRow("https ipv6 bad port") << "https://[::1]:x"
+                                         << "[::1]:x" << 443 << true;
+    QTest::newRow("https with a path") << "https://host/sync"
+                                       << "host/sync" << 443 << true;
+    QTest::newRow("http is no scheme of ours") << "http://host"
+                                               << "http://host" << 80 << false;
 }
 
 void TestSync::hostAndPort()
@@ -205,8 +244,10 @@ void TestSync::hostAndPort()
     const SyncProtocol::HostAndPort split = SyncProtocol::splitHostAndPort(address);
     QFETCH(QString, host);
     QFETCH(int, port);
+    QFETCH(bool, secure);
     QCOMPARE(split.host, host);
     QCOMPARE(int(split.port), port);
+    QCOMPARE(split.secure, secure);
 }
 
 void TestSync::parserKeepsPartialLines()
@@ -299,6 +340,143 @@ void TestSync::requestBytes()
                                   "0\n0\n0\n--end--\n";
     QCOMPARE(server.request, expected);
     QVERIFY(sync.succeeded);
+}
+
+void TestSync::requestOverTlsIsThePlainRequest()
+{
+    TestAuthority authority;
+    QVERIFY2(authority.isValid(), qPrintable(authority.error()));
+    const TestAuthority::Issued certificate = authority.issue(
+        QStringLiteral("server"), {QStringLiteral("localhost"), QStringLiteral("127.0.0.1")});
+    QVERIFY2(!certificate.certificateFile.isEmpty(), qPrintable(authority.error()));
+    TlsTrust::setAuthorities(authority.certificates());
+
+    // The same document and settings, once in plain HTTP and once over TLS.
+    QByteArray requests[2];
+    QString addresses[2];
+    std::srand(4711);
+    const int r = std::rand();
+    for (const bool secure : {false, true}) {
+        FakeServer server(secure ? certificate : TestAuthority::Issued());
+        server.reply = httpPreamble() + EmptyReplyDocument + "--sync-end--\n";
+        Configuration().setServerAddress(server.address());
+        QuorvelDocument doc;
+        DocumentBuilder(doc).category(QStringLiteral("B\u00fcr\u00f6"));
+        std::srand(4711);
+        Synchronize sync(&doc);
+        QTRY_COMPARE(sync.lblStatus->text(), QStringLiteral("Synchronization Complete"));
+        QVERIFY(sync.succeeded);
+        QCOMPARE(qobject_cast<QSslSocket *>(server.peer.data()) != nullptr, secure);
+        requests[secure] = server.request;
+        addresses[secure] = server.address();
+    }
+    TlsTrust::setAuthorities({});
+
+    // Byte for byte the request of the exchange; only the address line (as configured) and
+    // so the length differ.
+    const auto expected = [r](const QString &address) {
+        const QByteArray line = address.toUtf8();
+        return "POST /palmtopsync/sync105.php3?uid=" + QByteArray::number(r)
+               + " HTTP/1.0\r\n"
+                 "User-Agent: quorvelqpe\r\n"
+                 "Content-Type: text/plain\r\n"
+                 "Content-Length: "
+               + QByteArray::number(87 + line.size())
+               + "\r\n\r\n"
+                 "--sync--\n2026\n11\n21\n9\n30\n5\n"
+               + line
+               + "\nuser\npass\n"
+                 "--start--\n105\n1001\n1\n1000\nB\xc3\xbcr\xc3\xb6\n0\n"
+                 "0\n0\n0\n--end--\n";
+    };
+    QVERIFY(addresses[1].startsWith(QLatin1String("https://localhost:")));
+    QCOMPARE(requests[0], expected(addresses[0]));
+    QCOMPARE(requests[1], expected(addresses[1]));
+}
+
+void TestSync::secureAddressSendsNothingInClear()
+{
+    // A server in plain TCP that records what arrives and never answers: all that ever comes
+    // from an https:// address is the start of a TLS handshake.
+    Synchronize::setTimeoutMilliseconds(1000);
+    FakeServer server;
+    server.answer = FakeServer::Silent;
+    Configuration().setServerAddress(QStringLiteral("https://127.0.0.1:%1").arg(server.port()));
+    QuorvelDocument doc;
+    Synchronize sync(&doc);
+    QTRY_COMPARE(sync.lblStatus->text(), QStringLiteral("Securing Connection"));
+    QTRY_COMPARE_WITH_TIMEOUT(sync.lblStatus->text(), QStringLiteral("Connection Timed Out"),
+                              10000);
+    QVERIFY(!sync.succeeded);
+    QVERIFY(!server.request.isEmpty());
+    // A TLS handshake record, version 3.x.
+    QCOMPARE(server.request.left(2), QByteArray("\x16\x03"));
+    for (const QByteArray &clear : {QByteArray("pass"), QByteArray("user"),
+                                    QByteArray("--sync--"), QByteArray("POST"),
+                                    QByteArray("palmtopsync")})
+        QVERIFY2(!server.request.contains(clear), clear.constData());
+}
+
+void TestSync::certificateVerdicts_data()
+{
+    QTest::addColumn<QList<int>>("errors");
+    QTest::addColumn<bool>("kept");
+    QTest::addColumn<bool>("keptIsThisOne");
+    QTest::addColumn<int>("verdict");
+
+    const int selfSigned = QSslError::SelfSignedCertificate;
+    const int noIssuer = QSslError::UnableToGetLocalIssuerCertificate;
+    const int firstUnverified = QSslError::UnableToVerifyFirstCertificate;
+    const int otherHost = QSslError::HostNameMismatch;
+    const int expired = QSslError::CertificateExpired;
+    const int notYet = QSslError::CertificateNotYetValid;
+    const int revoked = QSslError::CertificateRevoked;
+    using V = TlsTrust::Verdict;
+    QTest::newRow("self-signed, first contact") << QList<int>{selfSigned} << false << false
+                                                << int(V::Ask);
+    QTest::newRow("self-signed, kept") << QList<int>{selfSigned} << true << true
+                                       << int(V::Trusted);
+    QTest::newRow("self-signed, another kept") << QList<int>{selfSigned} << true << false
+                                               << int(V::Changed);
+    QTest::newRow("unknown authority")
+        << QList<int>{noIssuer, firstUnverified} << false << false << int(V::NotTrusted);
+    QTest::newRow("unknown authority, another kept")
+        << QList<int>{noIssuer, firstUnverified} << true << false << int(V::Changed);
+    QTest::newRow("self-signed for another host")
+        << QList<int>{selfSigned, otherHost} << false << false << int(V::OtherHost);
+    QTest::newRow("another host, another kept")
+        << QList<int>{selfSigned, otherHost} << true << false << int(V::Changed);
+    QTest::newRow("expired") << QList<int>{expired} << false << false << int(V::Expired);
+    QTest::newRow("self-signed and expired, kept")
+        << QList<int>{selfSigned, expired} << true << true << int(V::Expired);
+    QTest::newRow("not valid yet") << QList<int>{notYet} << false << false
+                                   << int(V::NotYetValid);
+    QTest::newRow("revoked") << QList<int>{revoked} << false << false << int(V::NotTrusted);
+    QTest::newRow("self-signed and revoked, kept")
+        << QList<int>{selfSigned, revoked} << true << true << int(V::NotTrusted);
+}
+
+void TestSync::certificateVerdicts()
+{
+    QFETCH(QList<int>, errors);
+    QFETCH(bool, kept);
+    QFETCH(bool, keptIsThisOne);
+    QFETCH(int, verdict);
+    static TestAuthority authority;
+    static const TestAuthority::Issued self
+        = authority.selfSigned(QStringLiteral("self"), {QStringLiteral("localhost")});
+    const QList<QSslCertificate> certificates = QSslCertificate::fromPath(self.certificateFile);
+    QCOMPARE(certificates.size(), 1);
+    const QSslCertificate certificate = certificates.constFirst();
+    // The fingerprint is the one openssl prints.
+    const QString fingerprint = TestAuthority::fingerprint(self.certificateFile);
+    QCOMPARE(TlsTrust::fingerprint(certificate), fingerprint);
+    QList<QSslError> sslErrors;
+    for (const int error : errors)
+        sslErrors.append(QSslError(QSslError::SslError(error), certificate));
+    const QString trusted
+        = !kept ? QString() : keptIsThisOne ? fingerprint : QStringLiteral("00:11:22:33");
+    QCOMPARE(int(TlsTrust::judge(sslErrors, certificate, trusted)), verdict);
 }
 
 void TestSync::replyInSingleByteWrites()

@@ -2,11 +2,14 @@
 // endless drip, a gigabyte, lines that never end, counts of two billion, messages up to the
 // reply's cap, markup that names things to load, a connection cut mid-reply and a reply after
 // the program gave up. Each time the program survives in bounded memory, opens no second
-// connection, and keeps or goes back to what the data file held.
+// connection, and keeps or goes back to what the data file held. Every case runs in plain
+// HTTP and again over TLS, the server's answer inside the encrypted connection.
 
 #include "DocumentBuilder.h"
 #include "ModalAnswers.h"
+#include "TestAuthority.h"
 #include "TestEnvironment.h"
+#include "TlsTestListener.h"
 
 #include "app/QuorvelMainWindow.h"
 #include "model/QuorvelDocument.h"
@@ -14,11 +17,13 @@
 #include "platform/QuorvelApplication.h"
 #include "sync/SyncProtocol.h"
 #include "sync/Synchronize.h"
+#include "sync/TlsTrust.h"
 
 #include <QElapsedTimer>
 #include <QFile>
 #include <QLabel>
 #include <QPointer>
+#include <QSslSocket>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTextBrowser>
@@ -145,16 +150,22 @@ private:
 // A server on loopback that reads the program's request (headers and Content-Length bytes of
 // body) and then answers with a script: head, then repeatBytes bytes of unit over and over,
 // then tail, written as the connection takes them so that a gigabyte never sits in memory.
+// With a certificate it speaks TLS, and the script goes inside the encrypted connection.
 class ScriptedServer : public QObject
 {
 public:
     enum End { Close, Reset, StayOpen };
 
-    ScriptedServer()
+    explicit ScriptedServer(const TestAuthority::Issued &certificate = TestAuthority::Issued())
+        : m_secure(!certificate.certificateFile.isEmpty())
     {
-        if (!m_server.listen(QHostAddress::LocalHost, 0))
+        if (m_secure)
+            m_server = std::make_unique<TlsTestListener>(certificate);
+        else
+            m_server = std::make_unique<QTcpServer>();
+        if (!m_server->listen(QHostAddress::LocalHost, 0))
             qFatal("cannot listen on loopback");
-        connect(&m_server, &QTcpServer::newConnection, this, &ScriptedServer::accept);
+        connect(m_server.get(), &QTcpServer::newConnection, this, &ScriptedServer::accept);
         connect(&m_drip, &QTimer::timeout, this, &ScriptedServer::dripOne);
     }
     ~ScriptedServer() override
@@ -164,8 +175,13 @@ public:
             m_peer->disconnect(this);
     }
 
-    QString address() const { return QStringLiteral("127.0.0.1:%1").arg(m_server.serverPort()); }
-    QByteArray port() const { return QByteArray::number(m_server.serverPort()); }
+    QString address() const
+    {
+        return (m_secure ? QStringLiteral("https://localhost:%1")
+                         : QStringLiteral("127.0.0.1:%1"))
+            .arg(m_server->serverPort());
+    }
+    QByteArray port() const { return QByteArray::number(m_server->serverPort()); }
 
     QByteArray head;
     QByteArray unit;
@@ -196,7 +212,7 @@ public:
 private:
     void accept()
     {
-        while (QTcpSocket *socket = m_server.nextPendingConnection()) {
+        while (QTcpSocket *socket = m_server->nextPendingConnection()) {
             ++m_accepted;
             // Only the first is the exchange; a later one would be a fetch, and is only counted.
             if (m_peer) {
@@ -207,6 +223,9 @@ private:
             m_peer = socket;
             connect(socket, &QTcpSocket::readyRead, this, &ScriptedServer::readRequest);
             connect(socket, &QTcpSocket::bytesWritten, this, &ScriptedServer::pump);
+            // Over TLS, what waits to be sent is the encrypted bytes.
+            if (auto *secure = qobject_cast<QSslSocket *>(socket))
+                connect(secure, &QSslSocket::encryptedBytesWritten, this, &ScriptedServer::pump);
             const auto gone = [this] {
                 m_peerGone = true;
                 m_drip.stop();
@@ -244,6 +263,13 @@ private:
         m_sent += m_peer->write(bytes);
     }
 
+    // Bytes handed to the connection and not yet sent.
+    qint64 waiting() const
+    {
+        const auto *secure = qobject_cast<const QSslSocket *>(m_peer.data());
+        return m_peer->bytesToWrite() + (secure ? secure->encryptedBytesToWrite() : 0);
+    }
+
     // Keeps about a megabyte waiting in the connection until the script is written.
     void pump()
     {
@@ -256,7 +282,7 @@ private:
         if (m_phase == 1 && !unit.isEmpty()) {
             if (m_chunk.isEmpty())
                 m_chunk = unit.repeated(qMax<qsizetype>(1, 256 * 1024 / unit.size()));
-            while (m_repeated < repeatBytes && m_peer->bytesToWrite() < MiB
+            while (m_repeated < repeatBytes && waiting() < MiB
                    && m_peer->state() == QAbstractSocket::ConnectedState) {
                 const qint64 n = qMin<qint64>(repeatBytes - m_repeated, m_chunk.size());
                 write(m_chunk.left(n));
@@ -296,7 +322,8 @@ private:
         ++m_dripped;
     }
 
-    QTcpServer m_server;
+    bool m_secure = false;
+    std::unique_ptr<QTcpServer> m_server;
     QPointer<QTcpSocket> m_peer;
     QTimer m_drip;
     QByteArray m_request;
@@ -314,6 +341,7 @@ private:
 bool isResult(const QString &status)
 {
     return status == Complete || status == Failed || status == TimedOut
+           || status.startsWith(QLatin1String("Secure Connection Failed"))
            || status == QLatin1String("Socket Read Error")
            || status == QLatin1String("Host Connection Refused")
            || status == QLatin1String("Host Not Found");
@@ -359,6 +387,8 @@ class TestSyncHostile : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase_data();
+    void initTestCase();
     void init();
     void cleanup();
 
@@ -378,9 +408,35 @@ private:
     // The exchange's result is in the data file.
     void verifySaved(const QStringList &categories);
 
+    // The server of the case, in plain HTTP or over TLS as the global data row says.
+    std::unique_ptr<ScriptedServer> newServer() const;
+
     std::unique_ptr<QuorvelMainWindow> m_window;
     QByteArray m_before;
+    TestAuthority m_authority;
+    TestAuthority::Issued m_certificate;
 };
+
+void TestSyncHostile::initTestCase_data()
+{
+    QTest::addColumn<bool>("tls");
+    QTest::newRow("plain") << false;
+    QTest::newRow("tls") << true;
+}
+
+void TestSyncHostile::initTestCase()
+{
+    QVERIFY2(m_authority.isValid(), qPrintable(m_authority.error()));
+    m_certificate = m_authority.issue(QStringLiteral("server"), {QStringLiteral("localhost")});
+    QVERIFY2(!m_certificate.certificateFile.isEmpty(), qPrintable(m_authority.error()));
+    TlsTrust::setAuthorities(m_authority.certificates());
+}
+
+std::unique_ptr<ScriptedServer> TestSyncHostile::newServer() const
+{
+    QFETCH_GLOBAL(bool, tls);
+    return std::make_unique<ScriptedServer>(tls ? m_certificate : TestAuthority::Issued());
+}
 
 void TestSyncHostile::init()
 {
@@ -626,7 +682,8 @@ void TestSyncHostile::hostileReplies()
 
     if (end == ScriptedServer::StayOpen && status == TimedOut)
         Synchronize::setTimeoutMilliseconds(int(300 * Scale));
-    ScriptedServer server;
+    const std::unique_ptr<ScriptedServer> scripted = newServer();
+    ScriptedServer &server = *scripted;
     server.head = head.replace("PORT", server.port());
     server.unit = unit;
     server.repeatBytes = repeatBytes;
@@ -661,7 +718,8 @@ void TestSyncHostile::endlessDripStaysCancellable()
     // Every byte restarts the wait for progress, so a server that never stops dripping is
     // never timed out: the window stays responsive and the user's close ends the exchange.
     Synchronize::setTimeoutMilliseconds(int(300 * Scale));
-    ScriptedServer server;
+    const std::unique_ptr<ScriptedServer> scripted = newServer();
+    ScriptedServer &server = *scripted;
     server.dripMilliseconds = 5;
     server.head = Preamble + "--start--\n105\n";
     server.unit = "1\n";
@@ -709,7 +767,8 @@ void TestSyncHostile::endlessDripStaysCancellable()
 void TestSyncHostile::dripThatStopsTimesOut()
 {
     Synchronize::setTimeoutMilliseconds(int(300 * Scale));
-    ScriptedServer server;
+    const std::unique_ptr<ScriptedServer> scripted = newServer();
+    ScriptedServer &server = *scripted;
     server.dripMilliseconds = 5;
     server.head = Preamble + "--start--\n105\n";
     server.unit = "1\n";
@@ -728,7 +787,8 @@ void TestSyncHostile::replyAfterTheProgramGaveUp()
 {
     // A whole, good reply that comes after the timeout must not reach the document.
     Synchronize::setTimeoutMilliseconds(int(300 * Scale));
-    ScriptedServer server;
+    const std::unique_ptr<ScriptedServer> scripted = newServer();
+    ScriptedServer &server = *scripted;
     server.silent = true;
     server.head = Preamble + ServerDocument + "Hello\n" + EndLine;
 

@@ -1,8 +1,9 @@
 #include "SyncDevice.h"
 
 #include "sync/SyncProtocol.h"
+#include "sync/TlsTrust.h"
 
-#include <QTcpSocket>
+#include <QSslSocket>
 
 SyncDevice::SyncDevice(const QString &address, const QString &userId, const QString &secret)
     : user(userId)
@@ -14,12 +15,20 @@ SyncDevice::Reply SyncDevice::exchange(bool keep)
 {
     Reply reply;
     const SyncProtocol::HostAndPort server = SyncProtocol::splitHostAndPort(m_address);
-    QTcpSocket socket;
+    QSslSocket socket;
     if (!source.isNull() && !socket.bind(source))
         return reply;
-    socket.connectToHost(server.host, server.port);
-    if (!socket.waitForConnected(10000))
-        return reply;
+    if (server.secure) {
+        socket.setSslConfiguration(TlsTrust::clientConfiguration());
+        socket.connectToHostEncrypted(server.host, server.port);
+        if (!socket.waitForEncrypted(10000))
+            return reply;
+        reply.certificate = TlsTrust::fingerprint(socket.peerCertificate());
+    } else {
+        socket.connectToHost(server.host, server.port);
+        if (!socket.waitForConnected(10000))
+            return reply;
+    }
     socket.write(SyncProtocol::buildRequest(sentDocument.isEmpty()
                                                 ? doc.getDocumentString()
                                                 : QString::fromUtf8(sentDocument),

@@ -10,7 +10,8 @@
 // A device talking to a group server at the level of the exchange: the request is built by the
 // program's own request builder and the reply read by its own parser, then taken in as the
 // program takes it in (appended to the document, the lists sorted), or dropped as the program
-// drops it when it goes back to the file saved before the exchange.
+// drops it when it goes back to the file saved before the exchange. An "https://" address is
+// reached over TLS with the program's own requirements (TlsTrust::clientConfiguration).
 class SyncDevice
 {
 public:
@@ -32,6 +33,8 @@ public:
         bool readable = false; // the document part reads
         QByteArray document;   // the document part
         QString messages;      // the personal messages, as sent (rich text)
+        // Over TLS: the SHA-256 fingerprint of the certificate the server presented.
+        QString certificate;
     };
 
     // One exchange. With keep, a readable reply is taken in; otherwise the device stays as it
