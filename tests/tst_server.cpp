@@ -9,6 +9,7 @@
 #include "ServerProcess.h"
 #include "ServerStores.h"
 #include "TestEnvironment.h"
+#include "WindowExchange.h"
 
 #include "app/ChangeChannel.h"
 #include "app/QuorvelMainWindow.h"
@@ -41,67 +42,10 @@ QAction *action(const QuorvelMainWindow &window, const QString &text)
     return actionNamed(window, text);
 }
 
-QByteArray dataFileBytes()
-{
-    QFile file(QuorvelDocument::dataFilePath());
-    if (!file.open(QIODevice::ReadOnly))
-        return QByteArray();
-    return file.readAll();
-}
-
 // A device in group mode for user, with an empty data file, pointed at the server.
 void prepareDevice(const QString &server, const QString &user, const QString &password)
 {
-    TestEnvironment::wipe();
-    Configuration config;
-    config.setMode(Configuration::Group);
-    config.setServerAddress(server);
-    config.setServerUserID(user);
-    config.setServerPassword(password);
-    QuorvelDocument empty;
-    QVERIFY(empty.save());
-}
-
-struct SyncOutcome
-{
-    QString status;
-    QString messages;
-    QColor colour;
-    bool succeeded = false;
-};
-
-bool isResult(const QString &status)
-{
-    return status == QLatin1String("Synchronization Complete")
-           || status == QLatin1String("Synchronization Failed")
-           || status == QLatin1String("Host Connection Refused")
-           || status == QLatin1String("Host Not Found")
-           || status == QLatin1String("Socket Read Error")
-           || status == QLatin1String("Connection Timed Out");
-}
-
-// Task → Synchronize with Server, the window closed once it shows its result.
-SyncOutcome synchronize(QuorvelMainWindow &window)
-{
-    SyncOutcome outcome;
-    ModalAnswers answers;
-    answers.add([&](QWidget *widget) {
-        auto *sync = qobject_cast<Synchronize *>(widget);
-        if (!sync) {
-            widget->close();
-            return;
-        }
-        // Closed whatever it shows, so that a failure cannot leave the test waiting.
-        if (!QTest::qWaitFor([&] { return isResult(sync->lblStatus->text()); }, 30000))
-            qWarning("The exchange showed no result within 30 seconds");
-        outcome.status = sync->lblStatus->text();
-        outcome.messages = sync->txtMessages->toPlainText();
-        outcome.colour = sync->lblStatus->palette().color(QPalette::Active, QPalette::Window);
-        outcome.succeeded = sync->succeeded;
-        sync->close();
-    });
-    window.syncServer();
-    return outcome;
+    QVERIFY(prepareGroupDevice(server, user, password));
 }
 
 // Task → New Task: a task of the activity starting now, running.

@@ -1,9 +1,10 @@
 // The group server's small parts on their own: database addresses, the request body's lines,
 // the reply body, task times as the server stores them, and the blocks of ids with their
-// record outside the database.
+// record outside the database, and what the server says when it listens.
 
 #include "TestEnvironment.h"
 
+#include "ExchangeServer.h"
 #include "IdBlocks.h"
 #include "ServerDatabase.h"
 #include "StoredTime.h"
@@ -27,6 +28,8 @@ private Q_SLOTS:
     void storedTime_data();
     void storedTime();
     void idBlocksStartAfterTheirRecord();
+    void listeningLines_data();
+    void listeningLines();
 };
 
 void TestServerParts::databaseAddress_data()
@@ -257,6 +260,60 @@ void TestServerParts::idBlocksStartAfterTheirRecord()
         QCOMPARE(IdBlocks::blockOf(2147483647), 0);
     }
     ServerDatabase::close(connection);
+}
+
+void TestServerParts::listeningLines_data()
+{
+    QTest::addColumn<QString>("address");
+    QTest::addColumn<bool>("secure");
+    QTest::addColumn<QStringList>("lines");
+    const QString data = QStringLiteral("SQLite /srv/quorvel/quorvel-server.sqlite");
+    const auto listening = [&](const QString &where, const QString &how) {
+        return QStringLiteral("listening on %1%2, data in %3, 3 workers").arg(where, how, data);
+    };
+    const auto warning = [](const QString &where) {
+        return QStringLiteral("warning: members' passwords and tasks cross the network in clear "
+                              "on %1: serve TLS with --tls-cert and --tls-key, or listen on "
+                              "127.0.0.1 behind a TLS proxy")
+            .arg(where);
+    };
+    const QString inClear = QStringLiteral(" in plain HTTP (passwords travel in clear)");
+    const QString overTls = QStringLiteral(" over TLS");
+    // Only this machine reaches a loopback address: nothing to warn of.
+    QTest::newRow("loopback") << "127.0.0.1" << false
+                              << QStringList{listening(QStringLiteral("127.0.0.1:8080"), {})};
+    QTest::newRow("other loopback")
+        << "127.0.0.2" << false << QStringList{listening(QStringLiteral("127.0.0.2:8080"), {})};
+    QTest::newRow("ipv6 loopback") << "::1" << false
+                                   << QStringList{listening(QStringLiteral("::1:8080"), {})};
+    QTest::newRow("every address")
+        << "0.0.0.0" << false
+        << QStringList{listening(QStringLiteral("0.0.0.0:8080"), inClear),
+                       warning(QStringLiteral("0.0.0.0:8080"))};
+    QTest::newRow("every ipv6 address")
+        << "::" << false
+        << QStringList{listening(QStringLiteral(":::8080"), inClear),
+                       warning(QStringLiteral(":::8080"))};
+    QTest::newRow("a network's address")
+        << "192.0.2.7" << false
+        << QStringList{listening(QStringLiteral("192.0.2.7:8080"), inClear),
+                       warning(QStringLiteral("192.0.2.7:8080"))};
+    QTest::newRow("tls on every address")
+        << "0.0.0.0" << true << QStringList{listening(QStringLiteral("0.0.0.0:8080"), overTls)};
+    QTest::newRow("tls on loopback")
+        << "127.0.0.1" << true << QStringList{listening(QStringLiteral("127.0.0.1:8080"), overTls)};
+}
+
+void TestServerParts::listeningLines()
+{
+    QFETCH(QString, address);
+    QFETCH(bool, secure);
+    QFETCH(QStringList, lines);
+    QCOMPARE(ExchangeServer::listeningLines(QHostAddress(address), 8080, secure,
+                                            QStringLiteral("SQLite "
+                                                           "/srv/quorvel/quorvel-server.sqlite"),
+                                            3),
+             lines);
 }
 
 QUORVEL_TEST_GUILESS_MAIN(TestServerParts)

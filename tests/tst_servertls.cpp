@@ -14,6 +14,7 @@
 #include "SyncDevice.h"
 #include "TestAuthority.h"
 #include "TestEnvironment.h"
+#include "WindowExchange.h"
 
 #include "app/QuorvelMainWindow.h"
 #include "dialogs/OperatingMode.h"
@@ -52,55 +53,6 @@ const QString Changed
     = QStringLiteral("Secure Connection Failed: the server's certificate has changed");
 const QString NoTls = QStringLiteral(
     "Secure Connection Failed: the server did not set up an encrypted connection");
-
-QByteArray dataFileBytes()
-{
-    QFile file(QuorvelDocument::dataFilePath());
-    if (!file.open(QIODevice::ReadOnly))
-        return QByteArray();
-    return file.readAll();
-}
-
-struct SyncOutcome
-{
-    QString status;
-    QString messages;
-    QColor colour;
-    bool succeeded = false;
-};
-
-bool isResult(const QString &status)
-{
-    return status.startsWith(QLatin1String("Synchronization "))
-           || status.startsWith(QLatin1String("Secure Connection Failed"))
-           || status == QLatin1String("Host Not Found")
-           || status == QLatin1String("Host Connection Refused")
-           || status == QLatin1String("Socket Read Error")
-           || status == QLatin1String("Connection Timed Out");
-}
-
-// Task → Synchronize with Server, the window closed once it shows its result.
-SyncOutcome synchronize(QuorvelMainWindow &window)
-{
-    SyncOutcome outcome;
-    ModalAnswers answers;
-    answers.add([&](QWidget *widget) {
-        auto *sync = qobject_cast<Synchronize *>(widget);
-        if (!sync) {
-            widget->close();
-            return;
-        }
-        if (!QTest::qWaitFor([&] { return isResult(sync->lblStatus->text()); }, 30000))
-            qWarning("The exchange showed no result within 30 seconds");
-        outcome.status = sync->lblStatus->text();
-        outcome.messages = sync->txtMessages->toPlainText();
-        outcome.colour = sync->lblStatus->palette().color(QPalette::Active, QPalette::Window);
-        outcome.succeeded = sync->succeeded;
-        sync->close();
-    });
-    window.syncServer();
-    return outcome;
-}
 
 // The fingerprint as the question shows it: 16 bytes a line.
 QString inTwoLines(const QString &fingerprint)
@@ -202,14 +154,8 @@ void TestServerTls::startServer(const TestAuthority::Issued &certificate)
 
 void TestServerTls::prepareDevice(const QString &address)
 {
-    TestEnvironment::wipe();
-    Configuration config;
-    config.setMode(Configuration::Group);
-    config.setServerAddress(address.arg(m_server->port()));
-    config.setServerUserID(QStringLiteral("alice"));
-    config.setServerPassword(QStringLiteral("alice-secret"));
-    QuorvelDocument empty;
-    QVERIFY(empty.save());
+    QVERIFY(prepareGroupDevice(address.arg(m_server->port()), QStringLiteral("alice"),
+                               QStringLiteral("alice-secret")));
     m_before = dataFileBytes();
 }
 

@@ -10,6 +10,7 @@
 #include "TestAuthority.h"
 #include "TestEnvironment.h"
 #include "TlsTestListener.h"
+#include "WindowExchange.h"
 
 #include "app/QuorvelMainWindow.h"
 #include "model/QuorvelDocument.h"
@@ -105,14 +106,6 @@ bool resetPeak()
 {
     QFile clear(QStringLiteral("/proc/self/clear_refs"));
     return clear.open(QIODevice::WriteOnly) && clear.write("5") == 1;
-}
-
-QByteArray dataFileBytes()
-{
-    QFile file(QuorvelDocument::dataFilePath());
-    if (!file.open(QIODevice::ReadOnly))
-        return QByteArray();
-    return file.readAll();
 }
 
 // A case that hangs blocks the event loop, where no QTRY can notice: this ends the process

@@ -537,28 +537,40 @@ bool ExchangeServer::start(QString *error)
                      .arg(m_listener.errorString());
         return false;
     }
-    const QString where = QStringLiteral("%1:%2")
-                              .arg(m_listener.serverAddress().toString())
-                              .arg(m_listener.serverPort());
-    // Only this machine can reach a loopback address; anything else is a network.
-    const bool inClear = !isSecure() && !m_listener.serverAddress().isLoopback();
-    log(QStringLiteral("listening on %1%2, data in %3, %4 workers")
-            .arg(where,
-                 isSecure()  ? QStringLiteral(" over TLS")
-                 : inClear ? QStringLiteral(" in plain HTTP (passwords travel in clear)")
-                             : QString(),
-                 m_database.describe())
-            .arg(m_workers.size()));
+    const QStringList lines = listeningLines(m_listener.serverAddress(), m_listener.serverPort(),
+                                             isSecure(), m_database.describe(),
+                                             int(m_workers.size()));
+    log(lines.constFirst());
     if (isSecure()) {
         log(QStringLiteral("TLS certificate %1 (from %2)")
                 .arg(TlsFiles::describe(m_tls.localCertificate()), m_options.tlsCertificateFile));
-    } else if (inClear) {
-        log(QStringLiteral("warning: members' passwords and tasks cross the network in clear on "
-                           "%1: serve TLS with --tls-cert and --tls-key, or listen on 127.0.0.1 "
-                           "behind a TLS proxy")
-                .arg(where));
     }
+    for (qsizetype i = 1; i < lines.size(); ++i)
+        log(lines.at(i));
     return true;
+}
+
+QStringList ExchangeServer::listeningLines(const QHostAddress &address, quint16 port, bool secure,
+                                           const QString &data, int workers)
+{
+    const QString where = QStringLiteral("%1:%2").arg(address.toString()).arg(port);
+    // Only this machine can reach a loopback address; anything else is a network.
+    const bool inClear = !secure && !address.isLoopback();
+    QStringList lines{QStringLiteral("listening on %1%2, data in %3, %4 workers")
+                          .arg(where,
+                               secure    ? QStringLiteral(" over TLS")
+                               : inClear ? QStringLiteral(" in plain HTTP (passwords travel in "
+                                                          "clear)")
+                                         : QString(),
+                               data)
+                          .arg(workers)};
+    if (inClear) {
+        lines << QStringLiteral("warning: members' passwords and tasks cross the network in "
+                                "clear on %1: serve TLS with --tls-cert and --tls-key, or listen "
+                                "on 127.0.0.1 behind a TLS proxy")
+                     .arg(where);
+    }
+    return lines;
 }
 
 void ExchangeServer::reloadTls()

@@ -78,6 +78,10 @@ public:
     void stop();
 
     bool isSecure() const { return m_listener.secure; }
+    // What the log says once the server listens (without "quorvel-server: "): where, how, the
+    // data and the workers, and a warning when passwords would cross a network in clear.
+    static QStringList listeningLines(const QHostAddress &address, quint16 port, bool secure,
+                                      const QString &data, int workers);
     // Reads the certificate and key files again; the handshakes that begin afterwards present
     // them. A pair that cannot be used leaves the one before in use, and the log says why.
     void reloadTls();

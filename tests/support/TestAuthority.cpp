@@ -81,25 +81,20 @@ QString TestAuthority::extensionsFile(const QString &name, const QStringList &ho
 
 TestAuthority::Issued TestAuthority::issue(const QString &name, const QStringList &hosts, int days)
 {
-    const Issued issued{m_folder.filePath(name + QStringLiteral(".pem")),
-                        m_folder.filePath(name + QStringLiteral(".key"))};
-    const QString request = m_folder.filePath(name + QStringLiteral(".csr"));
-    if (!openssl(QStringList{QStringLiteral("req"), QStringLiteral("-new"),
-                             QStringLiteral("-subj"), QStringLiteral("/CN=") + hosts.value(0),
-                             QStringLiteral("-out"), request}
-                 + newKey(issued.keyFile))
-        || !openssl({QStringLiteral("x509"), QStringLiteral("-req"), QStringLiteral("-in"),
-                     request, QStringLiteral("-CA"), certificateFile(), QStringLiteral("-CAkey"),
-                     m_folder.filePath(QStringLiteral("authority.key")), QStringLiteral("-days"),
-                     QString::number(days), QStringLiteral("-extfile"),
-                     extensionsFile(name, hosts), QStringLiteral("-out"),
-                     issued.certificateFile}))
-        return Issued();
-    return issued;
+    return sign(name, hosts, days,
+                {QStringLiteral("-CA"), certificateFile(), QStringLiteral("-CAkey"),
+                 m_folder.filePath(QStringLiteral("authority.key"))});
 }
 
 TestAuthority::Issued TestAuthority::selfSigned(const QString &name, const QStringList &hosts,
                                                 int days)
+{
+    return sign(name, hosts, days,
+                {QStringLiteral("-signkey"), m_folder.filePath(name + QStringLiteral(".key"))});
+}
+
+TestAuthority::Issued TestAuthority::sign(const QString &name, const QStringList &hosts, int days,
+                                          const QStringList &signer)
 {
     const Issued issued{m_folder.filePath(name + QStringLiteral(".pem")),
                         m_folder.filePath(name + QStringLiteral(".key"))};
@@ -108,11 +103,12 @@ TestAuthority::Issued TestAuthority::selfSigned(const QString &name, const QStri
                              QStringLiteral("-subj"), QStringLiteral("/CN=") + hosts.value(0),
                              QStringLiteral("-out"), request}
                  + newKey(issued.keyFile))
-        || !openssl({QStringLiteral("x509"), QStringLiteral("-req"), QStringLiteral("-in"),
-                     request, QStringLiteral("-signkey"), issued.keyFile,
-                     QStringLiteral("-days"), QString::number(days), QStringLiteral("-extfile"),
-                     extensionsFile(name, hosts), QStringLiteral("-out"),
-                     issued.certificateFile}))
+        || !openssl(QStringList{QStringLiteral("x509"), QStringLiteral("-req"),
+                                QStringLiteral("-in"), request}
+                    + signer
+                    + QStringList{QStringLiteral("-days"), QString::number(days),
+                                  QStringLiteral("-extfile"), extensionsFile(name, hosts),
+                                  QStringLiteral("-out"), issued.certificateFile}))
         return Issued();
     return issued;
 }
