@@ -261,7 +261,7 @@ void TestDialogs::operatingModeForm()
     QCOMPARE(dialog.lblUserID->text(), QStringLiteral("User ID"));
     QCOMPARE(dialog.lblPassword->text(), QStringLiteral("Password"));
     QCOMPARE(dialog.lblServerHint->text(),
-             QStringLiteral("host:port, or https://host:port for an encrypted connection"));
+             QStringLiteral("host:port, or https://host:port\nfor an encrypted connection"));
     QCOMPARE(dialog.Line1->frameShape(), QFrame::HLine);
 
     QCOMPARE(dialog.txtPassword->echoMode(), QLineEdit::Password);

@@ -194,7 +194,7 @@ void TestTranslation::secureConnectionTexts()
 {
     OperatingMode dialog;
     QCOMPARE(dialog.lblServerHint->text(),
-             QStringLiteral("Rechner:Port, oder https://Rechner:Port für eine verschlüsselte "
+             QStringLiteral("Rechner:Port, oder https://Rechner:Port\nfür eine verschlüsselte "
                             "Verbindung"));
 
     // A server with a self-signed certificate, and the question about it answered No.

@@ -1051,8 +1051,10 @@ Bitte wählen Sie ein anderes.</translation>
         <translation>Passwort</translation>
     </message>
     <message>
-        <source>host:port, or https://host:port for an encrypted connection</source>
-        <translation>Rechner:Port, oder https://Rechner:Port für eine verschlüsselte Verbindung</translation>
+        <source>host:port, or https://host:port
+for an encrypted connection</source>
+        <translation>Rechner:Port, oder https://Rechner:Port
+für eine verschlüsselte Verbindung</translation>
     </message>
 </context>
 <context>
