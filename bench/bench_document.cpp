@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // Times the data file of a large document: 100 000 stopped tasks over three years on 200
 // activities in 20 categories. Reports the median of several runs of each operation and the
 // peak memory of a process that only loads the file.

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // Times exporting the period time sheet of the large document (100 000 tasks over three years,
 // 200 activities, 20 categories) for a one-year period ending 2026-11-21 as PDF, the way the
 // report window's "Export as PDF…" does it: the viewer's pages, each laid out on its own at the

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // Times the two period report texts on the large document (100 000 tasks over three years, 200
 // activities, 20 categories) for a one-year period ending 2026-11-21, with and without the
 // activities that have no time. Reports the median of 15 rounds; --runs N for more.

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // Times the report browser on the period time sheet of the large document (100 000 tasks over
 // three years, 200 activities, 20 categories) for a one-year period ending 2026-11-21 with the
 // activities without time listed: 68.6 million characters. Reports the median of several

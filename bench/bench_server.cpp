@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // Measures quorvel-server under the load of a team: 20 devices, one member each, every device
 // holding 1 000 tasks of which 5 change before each exchange, all exchanging at once and each
 // sending its next request as soon as the previous reply is in. Reports exchanges per second,

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // Times the task list view on a large document: 100 000 stopped tasks over three years on 200
 // activities. Reports the median of several rounds of a full rebuild (update()), of a one-row
 // refresh (updateRow() on a task in the middle of the list, alone and with the rest of the

@@ -1,4 +1,7 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: GPL-3.0-or-later
+# Copyright The Quorvel developers
+#
 # Times the quorvel command line against Timewarrior (timew) on the benchmark histories.
 #
 #   bench/cli.sh [DATASET_DIR ...]        # default: /tmp/ds-10k /tmp/ds-100k /tmp/ds-300k

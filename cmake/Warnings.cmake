@@ -1,3 +1,6 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
+# Copyright The Quorvel developers
+#
 # Warnings are errors in the sense that none may be left: -Wall -Wextra on every target
 # that calls quorvel_set_warnings. CI and scripts/test turn them into errors outright, so a new
 # one fails the build there; a person's own build keeps them warnings, so that a newer compiler

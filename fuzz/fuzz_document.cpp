@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The data file reader on any bytes. It must never read outside the buffer (which is exactly
 // as large as the input, so AddressSanitizer sees one byte too far), and a document it accepts
 // must be written and read back to the very same document string.

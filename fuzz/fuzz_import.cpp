@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // A file handed to "quorvel import", read as CSV and as JSON (with the category given and
 // with the category from the first tag). Nothing in it may crash or hang the readers, and
 // every row they offer for import is whole: an activity, a start in whole minutes, a stop in

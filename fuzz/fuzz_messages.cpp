@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The server's personal messages as the status window shows them (Synchronize::showMessages)
 // in the view it uses, laid out at the window's width. Whatever a server sends, showing it
 // must end soon, stay within the shown bound, and say what was left out.

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The parameter string a period report remembers between runs (the settings file holds it, so
 // anything may stand there), read by both period reports. The reading must follow "%d,%d,…"
 // and its rules for the fields it keeps, leave both dates real days, and give a string that

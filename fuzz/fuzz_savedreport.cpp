@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // A saved report reopened: its file read as the window reads it and shown in the report viewer
 // on offscreen widgets. Anything may stand in such a file (it is a document of the user's, and
 // file managers open it with Quorvel). Showing it must not crash, and a text long enough to be

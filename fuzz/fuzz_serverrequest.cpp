@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // What a peer sends to the group server, read as the server reads it: the head up to the blank
 // line (within the bound on its size), the head's request line and headers, and the body's
 // lines before the document string. Then, with texts taken from the input, a request as the

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The program's reader of the server's reply, fed in pieces whose sizes the input chooses. It
 // must read the same reply however the bytes are split, keep to its cap, and never crash.
 //

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // A date or a moment typed on the command line, as text. Either it is refused with a reason,
 // or it is a real day (a moment in whole minutes) that reads back the same when written the
 // way the program writes it. Days are taken relative to three todays: the test day, and the

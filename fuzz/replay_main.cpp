@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // Runs a fuzz target's LLVMFuzzerTestOneInput over files, without libFuzzer: the normal build's
 // regression test of each target's seeds and of every input a fuzzer once failed on. Each
 // argument is a file or a folder of files. A target that fails an input aborts, which fails

@@ -1,4 +1,7 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: GPL-3.0-or-later
+# Copyright The Quorvel developers
+#
 # Checks the bash completion of quorvel: usage: completion.sh QUORVEL.BASH-COMPLETION
 #
 # Each case sets COMP_LINE, COMP_POINT, COMP_WORDS and COMP_CWORD as bash does for the line

@@ -1,3 +1,6 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
+# Copyright The Quorvel developers
+#
 # Installs the build tree into a fresh folder and checks that the desktop's files land where
 # the desktop looks for them, under the application's id and under the old names.
 #   cmake -DBUILD_DIR=<build tree> -DPREFIX=<empty folder to install into>

@@ -1,4 +1,7 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: GPL-3.0-or-later
+# Copyright The Quorvel developers
+#
 # Checks a man page of Quorvel (quorvel.1 or quorvel-server.8): usage: manpage.sh PAGE [GROFF]
 #
 # groff must format it without a single warning, at the usual width and at a narrow one, and

@@ -1,4 +1,7 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: GPL-3.0-or-later
+# Copyright The Quorvel developers
+#
 # Checks that the catalogues are up to date with the code:
 #   translations.sh LUPDATE SOURCES.lst INCLUDE_DIR CATALOGUE.ts...
 #

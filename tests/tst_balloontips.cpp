@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // First-use tips: the tip widget, its counting in the settings, and the sequence the main
 // window walks through as the user creates categories, activities and tasks.
 

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The quorvel command line, run as a separate process on the data file of the test: every
 // command's exact output, its refusals and exit statuses, export and import, and two
 // commands writing at the same moment.

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The command line's parsers on their own: day and moment arguments, and the files that
 // "quorvel import" reads.
 #include "TestEnvironment.h"

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // Commands of the command line while the window runs: they are handed to the window over its
 // one-instance channel and carried out on the document it shows, never beside it.
 

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The task commands of the main window: the shortcut buttons that start and stop tasks in real
 // time, new, edit, delete and purge, the concurrency switch and the change of operating mode.
 

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // Saving killed with SIGKILL at random moments, by running the helper crashsaver (which saves
 // two versions, A and B, in turn) and killing it: the data file and a saved report are always
 // whole, one version or the other, and what a killed save leaves beside the data file is

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The data file: the document string written by getDocumentString, read back by
 // populateFromByteArray and its cursor helpers, and load() / save() on the real file.
 

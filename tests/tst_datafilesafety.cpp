@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The data file when saving fails: a full disk (a file size limit stands in for it, in this
 // process for the window and in the child for the command line), and the "<data file>.new"
 // that a save cut short leaves, as the window and the command line find it at their start.

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The window's service on a private session bus started by the test: each method's result and
 // refusal, and the signal after a start from the window.
 

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // Every dialog and window by keyboard alone: which widget has the focus when it opens, the whole
 // round that Tab makes from there and that Shift+Tab makes back, the button that Return presses,
 // the radio buttons that the arrow keys choose, and the calendars of the date buttons.

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // Damaged and hostile document strings: whatever a data file or a server reply holds, reading
 // it and then using the document must not crash, read outside the buffer or hang.
 

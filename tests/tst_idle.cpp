@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The idle question: with a fake idle source and a pinned clock, each of its three answers
 // gives exactly the tasks expected, a refused stop changes nothing, and the question is asked
 // only about tasks the person left running. Also the desktop settings that set its minutes.

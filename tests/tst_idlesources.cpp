@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The idle time sources against real services that the test runs itself: GNOME's idle monitor
 // and the freedesktop screen saver as fakes on a private session bus (on a thread of their
 // own, since find() waits for their answers), Xvfb with pointer motion through XTest, and a

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // Every command of the window within reach of the keyboard: the shortcuts run the same
 // commands as the menu entries and the shortcut buttons, and each menu opens from the keyboard.
 

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The main window: first start, the enabled state of the commands, writing on flush, reading
 // again on reload, and the data file kept safe when it cannot be read.
 

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The quorvel program itself, run as a separate process on the offscreen platform: how it
 // ends, and that one instance per user runs.
 

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The forgotten timer: one notification per task after the set hours of a pinned clock, none
 // when off, its Stop and Keep, and the panel's message where no notification service answers.
 // The notification service is a fake on a private session bus.

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // Printing and exporting reports from the report window: PDF and paper through the same
 // renderer, page by page with the title on every sheet, and CSV for spreadsheets.
 

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // Running reports from the Report menu: remembered parameters, the period dialog, the viewer,
 // saving a report as a document and opening saved reports again.
 

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The program in group mode against a real quorvel-server on 127.0.0.1: the catalogue reaches
 // an emptied device, tasks reach the server and deletions are kept in its history, a refused
 // sign-in leaves the device as it was, members share the catalogue and the team's report

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The group server's command line: help for every command, the team lead's commands and
 // their refusals, import and backup, a listening socket handed over by systemd (also over TLS),
 // SIGTERM while an exchange is under way, the self-signed certificate it makes, the TLS files

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The group server's side of the exchange, driven by devices that build their requests and
 // read the replies with the program's own code: several devices of one member, going back
 // after a failed exchange, another member's device, activities the server does not know,

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // What the group server does with requests that are not what the program sends: garbage,
 // other paths, bodies cut short, too large or never sent, counts of two billion. Each is
 // refused without a crash, in bounded memory, while other clients are still served.

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // Fifty devices synchronising at the same moment, several of them the same member's: on
 // SQLite with one server, and on PostgreSQL with two server processes on one database, each in
 // plain HTTP and over TLS. After every round each task is on the server exactly once, and

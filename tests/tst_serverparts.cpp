@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The group server's small parts on their own: database addresses, the request body's lines,
 // the reply body, task times as the server stores them, and the blocks of ids with their
 // record outside the database, and what the server says when it listens.

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The server exchange: the request bytes, the reply read however it arrives, the result shown
 // in the window, and the main window's command that goes back to the saved file on failure.
 

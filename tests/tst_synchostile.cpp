@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // Servers that answer the program's exchange with what no group server sends: garbage, an
 // endless drip, a gigabyte, lines that never end, counts of two billion, messages up to the
 // reply's cap, markup that names things to load, a connection cut mid-reply and a reply after

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // Every dialog and window shows all of its text: at the size it opens with, and at the smallest
 // size it can be resized to. The same executable runs again with QT_SCALE_FACTOR=2.
 

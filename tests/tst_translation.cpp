@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The German interface: CTest runs this test with LANG, LC_ALL and LC_MESSAGES set to
 // de_DE.UTF-8, and its main installs the catalogues through Translations::install, as both
 // programs do. The texts below are the German ones, written by hand.

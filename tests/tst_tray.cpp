@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The panel icon: its entries follow the shortcut buttons and run their command, with every
 // refusal; its tooltip and icon tell what runs; the window closed while a task runs stays
 // there.

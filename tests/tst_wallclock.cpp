@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // Reading a data file keeps start and stop times as wall-clock values on days without a
 // daylight-saving change and converts them on first use. Whatever the time zone, the result
 // must be exactly what building QDateTime(date, time) at once gives: the same moment, the

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The main window's Report menu: the reports it runs and the saved reports it reopens.
 
 #include "QuorvelMainWindow.h"

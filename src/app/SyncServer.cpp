@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The server exchange command of the main window.
 
 #include "QuorvelMainWindow.h"

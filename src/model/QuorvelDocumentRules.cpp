@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The task rules and queries of QuorvelDocument: validation, shortcut slots, stopping and
 // removing tasks, totals per activity, clean-up of withdrawn records and the sample data.
 

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 #include "Passwords.h"
 
 #include <QMessageAuthenticationCode>

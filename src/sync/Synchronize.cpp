@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 #include "Synchronize.h"
 
 #include "model/QuorvelDocument.h"

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // Puts the panel icon's menu or the idle question on the screen and leaves it there, for the
 // README's screenshots: scripts/screenshot-desktop runs it in a virtual X server with the
 // sample data, takes the picture and ends it.

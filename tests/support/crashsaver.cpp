@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // Not a test: the program that tst_crash kills with SIGKILL at random moments. For each line
 // "go" on its input it forks a saver, prints "child <pid>", and once that saver has ended,
 // "ended signal <n>" or "ended exit <n>". A saver saves two versions, A and B, in turn and

@@ -1,3 +1,6 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
 // The interface descriptions that wayland-scanner generates in C, compiled here as C++ since
 // the project builds no C. The header comes first so that they keep C linkage and external
 // linkage (a const without an earlier extern would be local to this file in C++); the tests'
