@@ -88,9 +88,8 @@ QString value(const QStringList &args, const QString &name)
 bool readSettings(const QStringList &args, Settings *settings, QString *error)
 {
     const QStringList known
-        = {QStringLiteral("--clients"), QStringLiteral("--seconds"), QStringLiteral("--warmup"),
-           QStringLiteral("--backend"), QStringLiteral("--transport"),
-           QStringLiteral("--workers")};
+        = {QStringLiteral("--clients"), QStringLiteral("--seconds"),   QStringLiteral("--warmup"),
+           QStringLiteral("--backend"), QStringLiteral("--transport"), QStringLiteral("--workers")};
     for (qsizetype i = 1; i < args.size(); i += 2) {
         if (!known.contains(args.at(i)) || i + 1 >= args.size()) {
             *error = QStringLiteral("unknown or incomplete option %1").arg(args.at(i));
@@ -513,7 +512,8 @@ bool runBackend(const QString &backend, const QStringList &storage, quint16 post
                 const Settings &settings, const TestAuthority::Issued &certificate)
 {
     const bool secure = !certificate.certificateFile.isEmpty();
-    const QString name = backend + (secure ? QStringLiteral(", TLS") : QStringLiteral(", plain HTTP"));
+    const QString name
+        = backend + (secure ? QStringLiteral(", TLS") : QStringLiteral(", plain HTTP"));
     out() << "\n== " << name << " ==\n";
     out().flush();
     ServerProcess server(storage);
@@ -756,8 +756,8 @@ bool runBackend(const QString &backend, const QStringList &storage, quint16 post
     out() << "  target (>= 200 per second, p99 < 100 ms): "
           << (rate >= 200 && p99 < 100 ? "met" : "MISSED") << '\n';
     // One line per run, for collecting figures over several runs.
-    out() << "RESULT " << backend.section(QLatin1Char(' '), 0, 0)
-          << (secure ? " tls" : " plain") << " rate=" << QString::number(rate, 'f', 1) << " p50=" << QString::number(p50, 'f', 1)
+    out() << "RESULT " << backend.section(QLatin1Char(' '), 0, 0) << (secure ? " tls" : " plain")
+          << " rate=" << QString::number(rate, 'f', 1) << " p50=" << QString::number(p50, 'f', 1)
           << " p99=" << QString::number(p99, 'f', 1) << " max=" << QString::number(max, 'f', 1)
           << " peakMiB=" << QString::number(double(peakKiB) / 1024, 'f', 1)
           << " failures=" << failures.count << " rest=" << share(restUsed).remove(QLatin1Char(' '))

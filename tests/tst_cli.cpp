@@ -370,10 +370,9 @@ void TestCli::startCreatesAnActivityInPersonalModeOnly()
     run = quorvel({QStringLiteral("start"), QStringLiteral("--category=Garden"),
                    QStringLiteral("--"), QStringLiteral("--sync-end--")});
     QCOMPARE(run.exitCode, 1);
-    QCOMPARE(run.err,
-             QByteArray("quorvel: “--sync-end--” cannot be the name of an activity.\n"));
-    run = quorvel({QStringLiteral("start"), QStringLiteral("Fishing"),
-                   QStringLiteral("--category=--end--")});
+    QCOMPARE(run.err, QByteArray("quorvel: “--sync-end--” cannot be the name of an activity.\n"));
+    run = quorvel(
+        {QStringLiteral("start"), QStringLiteral("Fishing"), QStringLiteral("--category=--end--")});
     QCOMPARE(run.exitCode, 1);
     QCOMPARE(run.err, QByteArray("quorvel: “--end--” cannot be the name of a category.\n"));
     QCOMPARE(dataFile(), unchanged);
@@ -409,11 +408,11 @@ void TestCli::setupWritesWhatTheFirstStartWrites_data()
 {
     QTest::addColumn<QByteArray>("radio");
     QTest::addColumn<QStringList>("arguments");
-    QTest::newRow("personal, sample") << QByteArray("radPersonalInit")
-                                      << QStringList{QStringLiteral("personal"),
-                                                     QStringLiteral("--sample")};
-    QTest::newRow("personal, empty") << QByteArray("radPersonalNoInit")
-                                     << QStringList{QStringLiteral("personal")};
+    QTest::newRow("personal, sample")
+        << QByteArray("radPersonalInit")
+        << QStringList{QStringLiteral("personal"), QStringLiteral("--sample")};
+    QTest::newRow("personal, empty")
+        << QByteArray("radPersonalNoInit") << QStringList{QStringLiteral("personal")};
     QTest::newRow("group") << QByteArray("radGroup")
                            << QStringList{QStringLiteral("group"), QStringLiteral("--server"),
                                           QStringLiteral("sync.example.org:8080"),
@@ -452,8 +451,8 @@ void TestCli::setupWritesWhatTheFirstStartWrites()
     QVERIFY(!windowData.isEmpty());
 
     TestEnvironment::wipe();
-    const Run run = quorvelWithInput(QStringList(QStringLiteral("setup")) + arguments,
-                                     "pässword\n");
+    const Run run
+        = quorvelWithInput(QStringList(QStringLiteral("setup")) + arguments, "pässword\n");
     QCOMPARE(run.err, QByteArray());
     QCOMPARE(run.exitCode, 0);
     // The same settings, but for the balloon tip the window has shown since: the command
@@ -464,7 +463,8 @@ void TestCli::setupWritesWhatTheFirstStartWrites()
         return tips < 0 || end < 0 ? settings : settings.left(tips) + settings.mid(end + 2);
     };
     const QByteArray settings = settingsFile();
-    QCOMPARE(QString::fromUtf8(withoutTips(settings)), QString::fromUtf8(withoutTips(windowSettings)));
+    QCOMPARE(QString::fromUtf8(withoutTips(settings)),
+             QString::fromUtf8(withoutTips(windowSettings)));
     QVERIFY(settings.startsWith("[BalloonTips]\nactivities=0\nadditionalHelp=0\ncategories=0\n"
                                 "groupMode=0\nnewTask=0\nshortcutButtons=0\nstartHere=0\n"
                                 "taskList=0\n\n"));
@@ -512,7 +512,8 @@ void TestCli::setupRefusals()
     // Once set up, only --force sets it up again.
     run = quorvel({QStringLiteral("setup"), QStringLiteral("personal")});
     QVERIFY2(run.exitCode == 0, run.err.constData());
-    run = quorvel({QStringLiteral("setup"), QStringLiteral("personal"), QStringLiteral("--sample")});
+    run = quorvel(
+        {QStringLiteral("setup"), QStringLiteral("personal"), QStringLiteral("--sample")});
     QCOMPARE(run.exitCode, 1);
     QCOMPARE(run.err, QByteArray("quorvel: Quorvel is already set up for personal mode; add "
                                  "--force to set it up again.\n"));
@@ -549,7 +550,8 @@ void TestCli::setupKeepsTheDataItReplaces()
     writeHistory();
     const QByteArray before = dataFile();
     // Data would be emptied: without a terminal to ask on, only --yes goes on.
-    Run run = quorvel({QStringLiteral("setup"), QStringLiteral("personal"), QStringLiteral("--force")});
+    Run run
+        = quorvel({QStringLiteral("setup"), QStringLiteral("personal"), QStringLiteral("--force")});
     QCOMPARE(run.exitCode, 1);
     QCOMPARE(run.err, QByteArray("quorvel: setting up empties the local data (4 tasks, and the "
                                  "activities and categories); nothing was changed. Add --yes to "
@@ -560,11 +562,11 @@ void TestCli::setupKeepsTheDataItReplaces()
     run = quorvel({QStringLiteral("setup"), QStringLiteral("personal"), QStringLiteral("--force"),
                    QStringLiteral("--yes")});
     QCOMPARE(run.exitCode, 0);
-    const QString kept = QuorvelDocument::dataFilePath()
-                         + QStringLiteral(".replaced-20261121093000");
-    QCOMPARE(run.out, ("The data file has been kept as " + kept
-                       + "\nQuorvel is set up for personal mode.\n")
-                          .toUtf8());
+    const QString kept
+        = QuorvelDocument::dataFilePath() + QStringLiteral(".replaced-20261121093000");
+    QCOMPARE(run.out,
+             ("The data file has been kept as " + kept + "\nQuorvel is set up for personal mode.\n")
+                 .toUtf8());
     QFile copy(kept);
     QVERIFY(copy.open(QIODevice::ReadOnly));
     QCOMPARE(copy.readAll(), before);
@@ -843,11 +845,10 @@ void TestCli::csvNamesNeverRunAsFormulas()
     }
     const Run exported = quorvel({QStringLiteral("export")});
     QCOMPARE(exported.exitCode, 0);
-    QCOMPARE(exported.out,
-             QByteArray("Activity,Category,Start,Stop,Minutes\r\n"
-                        "\"'=HYPERLINK(\"\"http://x\"\")\",'-Minus,2026-11-19T09:00,"
-                        "2026-11-19T10:00,60\r\n"
-                        "''=quoted,Plain,2026-11-19T10:00,2026-11-19T10:30,30\r\n"));
+    QCOMPARE(exported.out, QByteArray("Activity,Category,Start,Stop,Minutes\r\n"
+                                      "\"'=HYPERLINK(\"\"http://x\"\")\",'-Minus,2026-11-19T09:00,"
+                                      "2026-11-19T10:00,60\r\n"
+                                      "''=quoted,Plain,2026-11-19T10:00,2026-11-19T10:30,30\r\n"));
     const Run report = quorvel({QStringLiteral("report"), QStringLiteral("summary"),
                                 QStringLiteral("--from"), QStringLiteral("2026-11-19"),
                                 QStringLiteral("--to"), QStringLiteral("2026-11-19"),
@@ -977,8 +978,9 @@ void TestCli::refusalsNameTheReason()
     run = quorvel({QStringLiteral("import"), QStringLiteral("cut.json")});
     QCOMPARE(run.exitCode, 1);
     QCOMPARE(run.out, QByteArray());
-    QCOMPARE(run.err,
-             QByteArray("quorvel: cut.json: The JSON text ends too early: the file is cut short.\n"));
+    QCOMPARE(
+        run.err,
+        QByteArray("quorvel: cut.json: The JSON text ends too early: the file is cut short.\n"));
     QCOMPARE(dataFile(), before);
 }
 
@@ -995,8 +997,8 @@ void TestCli::longNamesAreRefused()
     QCOMPARE(run.exitCode, 2);
     QCOMPARE(run.out, QByteArray());
     QCOMPARE(run.err, "quorvel start: " + refusal + "Try “quorvel help start”.\n");
-    run = quorvel({QStringLiteral("start"), QStringLiteral("New"), QStringLiteral("--category"),
-                   longName});
+    run = quorvel(
+        {QStringLiteral("start"), QStringLiteral("New"), QStringLiteral("--category"), longName});
     QCOMPARE(run.exitCode, 2);
     QCOMPARE(run.err, "quorvel start: " + refusal + "Try “quorvel help start”.\n");
     run = quorvel({QStringLiteral("stop"), longName});
@@ -1086,8 +1088,8 @@ void TestCli::atFarAheadNeedsForce()
     run = quorvel({QStringLiteral("start"), QStringLiteral("Home Project Beta"),
                    QStringLiteral("--at"), QStringLiteral("2026-11-22T09:00")});
     QVERIFY2(run.exitCode == 0, run.err.constData());
-    run = quorvel({QStringLiteral("stop"), QStringLiteral("--at"),
-                   QStringLiteral("2027-11-21T09:30")});
+    run = quorvel(
+        {QStringLiteral("stop"), QStringLiteral("--at"), QStringLiteral("2027-11-21T09:30")});
     QCOMPARE(run.exitCode, 2);
     run = quorvel({QStringLiteral("stop"), QStringLiteral("--at"),
                    QStringLiteral("2027-11-21T09:30"), QStringLiteral("--force")});
@@ -1109,8 +1111,7 @@ void TestCli::help()
                                  "  -h, --help                      show this help\n"));
     // Every command answers --help the same way.
     for (const char *command :
-         {"start", "stop", "status", "list", "activities", "report", "export", "import",
-          "setup"}) {
+         {"start", "stop", "status", "list", "activities", "report", "export", "import", "setup"}) {
         run = quorvel({QLatin1String(command), QStringLiteral("--help")});
         QCOMPARE(run.exitCode, 0);
         QVERIFY(run.out.startsWith("Usage: quorvel " + QByteArray(command)));

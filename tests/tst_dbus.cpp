@@ -421,17 +421,17 @@ void TestDBus::theInterfaceFileDescribesTheService()
     QFile file(QStringLiteral(QUORVEL_INTERFACE_FILE));
     QVERIFY(file.open(QIODevice::ReadOnly));
     const QStringList described = interfaceMembers(file.readAll(), Interface);
-    QCOMPARE(described,
-             QStringList({QStringLiteral("method Start(in s activity)"),
-                          QStringLiteral("method Stop(in s activity)"),
-                          QStringLiteral("method Status(out s)"),
-                          QStringLiteral("method RunningTasks(out as)"),
-                          QStringLiteral("signal TasksChanged()")}));
+    QCOMPARE(described, QStringList({QStringLiteral("method Start(in s activity)"),
+                                     QStringLiteral("method Stop(in s activity)"),
+                                     QStringLiteral("method Status(out s)"),
+                                     QStringLiteral("method RunningTasks(out as)"),
+                                     QStringLiteral("signal TasksChanged()")}));
 
     QDBusMessage introspect = QDBusMessage::createMethodCall(
         QString::fromLatin1(DBusService::ServiceName), QString::fromLatin1(DBusService::ObjectPath),
         QStringLiteral("org.freedesktop.DBus.Introspectable"), QStringLiteral("Introspect"));
-    QDBusPendingCallWatcher watcher(QDBusConnection(QStringLiteral("client")).asyncCall(introspect));
+    QDBusPendingCallWatcher watcher(
+        QDBusConnection(QStringLiteral("client")).asyncCall(introspect));
     QVERIFY(QTest::qWaitFor([&watcher] { return watcher.isFinished(); }, 10000));
     const QDBusMessage reply = watcher.reply();
     QVERIFY2(reply.type() == QDBusMessage::ReplyMessage, qPrintable(reply.errorMessage()));

@@ -180,8 +180,7 @@ void TestKeyring::checkScrambledFallback()
     setServer(QStringLiteral("other.example.org"), QStringLiteral("ann"));
     QCOMPARE(Configuration().serverPassword(), password);
     // Without a secret service nothing waits for one.
-    QVERIFY2(elapsed.elapsed() < 2000,
-             qPrintable(QString::number(elapsed.elapsed())));
+    QVERIFY2(elapsed.elapsed() < 2000, qPrintable(QString::number(elapsed.elapsed())));
 }
 
 void TestKeyring::noBusKeepsScrambledEntry()

@@ -65,9 +65,9 @@ std::function<void()> becomes(const User &user)
 
 bool chownTree(const QString &path, const User &user)
 {
-    return QProcess::execute(QStringLiteral("chown"),
-                             {QStringLiteral("-R"),
-                              QStringLiteral("%1:%2").arg(user.uid).arg(user.gid), path})
+    return QProcess::execute(
+               QStringLiteral("chown"),
+               {QStringLiteral("-R"), QStringLiteral("%1:%2").arg(user.uid).arg(user.gid), path})
            == 0;
 }
 
@@ -145,10 +145,9 @@ void TestOtherUser::initTestCase()
         QSKIP("SKIPPED LOUDLY: useradd could not make the test's two users");
     m_base = std::make_unique<QTemporaryDir>(QStringLiteral("/tmp/quorvel-users-XXXXXX"));
     QVERIFY(m_base->isValid());
-    QVERIFY(QFile::setPermissions(m_base->path(), QFile::ReadOwner | QFile::WriteOwner
-                                                       | QFile::ExeOwner | QFile::ReadOther
-                                                       | QFile::ExeOther | QFile::ReadGroup
-                                                       | QFile::ExeGroup));
+    QVERIFY(QFile::setPermissions(
+        m_base->path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadOther
+                            | QFile::ExeOther | QFile::ReadGroup | QFile::ExeGroup));
     // A runtime folder that the other user owns and anyone may write to, as a careless or
     // hostile environment might name.
     m_runtime = m_base->path() + QStringLiteral("/run");
@@ -191,8 +190,8 @@ QProcessEnvironment TestOtherUser::victimEnvironment(bool runtimeDir) const
 
 QStringList TestOtherUser::otherNames() const
 {
-    const QByteArray key = QByteArray::number(qulonglong(m_victim.uid)) + '\n'
-                           + QFile::encodeName(dataFolder());
+    const QByteArray key
+        = QByteArray::number(qulonglong(m_victim.uid)) + '\n' + QFile::encodeName(dataFolder());
     const QString hash = QString::fromLatin1(
         QCryptographicHash::hash(key, QCryptographicHash::Sha256).toHex().left(24));
     return {QStringLiteral("/tmp/quorvel-%1-%2").arg(m_victim.uid).arg(hash),
@@ -289,10 +288,10 @@ void TestOtherUser::plainFilesAtOtherNamesDoNotDelay()
     QVERIFY(squatter.waitForReadyRead(10000));
     QCOMPARE(squatter.readLine(), QByteArray("ready\n"));
     for (const bool runtimeDir : {false, true}) {
-        const Run run = victim({QStringLiteral("start"), QStringLiteral("Alpha"),
-                                QStringLiteral("--at"),
-                                runtimeDir ? QStringLiteral("09:10") : QStringLiteral("09:00")},
-                               runtimeDir);
+        const Run run
+            = victim({QStringLiteral("start"), QStringLiteral("Alpha"), QStringLiteral("--at"),
+                      runtimeDir ? QStringLiteral("09:10") : QStringLiteral("09:00")},
+                     runtimeDir);
         QCOMPARE(run.err, QByteArray());
         QCOMPARE(run.exitCode, 0);
         QVERIFY2(run.elapsedMs < 3000, qPrintable(QString::number(run.elapsedMs)));

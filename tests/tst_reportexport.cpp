@@ -463,11 +463,11 @@ void TestReportExport::csvOfTheTimeSheet()
     const QByteArray csv = timeSheetCsv(doc, 3);
     QCOMPARE(MessageBox::shown().size(), 0);
     QCOMPARE(csv, QByteArray("Date,Activity,Category,Minutes\r\n"
-                                       "2026-11-02,\"Design, UX\",,20\r\n"
-                                       "2026-11-02,\"M\xc3\xbcller, \"\"Caf\xc3\xa9\"\"\","
-                                       "Kunden \xc3\x84,90\r\n"
-                                       "2026-11-03,\"M\xc3\xbcller, \"\"Caf\xc3\xa9\"\"\","
-                                       "Kunden \xc3\x84,45\r\n"));
+                             "2026-11-02,\"Design, UX\",,20\r\n"
+                             "2026-11-02,\"M\xc3\xbcller, \"\"Caf\xc3\xa9\"\"\","
+                             "Kunden \xc3\x84,90\r\n"
+                             "2026-11-03,\"M\xc3\xbcller, \"\"Caf\xc3\xa9\"\"\","
+                             "Kunden \xc3\x84,45\r\n"));
 }
 
 void TestReportExport::csvNamesNeverRunAsFormulas()
@@ -478,9 +478,10 @@ void TestReportExport::csvNamesNeverRunAsFormulas()
                                     build.category(QStringLiteral("@Clients")));
     build.task(link, at(2, 9, 0), at(2, 10, 0));
     build.sortAll();
-    QCOMPARE(timeSheetCsv(doc, 2), QByteArray("Date,Activity,Category,Minutes\r\n"
-                                       "2026-11-02,\"'=HYPERLINK(\"\"http://x\"\")\",'@Clients,"
-                                       "60\r\n"));
+    QCOMPARE(timeSheetCsv(doc, 2),
+             QByteArray("Date,Activity,Category,Minutes\r\n"
+                        "2026-11-02,\"'=HYPERLINK(\"\"http://x\"\")\",'@Clients,"
+                        "60\r\n"));
 }
 
 void TestReportExport::csvGetsItsExtension()

@@ -25,8 +25,8 @@
 #include "views/MainWidget.h"
 
 #include <QAction>
-#include <QProcess>
 #include <QLabel>
+#include <QProcess>
 #include <QRadioButton>
 #include <QTextBrowser>
 #include <QToolButton>

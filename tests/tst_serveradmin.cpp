@@ -16,16 +16,16 @@
 
 #include <QRegularExpression>
 #include <QSqlDatabase>
-#include <QSslCertificate>
 #include <QSqlQuery>
+#include <QSslCertificate>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QtTest>
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
-#include <signal.h>
 #include <unistd.h>
 
 namespace {
@@ -158,13 +158,11 @@ void TestServerAdmin::groupsAloneShowTheirHelp_data()
 {
     QTest::addColumn<QString>("group");
     QTest::addColumn<QStringList>("commands");
-    QTest::newRow("user") << QStringLiteral("user")
-                          << QStringList({QStringLiteral("user add NAME"),
-                                          QStringLiteral("user passwd NAME"),
-                                          QStringLiteral("user disable NAME"),
-                                          QStringLiteral("user enable NAME"),
-                                          QStringLiteral("user list"),
-                                          QStringLiteral("user history NAME")});
+    QTest::newRow("user")
+        << QStringLiteral("user")
+        << QStringList({QStringLiteral("user add NAME"), QStringLiteral("user passwd NAME"),
+                        QStringLiteral("user disable NAME"), QStringLiteral("user enable NAME"),
+                        QStringLiteral("user list"), QStringLiteral("user history NAME")});
     QTest::newRow("category") << QStringLiteral("category")
                               << QStringList({QStringLiteral("category add NAME"),
                                               QStringLiteral("category rename NAME NEW-NAME"),
@@ -197,7 +195,8 @@ void TestServerAdmin::groupsAloneShowTheirHelp()
     const QString footer = QStringLiteral(
         "\nEvery command takes --data FOLDER or --database URL, and --help for its own options. "
         "A name that begins with \"-\" goes after \"--\": quorvel-server category add -- -Misc\n");
-    for (const QStringList &args : {QStringList{group}, QStringList{group, QStringLiteral("--help")}}) {
+    for (const QStringList &args :
+         {QStringList{group}, QStringList{group, QStringLiteral("--help")}}) {
         const ServerProcess::Result result = run(args);
         QCOMPARE(result.err, QString());
         QCOMPARE(result.status, 0);
@@ -252,11 +251,10 @@ void TestServerAdmin::badUsage_data()
     QTest::newRow("bad format") << words(
         "report summary --from 2026-11-01 --to 2026-12-01 --format xml")
                                 << QStringLiteral("--format takes html or csv.\n") + tryHelp;
-    QTest::newRow("empty data folder") << QStringList({QStringLiteral("user"),
-                                                       QStringLiteral("list"),
-                                                       QStringLiteral("--data"), QString()})
-                                       << QStringLiteral("--data needs the name of a folder.\n")
-                                              + tryHelp;
+    QTest::newRow("empty data folder")
+        << QStringList({QStringLiteral("user"), QStringLiteral("list"), QStringLiteral("--data"),
+                        QString()})
+        << QStringLiteral("--data needs the name of a folder.\n") + tryHelp;
     QTest::newRow("bad listen") << words("serve --listen nowhere")
                                 << QStringLiteral("--listen nowhere is not an address and port: "
                                                   "write it as ADDRESS:PORT, for instance "
@@ -272,7 +270,8 @@ void TestServerAdmin::badUsage_data()
         << words("serve --tls-key server.key")
         << QStringLiteral("--tls-cert and --tls-key go together.\n") + tryHelp;
     QTest::newRow("self-signed without host")
-        << words("tls self-signed") << QStringLiteral("\"tls self-signed\" needs --host.\n") + tryHelp;
+        << words("tls self-signed")
+        << QStringLiteral("\"tls self-signed\" needs --host.\n") + tryHelp;
     QTest::newRow("self-signed for no host name")
         << words("tls self-signed --host team_server")
         << QStringLiteral("--host team_server is not a host name or an IP address.\n") + tryHelp;
@@ -356,9 +355,10 @@ void TestServerAdmin::catalogue()
     // Every marker of the document and the exchange, and names that differ only in case from
     // one in use, as the program finds names regardless of case.
     for (const char *marker : {"--sync--", "--start--", "--end--", "--sync-end--"})
-        refused({QStringLiteral("category"), QStringLiteral("add"), QStringLiteral("--"),
-                 QString::fromUtf8(marker)},
-                QStringLiteral("\"%1\" cannot be a category name.\n").arg(QString::fromUtf8(marker)));
+        refused(
+            {QStringLiteral("category"), QStringLiteral("add"), QStringLiteral("--"),
+             QString::fromUtf8(marker)},
+            QStringLiteral("\"%1\" cannot be a category name.\n").arg(QString::fromUtf8(marker)));
     refused({QStringLiteral("category"), QStringLiteral("add"), QStringLiteral("\t\n")},
             QStringLiteral("\"\t\n\" cannot be a category name.\n"));
     refused(words("category add work"), QStringLiteral("A category named Work already exists.\n"));
@@ -599,9 +599,9 @@ void TestServerAdmin::restorePutsBackupBack()
     // The database it replaced is whole, and a database of its own.
     ServerProcess replaced({QStringLiteral("--data"), m_folder->filePath(QStringLiteral("old"))});
     QDir().mkpath(m_folder->filePath(QStringLiteral("old")));
-    QVERIFY(QFile::copy(data + QStringLiteral("/quorvel-server.sqlite.replaced-")
-                            + match.captured(1),
-                        m_folder->filePath(QStringLiteral("old/quorvel-server.sqlite"))));
+    QVERIFY(
+        QFile::copy(data + QStringLiteral("/quorvel-server.sqlite.replaced-") + match.captured(1),
+                    m_folder->filePath(QStringLiteral("old/quorvel-server.sqlite"))));
     QCOMPARE(replaced.admin({QStringLiteral("category"), QStringLiteral("list")}).out,
              QStringLiteral("Later\nWork\n"));
     // The category added after the backup had an id that is not handed out again.
@@ -626,17 +626,17 @@ void TestServerAdmin::restorePutsBackupBack()
 void TestServerAdmin::devicesAreListedAndForgotten()
 {
     for (const char *user : {"alice", "bob"})
-        QCOMPARE(run({QStringLiteral("user"), QStringLiteral("add"), QString::fromUtf8(user)},
-                     "pass\n")
-                     .status,
-                 0);
+        QCOMPARE(
+            run({QStringLiteral("user"), QStringLiteral("add"), QString::fromUtf8(user)}, "pass\n")
+                .status,
+            0);
     ok("category add Work", QStringLiteral("Added the category Work.\n"));
     ok("device list", QString());
     QVERIFY(m_server->start());
     std::vector<std::unique_ptr<SyncDevice>> devices;
     for (const char *user : {"alice", "alice", "bob"}) {
-        devices.push_back(std::make_unique<SyncDevice>(
-            m_server->address(), QString::fromUtf8(user), QStringLiteral("pass")));
+        devices.push_back(std::make_unique<SyncDevice>(m_server->address(), QString::fromUtf8(user),
+                                                       QStringLiteral("pass")));
         QCOMPARE(devices.back()->exchange().status, 200);
     }
     QVERIFY(m_server->stop());
@@ -679,9 +679,10 @@ void TestServerAdmin::devicesAreListedAndForgotten()
         "Should such a computer synchronise again before that, it is registered anew and keeps "
         "its tasks.\n");
     ok("device forget 2", QStringLiteral("Forgot the device 2 of alice.\n") + handedOutAgain);
-    ok("device forget --not-seen-for 36500", QStringLiteral("No device has been away that long.\n"));
-    ok("device forget --not-seen-for 30", QStringLiteral("Forgot the device 1 of alice.\n")
-                                               + handedOutAgain);
+    ok("device forget --not-seen-for 36500",
+       QStringLiteral("No device has been away that long.\n"));
+    ok("device forget --not-seen-for 30",
+       QStringLiteral("Forgot the device 1 of alice.\n") + handedOutAgain);
     ok("device list",
        QStringLiteral("3\tbob\t1060000-1079999\tadded 2026-01-03T08:00:00Z\tlast synchronized "
                       "2099-01-01T00:00:00Z\n"));
@@ -724,13 +725,12 @@ void TestServerAdmin::symbolicLinksAreNotFollowed()
         QVERIFY(out.open(QIODevice::WriteOnly));
         out.write("someone else's file\n");
     }
-    const QFileDevice::Permissions open
-        = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup
-          | QFileDevice::ReadOther;
+    const QFileDevice::Permissions open = QFileDevice::ReadOwner | QFileDevice::WriteOwner
+                                          | QFileDevice::ReadGroup | QFileDevice::ReadOther;
     QVERIFY(QFile::setPermissions(victim, open));
-    for (const QString &name : {QStringLiteral("quorvel-server.sqlite"),
-                                QStringLiteral("quorvel-server.sqlite-wal"),
-                                QStringLiteral("quorvel-server.sqlite-shm")}) {
+    for (const QString &name :
+         {QStringLiteral("quorvel-server.sqlite"), QStringLiteral("quorvel-server.sqlite-wal"),
+          QStringLiteral("quorvel-server.sqlite-shm")}) {
         const QString path = data + QLatin1Char('/') + name;
         QVERIFY(QFile::link(victim, path));
         refused(words("user list"),
@@ -769,8 +769,8 @@ void TestServerAdmin::dataFolderIsPrivate()
     const QFileDevice::Permissions owner
         = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner;
     for (const QString &folder : {data, m_folder->filePath(QStringLiteral("above"))}) {
-        QCOMPARE(QFileInfo(folder).permissions() & ~(QFileDevice::ReadUser | QFileDevice::WriteUser
-                                                     | QFileDevice::ExeUser),
+        QCOMPARE(QFileInfo(folder).permissions()
+                     & ~(QFileDevice::ReadUser | QFileDevice::WriteUser | QFileDevice::ExeUser),
                  owner);
     }
     for (const QString &file : QDir(data).entryList(QDir::Files | QDir::Hidden)) {
@@ -874,14 +874,14 @@ void TestServerAdmin::socketHandedOverBySystemd()
         ::fcntl(3, F_SETFD, 0);
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     });
-    server.start(QStringLiteral("/bin/sh"),
-                 QStringList{QStringLiteral("-c"),
-                             QStringLiteral("LISTEN_PID=$$ LISTEN_FDS=1 exec \"$0\" serve --data "
-                                            "\"$1\"")
-                                 + (tls ? QStringLiteral(" --tls-cert \"$2\" --tls-key \"$3\"")
-                                        : QString()),
-                             ServerProcess::binary(), m_folder->filePath(QStringLiteral("data"))}
-                     + tlsOptions);
+    server.start(
+        QStringLiteral("/bin/sh"),
+        QStringList{QStringLiteral("-c"),
+                    QStringLiteral("LISTEN_PID=$$ LISTEN_FDS=1 exec \"$0\" serve --data "
+                                   "\"$1\"")
+                        + (tls ? QStringLiteral(" --tls-cert \"$2\" --tls-key \"$3\"") : QString()),
+                    ServerProcess::binary(), m_folder->filePath(QStringLiteral("data"))}
+            + tlsOptions);
     QVERIFY(server.waitForStarted());
     ::close(listening);
     QByteArray log;
@@ -889,10 +889,9 @@ void TestServerAdmin::socketHandedOverBySystemd()
                                  .contains("listening on 127.0.0.1:" + QByteArray::number(port)
                                            + (tls ? " over TLS, data in " : ", data in ")),
                              20000);
-    SyncDevice device((tls ? QStringLiteral("https://127.0.0.1:%1")
-                           : QStringLiteral("127.0.0.1:%1"))
-                          .arg(port),
-                      QStringLiteral("alice"), QStringLiteral("pass"));
+    SyncDevice device(
+        (tls ? QStringLiteral("https://127.0.0.1:%1") : QStringLiteral("127.0.0.1:%1")).arg(port),
+        QStringLiteral("alice"), QStringLiteral("pass"));
     const SyncDevice::Reply reply = device.exchange();
     QCOMPARE(reply.status, 200);
     if (tls)

@@ -360,8 +360,8 @@ void TestServerExchange::unusableNamesAreTakenInSafeForms()
     auto *work = new ActivityCategory(a.doc.allocateId(), QStringLiteral("WORK"), false);
     a.doc.categories.append(odd);
     a.doc.categories.append(work);
-    const char *const names[] = {"--end--", "--start--", "--sync-end--", "   ", "Tab\there\r",
-                                 "Extra", "EXTRA"};
+    const char *const names[]
+        = {"--end--", "--start--", "--sync-end--", "   ", "Tab\there\r", "Extra", "EXTRA"};
     int day = 1;
     for (const char *name : names) {
         a.doc.activities.append(
@@ -370,15 +370,16 @@ void TestServerExchange::unusableNamesAreTakenInSafeForms()
         a.addTask(QString::fromUtf8(name), at(day, 9, 0), at(day, 10, 0));
         ++day;
     }
-    a.doc.activities.append(new Activity(a.doc.allocateId(), QStringLiteral("coding"), work, false));
+    a.doc.activities.append(
+        new Activity(a.doc.allocateId(), QStringLiteral("coding"), work, false));
     a.doc.activities.sort();
     a.addTask(QStringLiteral("coding"), at(day, 9, 0), at(day, 10, 0));
     const QString tooLong(5000, QLatin1Char('x'));
     a.doc.activities.append(new Activity(a.doc.allocateId(), tooLong, work, false));
     a.doc.activities.sort();
     a.addTask(tooLong, at(day + 1, 9, 0), at(day + 1, 10, 0));
-    const QString shortened = QString(QuorvelDocument::MaxNameLength - 1, QLatin1Char('x'))
-                              + QChar(0x2026);
+    const QString shortened
+        = QString(QuorvelDocument::MaxNameLength - 1, QLatin1Char('x')) + QChar(0x2026);
     a.doc.categories.sort();
 
     const SyncDevice::Reply reply = a.exchange();
@@ -411,9 +412,9 @@ void TestServerExchange::unusableNamesAreTakenInSafeForms()
                                             "category named \u201c--start-- (renamed)\u201d."))
                  + renamed("--end--", "--end-- (renamed)")
                  + renamed("--start--", "--start-- (renamed)")
-                 + renamed("--sync-end--", "--sync-end-- (renamed)")
-                 + renamed("", "(no name)") + withdrawn("Tab here") + withdrawn("Extra")
-                 + underServers("EXTRA", "Extra") + underServers("coding", "Coding")
+                 + renamed("--sync-end--", "--sync-end-- (renamed)") + renamed("", "(no name)")
+                 + withdrawn("Tab here") + withdrawn("Extra") + underServers("EXTRA", "Extra")
+                 + underServers("coding", "Coding")
                  + renamed(tooLong.toUtf8().constData(), shortened.toUtf8().constData()));
     QCOMPARE(m_server->admin({QStringLiteral("activity"), QStringLiteral("list")}).out,
              QStringLiteral("(no name)\t--start-- (renamed)\twithdrawn\n"
@@ -439,12 +440,12 @@ void TestServerExchange::unusableNamesAreTakenInSafeForms()
     QStringList booked;
     for (const QVTask *task : std::as_const(emptied.doc.tasks))
         booked << task->activityName();
-    QCOMPARE(booked, QStringList({QStringLiteral("--end-- (renamed)"),
-                                  QStringLiteral("--start-- (renamed)"),
-                                  QStringLiteral("--sync-end-- (renamed)"),
-                                  QStringLiteral("(no name)"), QStringLiteral("Tab here"),
-                                  QStringLiteral("Extra"), QStringLiteral("Extra"),
-                                  QStringLiteral("Coding"), shortened}));
+    QCOMPARE(
+        booked,
+        QStringList({QStringLiteral("--end-- (renamed)"), QStringLiteral("--start-- (renamed)"),
+                     QStringLiteral("--sync-end-- (renamed)"), QStringLiteral("(no name)"),
+                     QStringLiteral("Tab here"), QStringLiteral("Extra"), QStringLiteral("Extra"),
+                     QStringLiteral("Coding"), shortened}));
 }
 
 void TestServerExchange::flawedTasksAreKeptOutWhole()
@@ -644,11 +645,10 @@ void TestServerExchange::waitsGrowWithEachFailure()
     QCOMPARE(wrong.exchange().messages, waitText(1));
 
     // Each failure after the wait doubles the next one.
-    for (const auto &[moment, minutes] : {std::pair("2026-11-21T09:01:30", 2),
-                                         std::pair("2026-11-21T09:04:00", 4),
-                                         std::pair("2026-11-21T09:09:00", 8),
-                                         std::pair("2026-11-21T09:18:00", 15),
-                                         std::pair("2026-11-21T09:34:00", 15)}) {
+    for (const auto &[moment, minutes] :
+         {std::pair("2026-11-21T09:01:30", 2), std::pair("2026-11-21T09:04:00", 4),
+          std::pair("2026-11-21T09:09:00", 8), std::pair("2026-11-21T09:18:00", 15),
+          std::pair("2026-11-21T09:34:00", 15)}) {
         QVERIFY(m_server->stop());
         QVERIFY(startAt(moment));
         wrong.setAddress(m_server->address());
@@ -719,17 +719,17 @@ void TestServerExchange::emptyExchangesCannotUseUpTheBlocks()
     }
     QCOMPARE(int(given.size()), 10);
     QCOMPARE(*given.rbegin(), 1200000);
-    QVERIFY(m_server->exchangeLines().constLast().contains(
-        QStringLiteral("result=refused:blocks")));
+    QVERIFY(
+        m_server->exchangeLines().constLast().contains(QStringLiteral("result=refused:blocks")));
 
     // Other members' new computers are served from the next block on.
     SyncDevice b = device(QStringLiteral("bob"));
     QCOMPARE(b.exchange().messages, paragraph(CatalogueSummary));
     QCOMPARE(b.doc.nextId, 1220000);
     // The team lead sees and can forget the devices, in either store.
-    const ServerProcess::Result listed = m_server->admin(
-        {QStringLiteral("device"), QStringLiteral("list"), QStringLiteral("--user"),
-         QStringLiteral("bob")});
+    const ServerProcess::Result listed
+        = m_server->admin({QStringLiteral("device"), QStringLiteral("list"),
+                           QStringLiteral("--user"), QStringLiteral("bob")});
     QCOMPARE(listed.status, 0);
     QVERIFY2(listed.out.startsWith(QStringLiteral("11\tbob\t1220000-1239999\tadded ")),
              qPrintable(listed.out));
@@ -745,10 +745,10 @@ void TestServerExchange::emptyExchangesCannotUseUpTheBlocks()
     QCOMPARE(a.exchange().messages, paragraph(QStringLiteral("1 task received")));
     QCOMPARE(a.doc.nextId, 1039001);
     // A forgotten device's block counts no more.
-    QCOMPARE(m_server->admin({QStringLiteral("device"), QStringLiteral("forget"),
-                              QStringLiteral("10")})
-                 .out.section(QLatin1Char('\n'), 0, 0),
-             QStringLiteral("Forgot the device 10 of alice."));
+    QCOMPARE(
+        m_server->admin({QStringLiteral("device"), QStringLiteral("forget"), QStringLiteral("10")})
+            .out.section(QLatin1Char('\n'), 0, 0),
+        QStringLiteral("Forgot the device 10 of alice."));
     QCOMPARE(a.exchange().messages, upToDate());
     QCOMPARE(a.doc.nextId, 1240000);
 }
@@ -875,11 +875,11 @@ void TestServerExchange::devicesTellWhatALostMarkKnew()
     QVERIFY(m_server->stop());
     QVERIFY2(m_stores.putBack(*m_server, m_storage, backup, ServerStores::How::ByHand, &problem),
              qPrintable(problem));
-    const QString stateFolder = m_storage.first() == QLatin1String("--data")
-                                    ? m_storage.at(1)
-                                    : QStandardPaths::writableLocation(
-                                          QStandardPaths::GenericDataLocation)
-                                          + QStringLiteral("/quorvel-server");
+    const QString stateFolder
+        = m_storage.first() == QLatin1String("--data")
+              ? m_storage.at(1)
+              : QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
+                    + QStringLiteral("/quorvel-server");
     const QStringList marks
         = QDir(stateFolder).entryList({QStringLiteral("handed-out-ids.*")}, QDir::Files);
     QVERIFY(!marks.isEmpty());

@@ -139,7 +139,8 @@ private:
     bool round(std::vector<std::unique_ptr<Device>> &devices)
     {
         for (size_t d = 0; d < devices.size(); ++d) {
-            devices[d]->setAddress(address(*m_servers.at((d + size_t(m_rounds)) % m_servers.size())));
+            devices[d]->setAddress(
+                address(*m_servers.at((d + size_t(m_rounds)) % m_servers.size())));
             devices[d]->start();
         }
         ++m_rounds;
@@ -241,8 +242,8 @@ void TestServerLoad::fiftyDevicesAtOnce()
 
     std::vector<std::unique_ptr<Device>> devices;
     for (int d = 0; d < Members * DevicesPerMember; ++d)
-        devices.push_back(
-            std::make_unique<Device>(d % Members, address(*m_servers.at(size_t(d) % m_servers.size()))));
+        devices.push_back(std::make_unique<Device>(
+            d % Members, address(*m_servers.at(size_t(d) % m_servers.size()))));
 
     // All fifty fetch the catalogue at once: each device gets a block of ids of its own.
     QVERIFY(round(devices));

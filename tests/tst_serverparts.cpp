@@ -287,8 +287,8 @@ void TestServerParts::listeningLines_data()
                               << QStringList{listening(QStringLiteral("127.0.0.1:8080"), {})};
     QTest::newRow("other loopback")
         << "127.0.0.2" << false << QStringList{listening(QStringLiteral("127.0.0.2:8080"), {})};
-    QTest::newRow("ipv6 loopback") << "::1" << false
-                                   << QStringList{listening(QStringLiteral("::1:8080"), {})};
+    QTest::newRow("ipv6 loopback")
+        << "::1" << false << QStringList{listening(QStringLiteral("::1:8080"), {})};
     QTest::newRow("every address")
         << "0.0.0.0" << false
         << QStringList{listening(QStringLiteral("0.0.0.0:8080"), inClear),

@@ -51,8 +51,8 @@ const QString Expired
     = QStringLiteral("Secure Connection Failed: the server's certificate has expired");
 const QString Changed
     = QStringLiteral("Secure Connection Failed: the server's certificate has changed");
-const QString NoTls = QStringLiteral(
-    "Secure Connection Failed: the server did not set up an encrypted connection");
+const QString NoTls
+    = QStringLiteral("Secure Connection Failed: the server did not set up an encrypted connection");
 
 // The fingerprint as the question shows it: 16 bytes a line.
 QString inTwoLines(const QString &fingerprint)
@@ -91,10 +91,7 @@ private:
     void addUnsavedChange(QuorvelMainWindow &window);
     // A failed exchange left the file as it was, and the window with it.
     void verifyReverted(const QuorvelMainWindow &window);
-    QString serverKey() const
-    {
-        return QStringLiteral("localhost:%1").arg(m_server->port());
-    }
+    QString serverKey() const { return QStringLiteral("localhost:%1").arg(m_server->port()); }
 
     TestAuthority m_authority;
     TestAuthority m_stranger{QStringLiteral("Unknown Test Authority")};
@@ -136,15 +133,16 @@ void TestServerTls::startServer(const TestAuthority::Issued &certificate)
     m_server = std::make_unique<ServerProcess>(
         QStringList{QStringLiteral("--data"), m_folder.filePath(QString::number(++stores))});
     QVERIFY(m_server->addUser(QStringLiteral("alice"), QStringLiteral("alice-secret")));
-    QCOMPARE(m_server->admin({QStringLiteral("category"), QStringLiteral("add"),
-                              QStringLiteral("Work")})
-                 .status,
-             0);
-    QCOMPARE(m_server->admin({QStringLiteral("activity"), QStringLiteral("add"),
-                              QStringLiteral("Coding"), QStringLiteral("--category"),
-                              QStringLiteral("Work")})
-                 .status,
-             0);
+    QCOMPARE(
+        m_server->admin({QStringLiteral("category"), QStringLiteral("add"), QStringLiteral("Work")})
+            .status,
+        0);
+    QCOMPARE(
+        m_server
+            ->admin({QStringLiteral("activity"), QStringLiteral("add"), QStringLiteral("Coding"),
+                     QStringLiteral("--category"), QStringLiteral("Work")})
+            .status,
+        0);
     QStringList extra;
     if (!certificate.certificateFile.isEmpty())
         extra = QStringList{QStringLiteral("--tls-cert"), certificate.certificateFile,
@@ -213,8 +211,7 @@ void TestServerTls::trustedCertificateSynchronises()
     QCOMPARE(outcome.colour, Green);
     QVERIFY(outcome.succeeded);
     QVERIFY(MessageBox::shown().isEmpty());
-    QCOMPARE(outcome.messages,
-             QStringLiteral("1 new category: Work, 1 new activity: Coding "));
+    QCOMPARE(outcome.messages, QStringLiteral("1 new category: Work, 1 new activity: Coding "));
     QCOMPARE(window.document()->activities.size(), 1);
     const QStringList lines = m_server->exchangeLines();
     QCOMPARE(lines.size(), 1);
@@ -258,11 +255,13 @@ void TestServerTls::refusedCertificates()
                                   "your team lead.")
                        .arg(server);
     } else if (which == QLatin1String("expired")) {
-        messages = QStringLiteral("The certificate of %1 expired on %2, so nothing was sent to "
-                                  "it.\n\nAsk your team lead to renew it, and check the date and "
-                                  "time of this computer.")
-                       .arg(server, TestAuthority::expiryDate(certificate.certificateFile)
-                                        .toString(Qt::ISODate));
+        messages
+            = QStringLiteral("The certificate of %1 expired on %2, so nothing was sent to "
+                             "it.\n\nAsk your team lead to renew it, and check the date and "
+                             "time of this computer.")
+                  .arg(
+                      server,
+                      TestAuthority::expiryDate(certificate.certificateFile).toString(Qt::ISODate));
     } else {
         messages = QStringLiteral("No certificate authority that this computer trusts vouches "
                                   "for the certificate of %1, so nothing was sent to it.\n\n"
@@ -334,7 +333,8 @@ void TestServerTls::selfSignedAskedOnceThenKept()
          m_folder.filePath(QStringLiteral("second.pem")), QStringLiteral("--tls-key"),
          m_folder.filePath(QStringLiteral("second.key"))});
     QVERIFY2(second.status == 0, qPrintable(second.err));
-    const QString other = TestAuthority::fingerprint(m_folder.filePath(QStringLiteral("second.pem")));
+    const QString other
+        = TestAuthority::fingerprint(m_folder.filePath(QStringLiteral("second.pem")));
     QVERIFY(QFile::remove(first.certificateFile) && QFile::remove(first.keyFile));
     QVERIFY(QFile::rename(m_folder.filePath(QStringLiteral("second.pem")), first.certificateFile));
     QVERIFY(QFile::rename(m_folder.filePath(QStringLiteral("second.key")), first.keyFile));

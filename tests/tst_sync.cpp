@@ -414,9 +414,8 @@ void TestSync::secureAddressSendsNothingInClear()
     QVERIFY(!server.request.isEmpty());
     // A TLS handshake record, version 3.x.
     QCOMPARE(server.request.left(2), QByteArray("\x16\x03"));
-    for (const QByteArray &clear : {QByteArray("pass"), QByteArray("user"),
-                                    QByteArray("--sync--"), QByteArray("POST"),
-                                    QByteArray("palmtopsync")})
+    for (const QByteArray &clear : {QByteArray("pass"), QByteArray("user"), QByteArray("--sync--"),
+                                    QByteArray("POST"), QByteArray("palmtopsync")})
         QVERIFY2(!server.request.contains(clear), clear.constData());
 }
 
@@ -435,12 +434,11 @@ void TestSync::certificateVerdicts_data()
     const int notYet = QSslError::CertificateNotYetValid;
     const int revoked = QSslError::CertificateRevoked;
     using V = TlsTrust::Verdict;
-    QTest::newRow("self-signed, first contact") << QList<int>{selfSigned} << false << false
-                                                << int(V::Ask);
-    QTest::newRow("self-signed, kept") << QList<int>{selfSigned} << true << true
-                                       << int(V::Trusted);
-    QTest::newRow("self-signed, another kept") << QList<int>{selfSigned} << true << false
-                                               << int(V::Changed);
+    QTest::newRow("self-signed, first contact")
+        << QList<int>{selfSigned} << false << false << int(V::Ask);
+    QTest::newRow("self-signed, kept") << QList<int>{selfSigned} << true << true << int(V::Trusted);
+    QTest::newRow("self-signed, another kept")
+        << QList<int>{selfSigned} << true << false << int(V::Changed);
     QTest::newRow("unknown authority")
         << QList<int>{noIssuer, firstUnverified} << false << false << int(V::NotTrusted);
     QTest::newRow("unknown authority, another kept")
@@ -452,8 +450,7 @@ void TestSync::certificateVerdicts_data()
     QTest::newRow("expired") << QList<int>{expired} << false << false << int(V::Expired);
     QTest::newRow("self-signed and expired, kept")
         << QList<int>{selfSigned, expired} << true << true << int(V::Expired);
-    QTest::newRow("not valid yet") << QList<int>{notYet} << false << false
-                                   << int(V::NotYetValid);
+    QTest::newRow("not valid yet") << QList<int>{notYet} << false << false << int(V::NotYetValid);
     QTest::newRow("revoked") << QList<int>{revoked} << false << false << int(V::NotTrusted);
     QTest::newRow("self-signed and revoked, kept")
         << QList<int>{selfSigned, revoked} << true << true << int(V::NotTrusted);
@@ -477,8 +474,9 @@ void TestSync::certificateVerdicts()
     QList<QSslError> sslErrors;
     for (const int error : errors)
         sslErrors.append(QSslError(QSslError::SslError(error), certificate));
-    const QString trusted
-        = !kept ? QString() : keptIsThisOne ? fingerprint : QStringLiteral("00:11:22:33");
+    const QString trusted = !kept           ? QString()
+                            : keptIsThisOne ? fingerprint
+                                            : QStringLiteral("00:11:22:33");
     QCOMPARE(int(TlsTrust::judge(sslErrors, certificate, trusted)), verdict);
 }
 

@@ -173,8 +173,7 @@ public:
 
     QString address() const
     {
-        return (m_secure ? QStringLiteral("https://localhost:%1")
-                         : QStringLiteral("127.0.0.1:%1"))
+        return (m_secure ? QStringLiteral("https://localhost:%1") : QStringLiteral("127.0.0.1:%1"))
             .arg(m_server->serverPort());
     }
     QByteArray port() const { return QByteArray::number(m_server->serverPort()); }

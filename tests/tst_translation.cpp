@@ -24,10 +24,10 @@
 #include <QAction>
 #include <QDialogButtonBox>
 #include <QLabel>
-#include <QTextBrowser>
 #include <QMenu>
 #include <QMenuBar>
 #include <QPushButton>
+#include <QTextBrowser>
 #include <QtTest>
 
 namespace {
@@ -208,7 +208,8 @@ void TestTranslation::secureConnectionTexts()
     TlsTestListener server(self);
     QVERIFY(server.isValid());
     QVERIFY(server.listen(QHostAddress::LocalHost, 0));
-    Configuration().setServerAddress(QStringLiteral("https://127.0.0.1:%1").arg(server.serverPort()));
+    Configuration().setServerAddress(
+        QStringLiteral("https://127.0.0.1:%1").arg(server.serverPort()));
     QuorvelDocument doc;
     MessageBox::clearShown();
     Synchronize sync(&doc);

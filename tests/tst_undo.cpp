@@ -575,8 +575,8 @@ void TestUndo::underAMinuteNotedWithAndWithoutTheQuestion()
         // The first time the question comes; its Yes skips it from then on.
         MessageBox::setNextAnswer(QMessageBox::Yes);
         coding->click();
-        QCOMPARE(shownTitles(), asked ? QStringList{QStringLiteral("Zero Duration Task")}
-                                      : QStringList());
+        QCOMPARE(shownTitles(),
+                 asked ? QStringList{QStringLiteral("Zero Duration Task")} : QStringList());
         QCOMPARE(window.document()->tasks.size(), count);
         const QByteArray removed = bytesOf(window);
         QVERIFY(!coding->isChecked());

@@ -128,7 +128,9 @@ bool apply(const CommandRunner::Answer &answer, int minute, Tasks *tasks, QStrin
         return true;
     }
     if (answer.exitCode != 0 || !answer.err.isEmpty()) {
-        *why = QStringLiteral("%1: exit %2, %3").arg(command).arg(answer.exitCode)
+        *why = QStringLiteral("%1: exit %2, %3")
+                   .arg(command)
+                   .arg(answer.exitCode)
                    .arg(QString::fromUtf8(answer.err));
         return false;
     }
@@ -136,8 +138,8 @@ bool apply(const CommandRunner::Answer &answer, int minute, Tasks *tasks, QStrin
     static const QRegularExpression stopped(
         QStringLiteral("^Stopped “(.+)” at .+ \\((?:(\\d+)d  )?(\\d+):(\\d\\d)\\)\\.$"));
     static const QRegularExpression already(QStringLiteral("^“.+” is already running, since "));
-    const QStringList lines = QString::fromUtf8(answer.out).split(QLatin1Char('\n'),
-                                                                   Qt::SkipEmptyParts);
+    const QStringList lines
+        = QString::fromUtf8(answer.out).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     for (const QString &line : lines) {
         QRegularExpressionMatch match = started.match(line);
         if (match.hasMatch()) {
@@ -370,8 +372,8 @@ void TestWriters::commandsWithoutTheSessionReachTheWindow()
 {
     prepare(1, true);
     QTemporaryDir runtime;
-    QVERIFY(QFile::setPermissions(runtime.path(), QFile::ReadOwner | QFile::WriteOwner
-                                                      | QFile::ExeOwner));
+    QVERIFY(QFile::setPermissions(runtime.path(),
+                                  QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
     // The window runs in the desktop session, with a runtime folder of its own.
     QProcessEnvironment session = environment(QStringLiteral("2026-11-21T09:30:00"));
     session.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime.path());
@@ -386,8 +388,7 @@ void TestWriters::commandsWithoutTheSessionReachTheWindow()
     QVERIFY(waitUntil([&] { return runner.isFinished(); }, 60000));
     QCOMPARE(runner.answers().at(0).err, QByteArray());
     QCOMPARE(runner.answers().at(0).exitCode, 0);
-    QCOMPARE(runner.answers().at(0).out,
-             QByteArray("Started “Worker 0” at 11/21/26 9:30 AM.\n"));
+    QCOMPARE(runner.answers().at(0).out, QByteArray("Started “Worker 0” at 11/21/26 9:30 AM.\n"));
     QCOMPARE(runner.answers().at(1).out, QByteArray("Worker 0\t0:00\n"));
     QCOMPARE(gui.terminate(), 0);
     const Tasks inFile = tasksInFile();
@@ -404,7 +405,8 @@ void TestWriters::windowWithoutItsSocketLetsCommandsWrite()
         QVERIFY(blocker.open(QIODevice::WriteOnly));
         blocker.write("mine\n");
     }
-    WindowProcess gui(QStringLiteral(QUORVEL_GUI), environment(QStringLiteral("2026-11-21T09:30:00")));
+    WindowProcess gui(QStringLiteral(QUORVEL_GUI),
+                      environment(QStringLiteral("2026-11-21T09:30:00")));
     QVERIFY(gui.start(socketPath()));
     QVERIFY(gui.waitForOutput("Cannot take commands: " + QFile::encodeName(socketPath())
                               + " is not Quorvel's socket but another kind of file"));
@@ -416,8 +418,8 @@ void TestWriters::windowWithoutItsSocketLetsCommandsWrite()
     QElapsedTimer clock;
     clock.start();
     CommandRunner runner(QStringLiteral(QUORVEL_CLI), commandEnvironment());
-    runner.run({{QStringLiteral("start"), activityName(0), QStringLiteral("--at"),
-                 minuteText(9 * 60)}});
+    runner.run(
+        {{QStringLiteral("start"), activityName(0), QStringLiteral("--at"), minuteText(9 * 60)}});
     QVERIFY(waitUntil([&] { return runner.isFinished(); }, 60000));
     QVERIFY2(clock.elapsed() < 3000, qPrintable(QString::number(clock.elapsed())));
     QCOMPARE(runner.answers().at(0).err, told);

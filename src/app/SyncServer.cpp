@@ -26,17 +26,17 @@ void QuorvelMainWindow::syncServer()
     m_syncAsking = true;
     auto asking = std::make_shared<bool>(true);
     std::optional<QString> atOnce;
-    m_document->configuration.askServerPassword(this, [this, asking, &atOnce](
-                                                          const QString &password) {
-        if (*asking) {
-            atOnce = password;
-            return;
-        }
-        QTimer::singleShot(0, this, [this, password] {
-            m_syncAsking = false;
-            runSynchronize(password);
-        });
-    });
+    m_document->configuration.askServerPassword(this,
+                                                [this, asking, &atOnce](const QString &password) {
+                                                    if (*asking) {
+                                                        atOnce = password;
+                                                        return;
+                                                    }
+                                                    QTimer::singleShot(0, this, [this, password] {
+                                                        m_syncAsking = false;
+                                                        runSynchronize(password);
+                                                    });
+                                                });
     *asking = false;
     if (atOnce) {
         m_syncAsking = false;

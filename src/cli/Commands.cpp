@@ -166,8 +166,7 @@ const std::vector<CommandEntry> &commandTable()
           {"user", QT_TRANSLATE_NOOP("Commands", "ID"),
            QT_TRANSLATE_NOOP("Commands", "your user ID on the server (group mode); the "
                                          "password is asked for")},
-          {"yes", nullptr,
-           QT_TRANSLATE_NOOP("Commands", "empty the local data without asking")},
+          {"yes", nullptr, QT_TRANSLATE_NOOP("Commands", "empty the local data without asking")},
           {"force", nullptr,
            QT_TRANSLATE_NOOP("Commands", "set Quorvel up again although it is set up")}},
          1,
@@ -1020,15 +1019,14 @@ private:
             name = activity.name;
             category = m_categories.value(activity.categoryPosition);
         }
-        const QByteArray text = m_json ? (QStringLiteral("{\"activity\":") + jsonString(name)
-                                          + QStringLiteral(",\"category\":") + jsonString(category)
-                                          + QStringLiteral(",\"start\":\""))
-                                             .toUtf8()
-                                       : (ReportText::csvField(ReportText::csvName(name))
-                                          + QLatin1Char(',')
-                                          + ReportText::csvField(ReportText::csvName(category))
-                                          + QLatin1Char(','))
-                                             .toUtf8();
+        const QByteArray text
+            = m_json ? (QStringLiteral("{\"activity\":") + jsonString(name)
+                        + QStringLiteral(",\"category\":") + jsonString(category)
+                        + QStringLiteral(",\"start\":\""))
+                           .toUtf8()
+                     : (ReportText::csvField(ReportText::csvName(name)) + QLatin1Char(',')
+                        + ReportText::csvField(ReportText::csvName(category)) + QLatin1Char(','))
+                           .toUtf8();
         return *m_names.insert(position, text);
     }
 
@@ -1183,9 +1181,10 @@ void importTasks(QuorvelDocument &doc, const Invocation &call, const QString &wo
     QFile file;
     const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
     struct stat info;
-    const int error = fd < 0 ? errno : ::fstat(fd, &info) != 0 ? errno
-                                   : S_ISDIR(info.st_mode)    ? EISDIR
-                                                              : 0;
+    const int error = fd < 0                    ? errno
+                      : ::fstat(fd, &info) != 0 ? errno
+                      : S_ISDIR(info.st_mode)   ? EISDIR
+                                                : 0;
     if (error != 0 || !file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
         if (fd >= 0)
             ::close(fd);
@@ -1348,8 +1347,9 @@ Commands::SetupRequest Commands::setupRequest(const QStringList &arguments)
     SetupRequest request;
     if (!parse(arguments, &call, &ignored) || qstrcmp(call.entry->name, "setup") != 0)
         return request;
-    request.mode = call.positional.value(0) == QLatin1String("group") ? SetupRequest::Mode::Group
-                                                                      : SetupRequest::Mode::Personal;
+    request.mode = call.positional.value(0) == QLatin1String("group")
+                       ? SetupRequest::Mode::Group
+                       : SetupRequest::Mode::Personal;
     request.sample = call.has("sample");
     request.server = call.value("server").trimmed();
     request.user = call.value("user").trimmed();

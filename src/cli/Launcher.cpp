@@ -187,9 +187,9 @@ int runHere(const QStringList &arguments, const QString &workingFolder)
         if (!written || !doc.savedToDataFile()) {
             result.exitCode = Commands::Refused;
             result.out.clear();
-            result.err += (QStringLiteral("quorvel: ") + saveFailure(doc, written)
-                           + QLatin1Char('\n'))
-                              .toUtf8();
+            result.err
+                += (QStringLiteral("quorvel: ") + saveFailure(doc, written) + QLatin1Char('\n'))
+                       .toUtf8();
         }
     }
     return finish(result);

@@ -163,23 +163,23 @@ void Configuration::askServerPassword(QObject *context,
         done(passwordsOfThisRun().value(keyring.key()));
         return;
     }
-    keyring.readAsync(context, [keyring, context, done](PasswordStore::Outcome outcome,
-                                                        const QString &password) {
-        if (outcome == PasswordStore::Outcome::Done) {
-            done(password);
-            return;
-        }
-        LocalSettings settings;
-        const QString scrambled = settings.readEntryCrypt(PasswordKey, QString());
-        if (outcome == PasswordStore::Outcome::NoEntry && settings.hasKey(PasswordKey)) {
-            // Moves into the keyring now that one answers; the copy goes once it holds it.
-            keyring.writeAsync(scrambled, context, [](PasswordStore::Outcome written) {
-                if (written == PasswordStore::Outcome::Done)
-                    dropScrambledCopy();
-            });
-        }
-        done(scrambled);
-    });
+    keyring.readAsync(
+        context, [keyring, context, done](PasswordStore::Outcome outcome, const QString &password) {
+            if (outcome == PasswordStore::Outcome::Done) {
+                done(password);
+                return;
+            }
+            LocalSettings settings;
+            const QString scrambled = settings.readEntryCrypt(PasswordKey, QString());
+            if (outcome == PasswordStore::Outcome::NoEntry && settings.hasKey(PasswordKey)) {
+                // Moves into the keyring now that one answers; the copy goes once it holds it.
+                keyring.writeAsync(scrambled, context, [](PasswordStore::Outcome written) {
+                    if (written == PasswordStore::Outcome::Done)
+                        dropScrambledCopy();
+                });
+            }
+            done(scrambled);
+        });
 }
 
 void Configuration::storeServerPassword(const QString &password)

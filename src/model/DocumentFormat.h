@@ -72,9 +72,9 @@ struct TaskRecord
     // Position of its activity in the activity list (0 = first); -1 for none.
     int activityPosition = -1;
     int shortcut = 0;
-    WallClock start;  // minutes only
-    WallClock stop;   // minutes only; null while the task runs
-    WallClock stamp;  // to the second; null when never stamped
+    WallClock start; // minutes only
+    WallClock stop;  // minutes only; null while the task runs
+    WallClock stamp; // to the second; null when never stamped
     bool synchronised = false;
 };
 

@@ -145,7 +145,7 @@ public:
                      const QVTask *task) const;
     // Whether a task from start to stop overlaps one from s to e (a running task's e is one
     // minute after its start), by the rule validateTask applies; for times or seconds.
-    template <typename Time>
+    template<typename Time>
     static bool timesOverlap(const Time &start, const Time &stop, const Time &s, const Time &e)
     {
         return (stop > s && stop < e) || (start > s && start < e) || (s > start && s < stop)

@@ -93,8 +93,8 @@ FileLock::Outcome FileLock::attempt()
                                + QCoreApplication::applicationName().toUtf8() + '\n'
                                + QSysInfo::machineHostName().toUtf8() + '\n';
         if (::ftruncate(fd, 0) == 0) {
-            [[maybe_unused]] const ssize_t written = ::pwrite(fd, who.constData(),
-                                                              size_t(who.size()), 0);
+            [[maybe_unused]] const ssize_t written
+                = ::pwrite(fd, who.constData(), size_t(who.size()), 0);
         }
         m_fd = fd;
         m_error.clear();

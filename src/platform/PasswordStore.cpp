@@ -89,9 +89,9 @@ bool secretServiceOnBus()
     const QDBusConnectionInterface *bus = QDBusConnection::sessionBus().interface();
     if (!bus)
         return false;
-    const QStringList names = {QStringLiteral("org.freedesktop.secrets"),
-                               QStringLiteral("org.kde.kwalletd6"),
-                               QStringLiteral("org.kde.kwalletd5")};
+    const QStringList names
+        = {QStringLiteral("org.freedesktop.secrets"), QStringLiteral("org.kde.kwalletd6"),
+           QStringLiteral("org.kde.kwalletd5")};
     for (const QString &name : names) {
         if (bus->isServiceRegistered(name).value())
             return true;

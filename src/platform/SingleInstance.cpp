@@ -149,10 +149,9 @@ bool HandedCommand::take()
     }
     // Straight to the descriptor, before anything else is written to it: once the sender has
     // given up, the kernel refuses the byte, and the command is not carried out.
-    const bool told = m_socket && m_socket->state() == QLocalSocket::ConnectedState
-                      && ::send(int(m_socket->socketDescriptor()), &Taken, 1,
-                                MSG_NOSIGNAL | MSG_DONTWAIT)
-                             == 1;
+    const bool told
+        = m_socket && m_socket->state() == QLocalSocket::ConnectedState
+          && ::send(int(m_socket->socketDescriptor()), &Taken, 1, MSG_NOSIGNAL | MSG_DONTWAIT) == 1;
     m_state = told ? State::Taken : State::Done;
     if (!told && m_socket)
         m_socket->abort();
@@ -325,8 +324,8 @@ Place placeOf(const QString &folder, const QString &path, QString *problem)
     if (::lstat(QFile::encodeName(path).constData(), &info) != 0)
         return Place::Free;
     if (!S_ISSOCK(info.st_mode)) {
-        *problem = SingleInstance::tr("%1 is not Quorvel's socket but another kind of file")
-                       .arg(path);
+        *problem
+            = SingleInstance::tr("%1 is not Quorvel's socket but another kind of file").arg(path);
         return Place::NotOurs;
     }
     if (info.st_uid != ::geteuid()) {

@@ -493,10 +493,12 @@ int Admin::deviceList(const QString &user)
         if (only == 0)
             return fail(tr("There is no user %1.").arg(user));
     }
-    QSqlQuery *query = m_sql.run(QStringLiteral(
-        "SELECT d.id, u.name, d.created_at, d.last_exchange_at, b.first_id, b.last_id FROM "
-        "devices d JOIN users u ON u.id = d.user_id LEFT JOIN id_blocks b ON b.device_id = d.id "
-        "WHERE ? = 0 OR d.user_id = ? ORDER BY d.id, b.first_id"),
+    QSqlQuery *query = m_sql.run(
+        QStringLiteral(
+            "SELECT d.id, u.name, d.created_at, d.last_exchange_at, b.first_id, b.last_id FROM "
+            "devices d JOIN users u ON u.id = d.user_id LEFT JOIN id_blocks b ON b.device_id = "
+            "d.id "
+            "WHERE ? = 0 OR d.user_id = ? ORDER BY d.id, b.first_id"),
         {only, only});
     if (!query)
         return databaseFailed();
@@ -569,9 +571,9 @@ int Admin::deviceForget(const QList<qint64> &devices)
 
 int Admin::deviceForgetUnseen(int days)
 {
-    QSqlQuery *query = m_sql.run(
-        QStringLiteral("SELECT id FROM devices WHERE last_exchange_at < ? ORDER BY id"),
-        {Clock::now().toUTC().addDays(-days).toString(Qt::ISODate)});
+    QSqlQuery *query
+        = m_sql.run(QStringLiteral("SELECT id FROM devices WHERE last_exchange_at < ? ORDER BY id"),
+                    {Clock::now().toUTC().addDays(-days).toString(Qt::ISODate)});
     if (!query)
         return databaseFailed();
     QList<qint64> devices;

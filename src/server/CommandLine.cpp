@@ -266,9 +266,9 @@ int serve(const QCommandLineParser &parser, const ServerDatabase &location,
         IdBlocks ids(sql, store.stateFolder());
         bool raised = false;
         if (!transaction.isOpen() || !ids.reconcile(&raised) || !transaction.commit()) {
-            err() << (ids.error().isEmpty() ? CommandLine::tr("The database failed: %1")
-                                                  .arg(sql.lastError())
-                                            : ids.error())
+            err() << (ids.error().isEmpty()
+                          ? CommandLine::tr("The database failed: %1").arg(sql.lastError())
+                          : ids.error())
                   << '\n';
             return 1;
         }
@@ -410,12 +410,11 @@ QList<Command> commands()
                      return usage(CommandLine::tr("--days takes a number from 1 to 36500."));
              }
              const QString folder = location.stateFolder();
-             const QString certificateFile
-                 = parser.isSet(certOut) ? parser.value(certOut)
-                                         : folder + QStringLiteral("/tls-certificate.pem");
-             const QString keyFile = parser.isSet(keyOut)
-                                         ? parser.value(keyOut)
-                                         : folder + QStringLiteral("/tls-key.pem");
+             const QString certificateFile = parser.isSet(certOut)
+                                                 ? parser.value(certOut)
+                                                 : folder + QStringLiteral("/tls-certificate.pem");
+             const QString keyFile = parser.isSet(keyOut) ? parser.value(keyOut)
+                                                          : folder + QStringLiteral("/tls-key.pem");
              QString error;
              QSslConfiguration made;
              if (!TlsFiles::makeSelfSigned(hosts, validDays, certificateFile, keyFile, &error)
@@ -437,9 +436,10 @@ QList<Command> commands()
                           .arg(QFileInfo(certificateFile).absoluteFilePath(),
                                QFileInfo(keyFile).absoluteFilePath())
                    << '\n'
-                   << CommandLine::tr("Members enter the server as https://%1:8443 and, when Quorvel "
-                                      "asks whether to trust it, compare this SHA-256 "
-                                      "fingerprint:")
+                   << CommandLine::tr(
+                          "Members enter the server as https://%1:8443 and, when Quorvel "
+                          "asks whether to trust it, compare this SHA-256 "
+                          "fingerprint:")
                           .arg(hosts.constFirst())
                    << '\n'
                    << TlsTrust::fingerprint(certificate) << '\n';
@@ -814,9 +814,10 @@ QString commandList(const QList<Command> &list, const QString &group)
             synopsis += QLatin1Char(' ') + command.arguments;
         text += QStringLiteral("  %1\n      %2\n").arg(synopsis, command.description);
     }
-    return text + CommandLine::tr("\nEvery command takes --data FOLDER or --database URL, and "
-                                  "--help for its own options. A name that begins with \"-\" "
-                                  "goes after \"--\": quorvel-server category add -- -Misc\n");
+    return text
+           + CommandLine::tr("\nEvery command takes --data FOLDER or --database URL, and "
+                             "--help for its own options. A name that begins with \"-\" "
+                             "goes after \"--\": quorvel-server category add -- -Misc\n");
 }
 
 QString overview(const QList<Command> &list)

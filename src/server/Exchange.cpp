@@ -1149,8 +1149,7 @@ ExchangeOutcome Exchange::run(QByteArray body, const QString &peer)
             return refuse(403, "wrong-credentials", wrongText);
     }
 
-    Session session(m_sql, m_stateFolder, m_limits.blocksPerDay, userId, request, m_cache,
-                    serial);
+    Session session(m_sql, m_stateFolder, m_limits.blocksPerDay, userId, request, m_cache, serial);
     QString failure;
     if (!session.run(&failure)) {
         if (!failure.isEmpty())

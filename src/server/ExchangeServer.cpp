@@ -540,9 +540,9 @@ bool ExchangeServer::start(QString *error)
                      .arg(m_listener.errorString());
         return false;
     }
-    const QStringList lines = listeningLines(m_listener.serverAddress(), m_listener.serverPort(),
-                                             isSecure(), m_database.describe(),
-                                             int(m_workers.size()));
+    const QStringList lines
+        = listeningLines(m_listener.serverAddress(), m_listener.serverPort(), isSecure(),
+                         m_database.describe(), int(m_workers.size()));
     log(lines.constFirst());
     if (isSecure()) {
         log(QStringLiteral("TLS certificate %1 (from %2)")

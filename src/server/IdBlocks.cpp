@@ -53,8 +53,8 @@ bool fromSlot(const QByteArray &slot, Counters *counters)
     if (parts.size() != 4)
         return false;
     bool ok[4] = {};
-    const qint64 values[3] = {parts[0].toLongLong(&ok[0]), parts[1].toLongLong(&ok[1]),
-                              parts[2].toLongLong(&ok[2])};
+    const qint64 values[3]
+        = {parts[0].toLongLong(&ok[0]), parts[1].toLongLong(&ok[1]), parts[2].toLongLong(&ok[2])};
     const uint checksum = parts[3].toUInt(&ok[3], 16);
     if (!ok[0] || !ok[1] || !ok[2] || !ok[3]
         || checksum != qChecksum(parts[0] + ' ' + parts[1] + ' ' + parts[2]))
@@ -203,13 +203,13 @@ bool IdBlocks::counters(Counters *inDatabase)
 bool IdBlocks::readMark(Counters *marked)
 {
     if (m_markPath.isEmpty()) {
-        const std::optional<qint64> databaseId = m_sql.number(
-            QStringLiteral("SELECT value FROM counters WHERE name = 'database_id'"));
+        const std::optional<qint64> databaseId
+            = m_sql.number(QStringLiteral("SELECT value FROM counters WHERE name = 'database_id'"));
         if (!databaseId)
             return failed();
         if (!PrivateFiles::makeFolder(m_folder)) {
-            m_error = tr("The folder %1 for the server's own records cannot be made.")
-                          .arg(m_folder);
+            m_error
+                = tr("The folder %1 for the server's own records cannot be made.").arg(m_folder);
             return false;
         }
         m_markPath = markPath(m_folder, *databaseId);
@@ -360,8 +360,8 @@ bool IdBlocks::reconcile(bool *raised, const Counters *alsoHandedOut)
     *raised = !(now == inDatabase);
     if (*raised) {
         const std::pair<const char *, qint64> rows[] = {{"next_block", now.nextBlock},
-                                                         {"catalogue_next", now.catalogueNext},
-                                                         {"catalogue_end", now.catalogueEnd}};
+                                                        {"catalogue_next", now.catalogueNext},
+                                                        {"catalogue_end", now.catalogueEnd}};
         for (const auto &[name, value] : rows) {
             if (!m_sql.exec(QStringLiteral("UPDATE counters SET value = ? WHERE name = ?"),
                             {value, QString::fromLatin1(name)}))

@@ -40,8 +40,8 @@ bool copyNew(const QString &source, const QString &target, QString *error)
         return false;
     }
     const QByteArray name = QFile::encodeName(target);
-    const int fd = ::open(name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
-                          0600);
+    const int fd
+        = ::open(name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (fd < 0) {
         *error = Restore::tr("%1 cannot be written: %2").arg(target, SystemError::describe(errno));
         return false;
@@ -84,8 +84,8 @@ bool isServerDatabase(const QString &file)
             ok = query.exec(QStringLiteral("PRAGMA quick_check")) && query.next()
                  && query.value(0).toString() == QLatin1String("ok");
             ok = ok
-                 && query.exec(QStringLiteral(
-                     "SELECT COUNT(*) FROM counters WHERE name = 'next_block'"))
+                 && query.exec(
+                     QStringLiteral("SELECT COUNT(*) FROM counters WHERE name = 'next_block'"))
                  && query.next() && query.value(0).toInt() == 1
                  && query.exec(QStringLiteral("SELECT COUNT(*) FROM schema_migrations"))
                  && query.next() && query.value(0).toInt() > 0;
@@ -158,17 +158,16 @@ int Restore::run(const ServerDatabase &location, const QString &backup, QTextStr
     IdBlocks::Counters handedOut;
     const bool replacing = QFileInfo(database).exists() || QFileInfo(database).isSymLink();
     if (replacing) {
-        const bool read = withDatabase(location, QStringLiteral("quorvel-restore-old"), &error,
-                                       [&](Sql &sql) {
-                                           IdBlocks ids(sql, folder);
-                                           if (!ids.handedOut(&handedOut)) {
-                                               error = ids.error();
-                                               return false;
-                                           }
-                                           // All of it in the file, which is kept whole.
-                                           return sql.once(QStringLiteral(
-                                               "PRAGMA wal_checkpoint(TRUNCATE)"));
-                                       });
+        const bool read
+            = withDatabase(location, QStringLiteral("quorvel-restore-old"), &error, [&](Sql &sql) {
+                  IdBlocks ids(sql, folder);
+                  if (!ids.handedOut(&handedOut)) {
+                      error = ids.error();
+                      return false;
+                  }
+                  // All of it in the file, which is kept whole.
+                  return sql.once(QStringLiteral("PRAGMA wal_checkpoint(TRUNCATE)"));
+              });
         // A damaged database is what a backup is for: the server's record of the ids still
         // tells what was handed out.
         if (!read)
@@ -181,7 +180,8 @@ int Restore::run(const ServerDatabase &location, const QString &backup, QTextStr
     const QString kept = database + QStringLiteral(".replaced-")
                          + Clock::now().toString(QStringLiteral("yyyyMMddhhmmss"));
     const QByteArray databaseName = QFile::encodeName(database);
-    if (replacing && std::rename(databaseName.constData(), QFile::encodeName(kept).constData()) != 0)
+    if (replacing
+        && std::rename(databaseName.constData(), QFile::encodeName(kept).constData()) != 0)
         return fail(tr("%1 cannot be renamed: %2").arg(database, SystemError::describe(errno)));
     for (const QString &suffix : {QStringLiteral("-wal"), QStringLiteral("-shm")})
         ::unlink(QFile::encodeName(database + suffix).constData());
@@ -194,21 +194,20 @@ int Restore::run(const ServerDatabase &location, const QString &backup, QTextStr
     syncFolder(folder);
 
     // Brought up to date, its counters after everything handed out before.
-    const bool done = withDatabase(location, QStringLiteral("quorvel-restore"), &error,
-                                   [&](Sql &sql) {
-                                       Transaction transaction(sql);
-                                       IdBlocks ids(sql, folder);
-                                       bool raised = false;
-                                       if (!transaction.isOpen()
-                                           || !ids.reconcile(&raised, &handedOut)) {
-                                           error = ids.error();
-                                           return false;
-                                       }
-                                       return transaction.commit();
-                                   });
+    const bool done
+        = withDatabase(location, QStringLiteral("quorvel-restore"), &error, [&](Sql &sql) {
+              Transaction transaction(sql);
+              IdBlocks ids(sql, folder);
+              bool raised = false;
+              if (!transaction.isOpen() || !ids.reconcile(&raised, &handedOut)) {
+                  error = ids.error();
+                  return false;
+              }
+              return transaction.commit();
+          });
     if (!done)
-        return fail(tr("The backup is in place, but it cannot be brought up to date: %1")
-                        .arg(error));
+        return fail(
+            tr("The backup is in place, but it cannot be brought up to date: %1").arg(error));
     out << tr("Restored the database from %1.").arg(backup) << '\n';
     if (replacing)
         out << tr("The database it replaced is kept as %1.").arg(kept) << '\n';

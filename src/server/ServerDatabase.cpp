@@ -17,8 +17,8 @@
 #include <cerrno>
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -462,7 +462,8 @@ bool FolderLock::take(const QString &folder, Mode mode, QString *error)
         *error = tr("The data folder %1 cannot be created.").arg(folder);
         return false;
     }
-    const QByteArray path = QFile::encodeName(QDir(folder).filePath(QStringLiteral("quorvel-server.lock")));
+    const QByteArray path
+        = QFile::encodeName(QDir(folder).filePath(QStringLiteral("quorvel-server.lock")));
     m_fd = ::open(path.constData(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (m_fd < 0) {
         *error = tr("The lock %1 cannot be opened: %2")
@@ -479,8 +480,7 @@ bool FolderLock::take(const QString &folder, Mode mode, QString *error)
                           "the server first (for instance: systemctl stop quorvel-server).")
                            .arg(folder)
                      : tr("The lock %1 cannot be taken: %2")
-                           .arg(QFile::decodeName(path),
-                                SystemError::describe(errno));
+                           .arg(QFile::decodeName(path), SystemError::describe(errno));
         return false;
     }
     return true;

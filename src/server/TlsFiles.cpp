@@ -133,9 +133,8 @@ bool TlsFiles::load(const QString &certificateFile, const QString &keyFile,
 QString TlsFiles::describe(const QSslCertificate &certificate)
 {
     const QDateTime expiry = certificate.expiryDate();
-    const QString validity = expiry < Clock::now()
-                                 ? tr("EXPIRED on %1: clients refuse it")
-                                 : tr("valid until %1");
+    const QString validity
+        = expiry < Clock::now() ? tr("EXPIRED on %1: clients refuse it") : tr("valid until %1");
     return tr("for %1, SHA-256 %2, %3")
         .arg(TlsTrust::names(certificate), TlsTrust::fingerprint(certificate),
              validity.arg(expiry.date().toString(Qt::ISODate)));
@@ -143,8 +142,9 @@ QString TlsFiles::describe(const QSslCertificate &certificate)
 
 bool TlsFiles::isHostName(const QString &text)
 {
-    static const QRegularExpression name(QStringLiteral(
-        "^[A-Za-z0-9]([A-Za-z0-9-]{0,61}[A-Za-z0-9])?(\\.[A-Za-z0-9]([A-Za-z0-9-]{0,61}[A-Za-z0-9])?)*$"));
+    static const QRegularExpression name(
+        QStringLiteral("^[A-Za-z0-9]([A-Za-z0-9-]{0,61}[A-Za-z0-9])?(\\.[A-Za-z0-9]([A-Za-z0-9-]{0,"
+                       "61}[A-Za-z0-9])?)*$"));
     return !QHostAddress(text).isNull() || (text.size() <= 253 && name.match(text).hasMatch());
 }
 
@@ -179,7 +179,8 @@ bool TlsFiles::makeSelfSigned(const QStringList &hosts, int days, const QString 
     }
     QStringList alternatives;
     for (const QString &host : hosts)
-        alternatives << (QHostAddress(host).isNull() ? QStringLiteral("DNS:") : QStringLiteral("IP:"))
+        alternatives << (QHostAddress(host).isNull() ? QStringLiteral("DNS:")
+                                                     : QStringLiteral("IP:"))
                             + host;
     QFile config(work.filePath(QStringLiteral("openssl.cnf")));
     if (!config.open(QIODevice::WriteOnly)) {
@@ -197,19 +198,16 @@ bool TlsFiles::makeSelfSigned(const QStringList &hosts, int days, const QString 
     const QString newCertificate = work.filePath(QStringLiteral("certificate.pem"));
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(openssl, {QStringLiteral("req"), QStringLiteral("-x509"),
-                            QStringLiteral("-config"), config.fileName(),
-                            QStringLiteral("-newkey"), QStringLiteral("ec"),
-                            QStringLiteral("-pkeyopt"),
-                            QStringLiteral("ec_paramgen_curve:prime256v1"),
-                            QStringLiteral("-nodes"), QStringLiteral("-sha256"),
-                            QStringLiteral("-days"), QString::number(days),
-                            QStringLiteral("-keyout"), newKey, QStringLiteral("-out"),
-                            newCertificate});
+    process.start(openssl,
+                  {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-config"),
+                   config.fileName(), QStringLiteral("-newkey"), QStringLiteral("ec"),
+                   QStringLiteral("-pkeyopt"), QStringLiteral("ec_paramgen_curve:prime256v1"),
+                   QStringLiteral("-nodes"), QStringLiteral("-sha256"), QStringLiteral("-days"),
+                   QString::number(days), QStringLiteral("-keyout"), newKey, QStringLiteral("-out"),
+                   newCertificate});
     if (!process.waitForFinished(60000) || process.exitStatus() != QProcess::NormalExit
         || process.exitCode() != 0) {
-        *error = tr("openssl failed: %1")
-                     .arg(QString::fromLocal8Bit(process.readAll()).trimmed());
+        *error = tr("openssl failed: %1").arg(QString::fromLocal8Bit(process.readAll()).trimmed());
         return false;
     }
     if (!PrivateFiles::restrict(newKey)

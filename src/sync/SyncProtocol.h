@@ -17,7 +17,7 @@ constexpr quint16 DefaultPort = 80;
 constexpr quint16 DefaultSecurePort = 443;
 
 // The path of the request; its query ("?uid=N") only defeats caches.
-extern const char RequestPath[];   // "/palmtopsync/sync105.php3"
+extern const char RequestPath[]; // "/palmtopsync/sync105.php3"
 // First line of a request body, and the line that ends a reply.
 extern const char SyncMarker[];    // "--sync--"
 extern const char SyncEndMarker[]; // "--sync-end--"

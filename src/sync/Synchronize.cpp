@@ -328,8 +328,7 @@ void Synchronize::secureConnectionFailed()
         secureFailure(tr("Secure Connection Failed: the server's certificate is not valid yet"),
                       tr("The certificate of %1 is valid only from %2 on, so nothing was sent to "
                          "it.\n\nCheck the date and time of this computer.")
-                          .arg(server,
-                               m_presented.effectiveDate().date().toString(Qt::ISODate)));
+                          .arg(server, m_presented.effectiveDate().date().toString(Qt::ISODate)));
         return;
     case TlsTrust::Verdict::Changed:
         secureFailure(
@@ -340,8 +339,7 @@ void Synchronize::secureConnectionFailed()
                "If your team lead has made a new certificate, compare its fingerprint with "
                "theirs. To be asked about it, enter the server's address again in Settings "
                "\u2192 Operating Mode.")
-                .arg(server, document->configuration.trustedCertificate(m_serverKey),
-                     fingerprint));
+                .arg(server, document->configuration.trustedCertificate(m_serverKey), fingerprint));
         return;
     case TlsTrust::Verdict::Trusted:
         break;

@@ -30,7 +30,8 @@ QString fingerprint(const QSslCertificate &certificate)
 QString names(const QSslCertificate &certificate)
 {
     const auto alternatives = certificate.subjectAlternativeNames();
-    QStringList all = alternatives.values(QSsl::DnsEntry) + alternatives.values(QSsl::IpAddressEntry);
+    QStringList all
+        = alternatives.values(QSsl::DnsEntry) + alternatives.values(QSsl::IpAddressEntry);
     if (all.isEmpty())
         all = certificate.subjectInfo(QSslCertificate::CommonName);
     return all.join(QStringLiteral(", "));

@@ -76,10 +76,11 @@ bool WindowProcess::start(const QString &socketPath, const QStringList &argument
     if (!m_process.waitForStarted(10000))
         return false;
     return waitUntil(
-        [&] {
-            return QFileInfo(socketPath).exists() || m_process.state() == QProcess::NotRunning;
-        },
-        30000)
+               [&] {
+                   return QFileInfo(socketPath).exists()
+                          || m_process.state() == QProcess::NotRunning;
+               },
+               30000)
            && m_process.state() == QProcess::Running;
 }
 
@@ -105,11 +106,11 @@ QByteArray WindowProcess::errorOutput()
 bool WindowProcess::waitForOutput(const QByteArray &text, int timeoutMs)
 {
     return waitUntil(
-        [&] {
-            m_error += m_process.readAllStandardError();
-            return m_error.contains(text) || m_process.state() == QProcess::NotRunning;
-        },
-        timeoutMs)
+               [&] {
+                   m_error += m_process.readAllStandardError();
+                   return m_error.contains(text) || m_process.state() == QProcess::NotRunning;
+               },
+               timeoutMs)
            && m_error.contains(text);
 }
 

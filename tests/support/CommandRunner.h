@@ -35,7 +35,10 @@ public:
     bool isFinished() const { return m_next >= m_commands.size() && !m_process; }
     const QList<Answer> &answers() const { return m_answers; }
     // Called before each command is started, with its place in the list.
-    void setBeforeEach(std::function<void(int)> beforeEach) { m_beforeEach = std::move(beforeEach); }
+    void setBeforeEach(std::function<void(int)> beforeEach)
+    {
+        m_beforeEach = std::move(beforeEach);
+    }
 
 Q_SIGNALS:
     void finished();

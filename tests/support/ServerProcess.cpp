@@ -147,11 +147,10 @@ bool PostgresCluster::start(QString *reason)
         ::prctl(PR_SET_PDEATHSIG, SIGQUIT);
     });
     m_postgres->start(m_binDir + QStringLiteral("/postgres"),
-                      {QStringLiteral("-D"), m_root + QStringLiteral("/data"),
-                       QStringLiteral("-p"), QString::number(m_port), QStringLiteral("-k"), m_root,
-                       QStringLiteral("-c"), QStringLiteral("listen_addresses=127.0.0.1"),
-                       QStringLiteral("-c"), QStringLiteral("max_connections=200"),
-                       QStringLiteral("-c"),
+                      {QStringLiteral("-D"), m_root + QStringLiteral("/data"), QStringLiteral("-p"),
+                       QString::number(m_port), QStringLiteral("-k"), m_root, QStringLiteral("-c"),
+                       QStringLiteral("listen_addresses=127.0.0.1"), QStringLiteral("-c"),
+                       QStringLiteral("max_connections=200"), QStringLiteral("-c"),
                        m_fsync ? QStringLiteral("fsync=on") : QStringLiteral("fsync=off")});
     const auto failed = [this, reason](const QString &what) {
         QFile log(m_root + QStringLiteral("/log"));
@@ -174,8 +173,8 @@ bool PostgresCluster::start(QString *reason)
         if (status == 0)
             break;
         if (m_postgres->state() == QProcess::NotRunning)
-            return failed(QStringLiteral("ended at start with status %1")
-                              .arg(m_postgres->exitCode()));
+            return failed(
+                QStringLiteral("ended at start with status %1").arg(m_postgres->exitCode()));
         if (deadline.hasExpired())
             return failed(QStringLiteral("was not ready within 120 s"));
         QThread::msleep(100);
@@ -202,18 +201,20 @@ QString PostgresCluster::createDatabase()
 
 QStringList PostgresCluster::connection(const QString &url) const
 {
-    return {QStringLiteral("-h"), QStringLiteral("127.0.0.1"), QStringLiteral("-p"),
-            QString::number(m_port), QStringLiteral("-U"), QStringLiteral("quorvel"),
+    return {QStringLiteral("-h"), QStringLiteral("127.0.0.1"),
+            QStringLiteral("-p"), QString::number(m_port),
+            QStringLiteral("-U"), QStringLiteral("quorvel"),
             QStringLiteral("-d"), url.section(QLatin1Char('/'), -1)};
 }
 
 bool PostgresCluster::dump(const QString &url, const QString &file, QString *output)
 {
     int status = 0;
-    *output = run(m_binDir + QStringLiteral("/pg_dump"),
-                  connection(url) + QStringList{QStringLiteral("--format=custom"),
-                                                QStringLiteral("--file=") + file},
-                  false, &status);
+    *output = run(
+        m_binDir + QStringLiteral("/pg_dump"),
+        connection(url)
+            + QStringList{QStringLiteral("--format=custom"), QStringLiteral("--file=") + file},
+        false, &status);
     return status == 0;
 }
 
@@ -263,8 +264,7 @@ bool ServerProcess::start(const QStringList &extra)
     QDeadlineTimer deadline(60000);
     while (!deadline.hasExpired()) {
         log();
-        const QRegularExpressionMatch match
-            = listening.match(QString::fromUtf8(m_log.mid(from)));
+        const QRegularExpressionMatch match = listening.match(QString::fromUtf8(m_log.mid(from)));
         if (match.hasMatch()) {
             m_port = quint16(match.captured(1).toUInt());
             return true;

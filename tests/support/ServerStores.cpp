@@ -61,7 +61,8 @@ bool ServerStores::putBack(const ServerProcess &server, const QStringList &stora
         *problem = result.err;
         return result.status == 0;
     }
-    const QString database = QDir(storage.value(1)).filePath(QStringLiteral("quorvel-server.sqlite"));
+    const QString database
+        = QDir(storage.value(1)).filePath(QStringLiteral("quorvel-server.sqlite"));
     for (const QString &suffix : {QString(), QStringLiteral("-wal"), QStringLiteral("-shm")})
         QFile::remove(database + suffix);
     if (!QFile::copy(file, database)) {

@@ -32,11 +32,9 @@ SyncDevice::Reply SyncDevice::exchange(bool keep)
         if (!socket.waitForConnected(10000))
             return reply;
     }
-    socket.write(SyncProtocol::buildRequest(sentDocument.isEmpty()
-                                                ? doc.getDocumentString()
-                                                : QString::fromUtf8(sentDocument),
-                                            QDateTime(QDate(2026, 11, 21), QTime(9, 30)), m_address,
-                                            user, password, 4711));
+    socket.write(SyncProtocol::buildRequest(
+        sentDocument.isEmpty() ? doc.getDocumentString() : QString::fromUtf8(sentDocument),
+        QDateTime(QDate(2026, 11, 21), QTime(9, 30)), m_address, user, password, 4711));
     QByteArray received;
     SyncProtocol::ReplyParser parser;
     while (parser.state() != SyncProtocol::ReplyParser::Finished) {

@@ -11,9 +11,13 @@ namespace {
 
 QStringList newKey(const QString &keyFile)
 {
-    return {QStringLiteral("-newkey"), QStringLiteral("ec"), QStringLiteral("-pkeyopt"),
-            QStringLiteral("ec_paramgen_curve:prime256v1"), QStringLiteral("-nodes"),
-            QStringLiteral("-keyout"), keyFile};
+    return {QStringLiteral("-newkey"),
+            QStringLiteral("ec"),
+            QStringLiteral("-pkeyopt"),
+            QStringLiteral("ec_paramgen_curve:prime256v1"),
+            QStringLiteral("-nodes"),
+            QStringLiteral("-keyout"),
+            keyFile};
 }
 
 QString runOpenssl(const QStringList &arguments, int *status)
@@ -99,9 +103,9 @@ TestAuthority::Issued TestAuthority::sign(const QString &name, const QStringList
     const Issued issued{m_folder.filePath(name + QStringLiteral(".pem")),
                         m_folder.filePath(name + QStringLiteral(".key"))};
     const QString request = m_folder.filePath(name + QStringLiteral(".csr"));
-    if (!openssl(QStringList{QStringLiteral("req"), QStringLiteral("-new"),
-                             QStringLiteral("-subj"), QStringLiteral("/CN=") + hosts.value(0),
-                             QStringLiteral("-out"), request}
+    if (!openssl(QStringList{QStringLiteral("req"), QStringLiteral("-new"), QStringLiteral("-subj"),
+                             QStringLiteral("/CN=") + hosts.value(0), QStringLiteral("-out"),
+                             request}
                  + newKey(issued.keyFile))
         || !openssl(QStringList{QStringLiteral("x509"), QStringLiteral("-req"),
                                 QStringLiteral("-in"), request}
@@ -116,11 +120,10 @@ TestAuthority::Issued TestAuthority::sign(const QString &name, const QStringList
 QString TestAuthority::fingerprint(const QString &certificateFile)
 {
     int status = 0;
-    const QString output
-        = runOpenssl({QStringLiteral("x509"), QStringLiteral("-noout"),
-                      QStringLiteral("-fingerprint"), QStringLiteral("-sha256"),
-                      QStringLiteral("-in"), certificateFile},
-                     &status);
+    const QString output = runOpenssl({QStringLiteral("x509"), QStringLiteral("-noout"),
+                                       QStringLiteral("-fingerprint"), QStringLiteral("-sha256"),
+                                       QStringLiteral("-in"), certificateFile},
+                                      &status);
     // "sha256 Fingerprint=AB:CD:…"
     return status == 0 ? output.section(QLatin1Char('='), 1).trimmed() : QString();
 }

@@ -47,8 +47,7 @@ private:
     bool openssl(const QStringList &arguments, QString *output = nullptr);
     QString extensionsFile(const QString &name, const QStringList &hosts);
     // A key and a certificate for hosts, signed as the openssl x509 options signer say.
-    Issued sign(const QString &name, const QStringList &hosts, int days,
-                const QStringList &signer);
+    Issued sign(const QString &name, const QStringList &hosts, int days, const QStringList &signer);
 
     QTemporaryDir m_folder;
     bool m_valid = false;

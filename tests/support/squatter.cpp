@@ -64,8 +64,8 @@ int listenAt(const std::vector<const char *> &paths)
     std::printf("ready\n");
     std::fflush(stdout);
     // A made-up answer: done, with words that no Quorvel says.
-    const std::string answer = "T" + frame(std::string("0\0", 2) + "13" + std::string(1, '\0')
-                                           + "Pretended it.");
+    const std::string answer
+        = "T" + frame(std::string("0\0", 2) + "13" + std::string(1, '\0') + "Pretended it.");
     for (;;) {
         if (::poll(fds.data(), fds.size(), -1) < 0 && errno != EINTR)
             return 1;
