@@ -145,18 +145,6 @@ QStringList tipsOfOneRun()
     return visibleTexts(window);
 }
 
-ModalAnswers::Handler choose(const char *radioName)
-{
-    return [radioName](QWidget *widget) {
-        auto *dialog = qobject_cast<ChooseInitialMode *>(widget);
-        QVERIFY(dialog);
-        auto *radio = dialog->findChild<QRadioButton *>(QString::fromLatin1(radioName));
-        QVERIFY(radio);
-        radio->setChecked(true);
-        dialog->accept();
-    };
-}
-
 bool isColor(const QImage &image, int x, int y, const QColor &color)
 {
     return image.pixelColor(x, y).rgb() == color.rgb();
@@ -501,7 +489,7 @@ void TestBalloonTips::personalSequenceFromEmptyDocument()
 {
     {
         ModalAnswers answers;
-        answers.add(choose("radPersonalNoInit"));
+        answers.add(ModalAnswers::chooseInitialMode("radPersonalNoInit"));
         QuorvelMainWindow window;
         QCOMPARE(answers.remaining(), 0);
         window.show();
@@ -544,7 +532,7 @@ void TestBalloonTips::personalSequenceFromEmptyDocument()
     Configuration().setMode(Configuration::Unset);
     {
         ModalAnswers answers;
-        answers.add(choose("radPersonalNoInit"));
+        answers.add(ModalAnswers::chooseInitialMode("radPersonalNoInit"));
         QuorvelMainWindow window;
         QCOMPARE(answers.remaining(), 0);
         window.show();
@@ -558,7 +546,7 @@ void TestBalloonTips::personalSequenceFromEmptyDocument()
 void TestBalloonTips::maintenanceScreenShowsNextTip()
 {
     ModalAnswers answers;
-    answers.add(choose("radPersonalNoInit"));
+    answers.add(ModalAnswers::chooseInitialMode("radPersonalNoInit"));
     QuorvelMainWindow window;
     window.show();
     QCOMPARE(visibleTexts(window), QStringList{Categories});
@@ -582,7 +570,7 @@ void TestBalloonTips::groupModeTipOnce()
 {
     {
         ModalAnswers answers;
-        answers.add(choose("radGroup"));
+        answers.add(ModalAnswers::chooseInitialMode("radGroup"));
         answers.add([](QWidget *widget) {
             auto *dialog = qobject_cast<OperatingMode *>(widget);
             QVERIFY(dialog);

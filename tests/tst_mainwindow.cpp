@@ -70,18 +70,6 @@ void prepareSampleFile(int taskCount, bool running = false)
     QVERIFY(doc.save());
 }
 
-ModalAnswers::Handler choose(const char *radioName)
-{
-    return [radioName](QWidget *widget) {
-        auto *dialog = qobject_cast<ChooseInitialMode *>(widget);
-        QVERIFY(dialog);
-        auto *radio = dialog->findChild<QRadioButton *>(QString::fromLatin1(radioName));
-        QVERIFY(radio);
-        radio->setChecked(true);
-        dialog->accept();
-    };
-}
-
 } // namespace
 
 class TestMainWindow : public QObject
@@ -131,7 +119,7 @@ void TestMainWindow::init()
 void TestMainWindow::firstStartWithSampleData()
 {
     ModalAnswers answers;
-    answers.add(choose("radPersonalInit"));
+    answers.add(ModalAnswers::chooseInitialMode("radPersonalInit"));
     QuorvelMainWindow window;
     QCOMPARE(answers.seen(), QStringList{QStringLiteral("ChooseInitialMode")});
     QVERIFY(!window.quitRequested());
@@ -153,7 +141,7 @@ void TestMainWindow::firstStartWithSampleData()
 void TestMainWindow::firstStartWithNoData()
 {
     ModalAnswers answers;
-    answers.add(choose("radPersonalNoInit"));
+    answers.add(ModalAnswers::chooseInitialMode("radPersonalNoInit"));
     QuorvelMainWindow window;
     QCOMPARE(answers.remaining(), 0);
     QCOMPARE(Configuration().mode(), Configuration::Personal);
@@ -165,7 +153,7 @@ void TestMainWindow::firstStartWithNoData()
 void TestMainWindow::firstStartInGroupMode()
 {
     ModalAnswers answers;
-    answers.add(choose("radGroup"));
+    answers.add(ModalAnswers::chooseInitialMode("radGroup"));
     answers.add([](QWidget *widget) {
         auto *dialog = qobject_cast<OperatingMode *>(widget);
         QVERIFY(dialog);
@@ -197,7 +185,7 @@ void TestMainWindow::cancelledServerDialogShowsFirstRunAgain()
     Configuration().setMode(Configuration::Unset);
 
     ModalAnswers answers;
-    answers.add(choose("radGroup"));
+    answers.add(ModalAnswers::chooseInitialMode("radGroup"));
     answers.add([](QWidget *widget) {
         QVERIFY(qobject_cast<OperatingMode *>(widget));
         static_cast<QDialog *>(widget)->reject();
@@ -209,7 +197,7 @@ void TestMainWindow::cancelledServerDialogShowsFirstRunAgain()
         QVERIFY(window);
         documentAtSecondShow = window->document();
         tasksAtSecondShow = int(documentAtSecondShow->tasks.size());
-        choose("radPersonalNoInit")(widget);
+        ModalAnswers::chooseInitialMode("radPersonalNoInit")(widget);
     });
     QuorvelMainWindow window;
     QCOMPARE(answers.seen(),
@@ -255,7 +243,7 @@ void TestMainWindow::resetOnFirstStart()
         config.writeEntry(QStringLiteral("AllowConcurrentTasks"), 1);
     }
     ModalAnswers answers;
-    answers.add(choose("radPersonalNoInit"));
+    answers.add(ModalAnswers::chooseInitialMode("radPersonalNoInit"));
     QuorvelMainWindow window;
     Config config(Configuration::storeName());
     config.setGroup(QStringLiteral("BalloonTips"));
@@ -526,7 +514,7 @@ void TestMainWindow::unreadableFileKeptBeforeFirstRun()
     writeFile(path, garbage);
 
     ModalAnswers answers;
-    answers.add(choose("radPersonalInit"));
+    answers.add(ModalAnswers::chooseInitialMode("radPersonalInit"));
     const QString kept = path + QStringLiteral(".unreadable-20261121093000");
     {
         QuorvelMainWindow window;
@@ -551,7 +539,7 @@ void TestMainWindow::readableFileWithoutModeKeptBeforeFirstRun()
     const QByteArray original = readFile(QuorvelDocument::dataFilePath());
 
     ModalAnswers answers;
-    answers.add(choose("radPersonalNoInit"));
+    answers.add(ModalAnswers::chooseInitialMode("radPersonalNoInit"));
     QuorvelMainWindow window;
     QVERIFY(window.document()->tasks.isEmpty());
     QCOMPARE(readFile(window.keptDataFilePath()), original);

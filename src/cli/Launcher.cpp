@@ -9,6 +9,7 @@
 #include "platform/FileLock.h"
 #include "platform/PrivateFiles.h"
 #include "platform/SingleInstance.h"
+#include "platform/TerminalInput.h"
 #include "platform/Translations.h"
 
 #include <QCoreApplication>
@@ -21,7 +22,6 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
-#include <termios.h>
 #include <unistd.h>
 
 namespace {
@@ -225,50 +225,22 @@ int readHere(Commands::Needs needs, const QStringList &arguments, const QString 
     ::_exit(status);
 }
 
-// One line of standard input without its line end; false at its end with nothing read.
-bool readLine(QString *line)
-{
-    QByteArray bytes;
-    for (int c = std::getchar(); c != EOF && c != '\n'; c = std::getchar()) {
-        bytes += char(c);
-        if (bytes.size() > 64 * 1024)
-            break;
-    }
-    if (bytes.isEmpty() && std::feof(stdin))
-        return false;
-    if (bytes.endsWith('\r'))
-        bytes.chop(1);
-    *line = QString::fromLocal8Bit(bytes);
-    return true;
-}
-
 // The server password: typed on the terminal without being shown, or one line of standard
 // input when that is not a terminal; never an argument, which others may see.
 bool readPassword(const QString &server, const QString &user, QString *password)
 {
-    if (!::isatty(STDIN_FILENO))
-        return readLine(password);
-    write(stderr, Commands::tr("Password of %1 on %2: ").arg(user, server).toUtf8());
-    std::fflush(stderr);
-    termios saved{};
-    const bool quiet = ::tcgetattr(STDIN_FILENO, &saved) == 0;
-    if (quiet) {
-        termios hidden = saved;
-        hidden.c_lflag &= ~tcflag_t(ECHO);
-        ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &hidden);
+    if (TerminalInput::isTerminal()) {
+        write(stderr, Commands::tr("Password of %1 on %2: ").arg(user, server).toUtf8());
+        std::fflush(stderr);
     }
-    const bool read = readLine(password);
-    if (quiet)
-        ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved);
-    write(stderr, "\n");
-    return read;
+    return TerminalInput::readLine(password, true);
 }
 
 // Whether the person agrees to empty the local data: asked on the terminal; without one, only
 // --yes agrees.
 bool agreesToEmpty(const QuorvelDocument &doc)
 {
-    if (!::isatty(STDIN_FILENO) || !::isatty(STDERR_FILENO))
+    if (!TerminalInput::isTerminal() || !::isatty(STDERR_FILENO))
         return false;
     write(stderr, Commands::tr("Setting up empties the local data: %1 tasks, and the activities "
                                "and categories (a copy of the data file is kept). Go on? [y/N] ")
@@ -276,7 +248,7 @@ bool agreesToEmpty(const QuorvelDocument &doc)
                       .toUtf8());
     std::fflush(stderr);
     QString answer;
-    if (!readLine(&answer))
+    if (!TerminalInput::readLine(&answer))
         return false;
     answer = answer.trimmed().toLower();
     return answer == QLatin1String("y") || answer == QLatin1String("yes")

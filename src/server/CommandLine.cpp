@@ -10,6 +10,7 @@
 #include "ServerDatabase.h"
 #include "TlsFiles.h"
 
+#include "platform/TerminalInput.h"
 #include "sync/TlsTrust.h"
 
 #include <QCommandLineParser>
@@ -20,11 +21,8 @@
 #include <algorithm>
 #include <csignal>
 #include <functional>
-#include <iostream>
-#include <string>
 
 #include <sys/socket.h>
-#include <termios.h>
 #include <unistd.h>
 
 namespace {
@@ -62,25 +60,11 @@ int usage(const QString &message)
 // standard input; never from the command line, where other users could see it.
 bool readPassword(const QString &user, QString *password)
 {
-    if (::isatty(STDIN_FILENO)) {
+    if (TerminalInput::isTerminal()) {
         const auto ask = [](const QString &prompt, QString *answer) {
             err() << prompt;
             err().flush();
-            termios saved{};
-            const bool terminal = ::tcgetattr(STDIN_FILENO, &saved) == 0;
-            if (terminal) {
-                termios quiet = saved;
-                quiet.c_lflag &= ~tcflag_t(ECHO);
-                ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
-            }
-            std::string line;
-            const bool ok = bool(std::getline(std::cin, line));
-            if (terminal)
-                ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved);
-            err() << '\n';
-            err().flush();
-            *answer = QString::fromStdString(line);
-            return ok;
+            return TerminalInput::readLine(answer, true);
         };
         QString again;
         if (!ask(CommandLine::tr("Password for %1: ").arg(user), password)
@@ -92,14 +76,10 @@ bool readPassword(const QString &user, QString *password)
         }
         return true;
     }
-    std::string line;
-    if (!std::getline(std::cin, line)) {
+    if (!TerminalInput::readLine(password)) {
         err() << CommandLine::tr("No password on standard input.") << '\n';
         return false;
     }
-    if (!line.empty() && line.back() == '\r')
-        line.pop_back();
-    *password = QString::fromStdString(line);
     return true;
 }
 
