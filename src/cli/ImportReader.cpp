@@ -3,6 +3,8 @@
 
 #include "ImportReader.h"
 
+#include "TimeArgument.h"
+
 #include "reports/ReportText.h"
 
 #include <QCoreApplication>
@@ -18,29 +20,12 @@
 
 namespace {
 
+using TimeArgument::allDigits;
+using TimeArgument::number;
+
 qsizetype bomLength(const QByteArray &bytes)
 {
     return bytes.startsWith("\xEF\xBB\xBF") ? 3 : 0;
-}
-
-bool allDigits(QStringView s)
-{
-    if (s.isEmpty())
-        return false;
-    for (const QChar c : s) {
-        if (c < u'0' || c > u'9')
-            return false;
-    }
-    return true;
-}
-
-// Only called on a few ASCII digits, so it cannot overflow.
-int number(QStringView s)
-{
-    int value = 0;
-    for (const QChar c : s)
-        value = value * 10 + (c.unicode() - u'0');
-    return value;
 }
 
 // Line and paragraph separators count too: a reader may take them for line breaks.

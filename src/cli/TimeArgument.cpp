@@ -9,25 +9,8 @@
 
 namespace {
 
-bool allDigits(QStringView s)
-{
-    if (s.isEmpty())
-        return false;
-    for (const QChar c : s) {
-        if (c < u'0' || c > u'9')
-            return false;
-    }
-    return true;
-}
-
-// Only called on strings of ASCII digits short enough not to overflow.
-int number(QStringView s)
-{
-    int value = 0;
-    for (const QChar c : s)
-        value = value * 10 + (c.unicode() - u'0');
-    return value;
-}
+using TimeArgument::allDigits;
+using TimeArgument::number;
 
 // Exactly yyyy-mm-dd: the form the program writes, so a typo is refused rather than guessed.
 QDate isoDate(QStringView s)
@@ -138,3 +121,22 @@ QDateTime parseMoment(const QString &text, const QDateTime &now, QString *error)
 }
 
 } // namespace TimeArgument
+
+bool TimeArgument::allDigits(QStringView s)
+{
+    if (s.isEmpty())
+        return false;
+    for (const QChar c : s) {
+        if (c < u'0' || c > u'9')
+            return false;
+    }
+    return true;
+}
+
+int TimeArgument::number(QStringView s)
+{
+    int value = 0;
+    for (const QChar c : s)
+        value = value * 10 + (c.unicode() - u'0');
+    return value;
+}

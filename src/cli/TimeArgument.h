@@ -6,6 +6,7 @@
 #include <QDate>
 #include <QDateTime>
 #include <QString>
+#include <QStringView>
 
 // The dates and moments the command line takes, such as "yesterday" or "monday 09:00".
 namespace TimeArgument {
@@ -20,5 +21,11 @@ QDate parseDate(const QString &text, const QDate &today, QString *error);
 // local time in whole minutes: seconds are accepted and dropped. On failure an invalid
 // moment, and *error (when given) says why.
 QDateTime parseMoment(const QString &text, const QDateTime &now, QString *error);
+
+// True for one or more ASCII digits and nothing else.
+bool allDigits(QStringView s);
+
+// The value of a few ASCII digits (checked with allDigits): short enough not to overflow.
+int number(QStringView s);
 
 } // namespace TimeArgument

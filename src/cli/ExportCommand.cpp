@@ -1,0 +1,210 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
+// "quorvel export": straight from the document string's records, without task objects.
+
+#include "CommandParts.h"
+
+#include "model/DocumentFormat.h"
+#include "model/TaskTimeText.h"
+#include "reports/ReportText.h"
+
+namespace CommandParts {
+
+namespace {
+
+// Writes value with at least width digits at p; returns the end.
+char *putDigits(char *p, int value, int width)
+{
+    char digits[12];
+    int n = 0;
+    do {
+        digits[n++] = char('0' + value % 10);
+        value /= 10;
+    } while (value > 0 && n < 12);
+    while (n < width)
+        digits[n++] = '0';
+    while (n > 0)
+        *p++ = digits[--n];
+    return p;
+}
+
+// "2026-11-21T09:30", written digit by digit: an export writes two of these per task.
+void appendIsoMinute(QByteArray &out, const QDate &date, const QTime &time)
+{
+    if (!date.isValid() || !time.isValid() || date.year() < 0)
+        return;
+    int year = 0;
+    int month = 0;
+    int day = 0;
+    date.getDate(&year, &month, &day);
+    char text[32];
+    char *p = putDigits(text, year, 4);
+    *p++ = '-';
+    p = putDigits(p, month, 2);
+    *p++ = '-';
+    p = putDigits(p, day, 2);
+    *p++ = 'T';
+    p = putDigits(p, time.hour(), 2);
+    *p++ = ':';
+    p = putDigits(p, time.minute(), 2);
+    out.append(text, p - text);
+}
+
+void appendNumber(QByteArray &out, int value)
+{
+    char text[16];
+    char *p = text;
+    if (value < 0) {
+        *p++ = '-';
+        value = -value;
+    }
+    p = putDigits(p, value, 1);
+    out.append(text, p - text);
+}
+
+// The export, written as the reader hands over the records: no task is built, so a large
+// history exports in the time it takes to read it.
+class ExportSink : public DocumentFormat::Sink
+{
+public:
+    ExportSink(const Invocation &call, QByteArray &out)
+        : m_call(call)
+        , m_json(call.value("format") == QLatin1String("json"))
+        , m_out(out)
+    {}
+
+    void nextId(int) override {}
+    void deletedTaskIds(const QList<int> &) override {}
+
+    bool count(List list, int count) override
+    {
+        // Room for what this many tasks will need, within what the file could hold.
+        if (list == List::Tasks && count > 0)
+            m_out.reserve(qMin(count, 4 << 20) * (m_json ? 150 : 96) + 64);
+        return true;
+    }
+
+    bool category(const DocumentFormat::CategoryRecord &record) override
+    {
+        m_categories << record.name;
+        return true;
+    }
+
+    bool activity(const DocumentFormat::ActivityRecord &record) override
+    {
+        m_activities << record;
+        return true;
+    }
+
+    bool task(const DocumentFormat::TaskRecord &record) override
+    {
+        const QDate startDate = record.start.date();
+        const QTime startTime = record.start.time();
+        if (m_call.from.isValid() && (!startDate.isValid() || startDate < m_call.from))
+            return true;
+        if (m_call.to.isValid() && (!startDate.isValid() || startDate > m_call.to))
+            return true;
+        const QDate stopDate = record.stop.date();
+        const QTime stopTime = record.stop.time();
+        const bool running = !(stopDate.isValid() && stopTime.isValid());
+
+        if (m_json)
+            m_out += m_first ? "\n" : ",\n";
+        m_out += nameOf(record.activityPosition);
+        appendIsoMinute(m_out, startDate, startTime);
+        if (m_json) {
+            if (running) {
+                m_out += "\",\"stop\":null,\"minutes\":null}";
+            } else {
+                m_out += "\",\"stop\":\"";
+                appendIsoMinute(m_out, stopDate, stopTime);
+                m_out += "\",\"minutes\":";
+                appendNumber(m_out, minutes(startDate, startTime, stopDate, stopTime));
+                m_out += '}';
+            }
+        } else {
+            m_out += ',';
+            if (!running) {
+                appendIsoMinute(m_out, stopDate, stopTime);
+                m_out += ',';
+                appendNumber(m_out, minutes(startDate, startTime, stopDate, stopTime));
+            } else {
+                m_out += ',';
+            }
+            m_out += "\r\n";
+        }
+        m_first = false;
+        return true;
+    }
+
+    void begin() { m_out += m_json ? "[" : "Activity,Category,Start,Stop,Minutes\r\n"; }
+    void end()
+    {
+        if (m_json)
+            m_out += m_first ? "]\n" : "\n]\n";
+    }
+
+private:
+    // What a row of this activity begins with: its name and category, quoted once.
+    const QByteArray &nameOf(int position)
+    {
+        if (position < 0 || position >= m_activities.size())
+            position = -1;
+        auto found = m_names.find(position);
+        if (found != m_names.end())
+            return *found;
+        QString name;
+        QString category;
+        if (position >= 0) {
+            const DocumentFormat::ActivityRecord &activity = m_activities.at(position);
+            name = activity.name;
+            category = m_categories.value(activity.categoryPosition);
+        }
+        const QByteArray text
+            = m_json ? (QStringLiteral("{\"activity\":") + jsonString(name)
+                        + QStringLiteral(",\"category\":") + jsonString(category)
+                        + QStringLiteral(",\"start\":\""))
+                           .toUtf8()
+                     : (ReportText::csvField(ReportText::csvName(name)) + QLatin1Char(',')
+                        + ReportText::csvField(ReportText::csvName(category)) + QLatin1Char(','))
+                           .toUtf8();
+        return *m_names.insert(position, text);
+    }
+
+    // A stopped task's minutes; on a day whose clock never jumps, from the wall-clock times
+    // alone, without a costly local-time conversion.
+    int minutes(const QDate &startDate, const QTime &startTime, const QDate &stopDate,
+                const QTime &stopTime)
+    {
+        if (startDate.isValid() && startTime.isValid() && startDate == stopDate
+            && m_days.isSteadyDay(startDate))
+            return (stopTime.msecsSinceStartOfDay() - startTime.msecsSinceStartOfDay()) / 60000;
+        return int(QDateTime(startDate, startTime).secsTo(QDateTime(stopDate, stopTime)) / 60);
+    }
+
+    const Invocation &m_call;
+    const bool m_json;
+    QByteArray &m_out;
+    bool m_first = true;
+    QStringList m_categories;
+    QList<DocumentFormat::ActivityRecord> m_activities;
+    QHash<int, QByteArray> m_names;
+    TaskTimeText::Batch m_days;
+};
+
+} // namespace
+
+bool exportRecords(char *data, int length, const Invocation &call, Commands::Result *result)
+{
+    ExportSink sink(call, result->out);
+    sink.begin();
+    if (!DocumentFormat::read(data, length, sink)) {
+        result->out.clear();
+        return false;
+    }
+    sink.end();
+    return true;
+}
+
+} // namespace CommandParts
