@@ -181,6 +181,7 @@ private Q_SLOTS:
     void setupKeepsTheDataItReplaces();
     void noDisplayIsSaid();
     void stopRefusals();
+    void startRefusedByTheRunningTask();
     void trappedTaskStopsWithTheOfferedAt();
     void stopWithinTheMinuteDeletesTheTask();
     void stopNamedActivity();
@@ -339,8 +340,9 @@ void TestCli::startRefusesAnOverlap()
                              QStringLiteral("--at"), QStringLiteral("2026-11-19T10:00")});
     QCOMPARE(run.exitCode, 1);
     QCOMPARE(run.out, QByteArray());
-    QCOMPARE(run.err, QByteArray("quorvel: Cannot Start Task: This task cannot be started now "
-                                 "because this would cause it to overlap with another task.\n"));
+    // The command line's own words: the moment asked for, not "now".
+    QCOMPARE(run.err, QByteArray("quorvel: “Home Project Beta” cannot start at 11/19/26 10:00 AM: "
+                                 "it would overlap a recorded task.\n"));
     QCOMPARE(dataFile(), before);
 }
 
@@ -612,9 +614,9 @@ void TestCli::stopRefusals()
     run = quorvel({QStringLiteral("stop"), QStringLiteral("--at"), QStringLiteral("08:00")});
     QCOMPARE(run.exitCode, 1);
     QCOMPARE(run.out, QByteArray());
-    QCOMPARE(run.err, QByteArray("quorvel: Cannot Stop Task: This task cannot be stopped now "
-                                 "because its start time is in the future. To set a specific "
-                                 "future stop time, you can Edit the task.\n"));
+    // A stop before the start is neither "now" nor "in the future": it says what it is.
+    QCOMPARE(run.err, QByteArray("quorvel: “Project Alpha Development” cannot stop at 11/21/26 "
+                                 "8:00 AM, before it started (11/21/26 8:15 AM).\n"));
     QCOMPARE(dataFile(), before);
 
     // A task started by hand before a recorded one cannot stop after that one began.
@@ -627,12 +629,39 @@ void TestCli::stopRefusals()
         {QStringLiteral("stop"), QStringLiteral("--at"), QStringLiteral("thursday 9:30")});
     QCOMPARE(run.exitCode, 1);
     // The refusal names the latest minute that works, and the command that takes it.
-    QCOMPARE(run.err, QByteArray("quorvel: Cannot Stop Task: This task cannot be stopped now "
-                                 "because this would cause it to overlap with another task. You "
-                                 "can Edit the task to set a stop time.\n"
+    QCOMPARE(run.err, QByteArray("quorvel: “Home Project Beta” cannot stop at 11/19/26 9:30 AM: "
+                                 "it would overlap the task after it.\n"
                                  "It can stop at 11/19/26 9:00 AM, where the next task starts: "
                                  "quorvel stop 'Home Project Beta' --at 2026-11-19T09:00\n"));
     QCOMPARE(dataFile(), started);
+}
+
+void TestCli::startRefusedByTheRunningTask()
+{
+    // The running task began at 8:15 today: a start at 8:00 would have to stop it before that.
+    writeHistory(true);
+    QByteArray before = dataFile();
+    Run run = quorvel({QStringLiteral("start"), QStringLiteral("Home Project Beta"),
+                       QStringLiteral("--at"), QStringLiteral("08:00")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.out, QByteArray());
+    QCOMPARE(run.err, QByteArray("quorvel: “Home Project Beta” cannot start at 11/21/26 8:00 AM: "
+                                 "the running “Project Alpha Development” would have to stop "
+                                 "then, before it started (11/21/26 8:15 AM).\n"));
+    QCOMPARE(dataFile(), before);
+
+    // Started by hand on the 19th before a recorded task, it cannot stop now for another.
+    writeHistory();
+    run = quorvel({QStringLiteral("start"), QStringLiteral("Home Project Beta"),
+                   QStringLiteral("--at"), QStringLiteral("2026-11-19 08:00")});
+    QCOMPARE(run.exitCode, 0);
+    before = dataFile();
+    run = quorvel({QStringLiteral("start"), QStringLiteral("caf")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.err, QByteArray("quorvel: “Café, \"Ölbaum\"” cannot start at 11/21/26 9:30 AM: "
+                                 "the running “Home Project Beta” would have to stop then, and "
+                                 "would overlap another task.\n"));
+    QCOMPARE(dataFile(), before);
 }
 
 void TestCli::trappedTaskStopsWithTheOfferedAt()
@@ -646,9 +675,8 @@ void TestCli::trappedTaskStopsWithTheOfferedAt()
     QCOMPARE(run.exitCode, 1);
     QCOMPARE(run.out, QByteArray());
     const QByteArray offered = "quorvel stop 'Café, \"Ölbaum\"' --at 2026-11-19T09:00";
-    QCOMPARE(run.err, QByteArray("quorvel: Cannot Stop Task: This task cannot be stopped now "
-                                 "because this would cause it to overlap with another task. You "
-                                 "can Edit the task to set a stop time.\n"
+    QCOMPARE(run.err, QByteArray("quorvel: “Café, \"Ölbaum\"” cannot stop at 11/21/26 9:30 AM: "
+                                 "it would overlap the task after it.\n"
                                  "It can stop at 11/19/26 9:00 AM, where the next task starts: ")
                           + offered + '\n');
 
@@ -1162,9 +1190,9 @@ void TestCli::inGerman()
                            QStringLiteral("--at"), QStringLiteral("2026-11-19T10:00")});
     QCOMPARE(run.exitCode, 1);
     QCOMPARE(run.out, QByteArray());
-    QCOMPARE(run.err, QByteArray("quorvel: Aufgabe kann nicht gestartet werden: Diese Aufgabe "
-                                 "kann jetzt nicht gestartet werden, da sie sich sonst mit einer "
-                                 "anderen überschneiden würde.\n"));
+    QCOMPARE(run.err, QByteArray("quorvel: „Home Project Beta“ kann nicht um 19.11.26 10:00 "
+                                 "beginnen: die Aufgabe würde sich mit einer erfassten "
+                                 "überschneiden.\n"));
     // Dates in the German form, the data file as always.
     run = quorvelInGerman(
         {QStringLiteral("list"), QStringLiteral("--from"), QStringLiteral("2026-11-20")});

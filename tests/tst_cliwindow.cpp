@@ -224,8 +224,8 @@ void TestCliWindow::refusalsComeBackFromTheWindow()
     Run run = quorvel({QStringLiteral("start"), QStringLiteral("Beta"), QStringLiteral("--at"),
                        QStringLiteral("2026-11-20T08:10")});
     QCOMPARE(run.exitCode, 1);
-    QCOMPARE(run.err, QByteArray("quorvel: Cannot Start Task: This task cannot be started now "
-                                 "because this would cause it to overlap with another task.\n"));
+    QCOMPARE(run.err, QByteArray("quorvel: “Beta” cannot start at 11/20/26 8:10 AM: it would "
+                                 "overlap a recorded task.\n"));
     run = quorvel({QStringLiteral("stop")});
     QCOMPARE(run.exitCode, 1);
     QCOMPARE(run.err, QByteArray("quorvel: no task is running.\n"));
@@ -329,7 +329,7 @@ void TestCliWindow::aTrappedTaskIsOfferedItsStop()
     // The window answers with the minute that works, as the command line alone does.
     Run run = quorvel({QStringLiteral("stop")});
     QCOMPARE(run.exitCode, 1);
-    QVERIFY(run.err.startsWith("quorvel: Cannot Stop Task: "));
+    QVERIFY(run.err.startsWith("quorvel: “Alpha” cannot stop at "));
     QVERIFY(run.err.endsWith(".\nIt can stop at 11/20/26 8:00 AM, where the next task starts: "
                              "quorvel stop Alpha --at 2026-11-20T08:00\n"));
     run = quorvel({QStringLiteral("stop"), QStringLiteral("Alpha"), QStringLiteral("--at"),

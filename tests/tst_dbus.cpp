@@ -304,11 +304,14 @@ void TestDBus::refusalNamesTheMinuteThatWorks()
     answer = call(QStringLiteral("Stop"), {QStringLiteral("Reading")});
     QVERIFY(answer.error);
     QCOMPARE(answer.errorName, QStringLiteral("org.quorvel.Quorvel.Error.Refused"));
-    QVERIFY2(answer.text.startsWith(QStringLiteral("Cannot Stop Task: ")), qPrintable(answer.text));
-    QVERIFY2(answer.text.endsWith(QStringLiteral(".\nIt can stop at 11/21/26 8:00 AM, where the "
-                                                 "next task starts: quorvel stop Reading --at "
-                                                 "2026-11-21T08:00")),
+    QVERIFY2(answer.text.startsWith(QStringLiteral("“Reading” cannot stop at ")),
              qPrintable(answer.text));
+    QVERIFY2(
+        answer.text.endsWith(QStringLiteral(
+            ": it would overlap the task after it.\nIt can stop at 11/21/26 8:00 AM, where the "
+            "next task starts: quorvel stop Reading --at "
+            "2026-11-21T08:00")),
+        qPrintable(answer.text));
     QVERIFY(running->isRunning());
 }
 

@@ -119,8 +119,8 @@ bool apply(const CommandRunner::Answer &answer, int minute, Tasks *tasks, QStrin
         // A refusal by the task rules changes nothing; a refusal for any other reason (the
         // lock, the file, a lost window) is a failure of what this test checks.
         static const QRegularExpression ruleRefusal(
-            QStringLiteral("^quorvel: (no running activity is called|no task is running|Cannot "
-                           "Start Task: |Cannot Stop Task: |Time Validation Error: )"));
+            QStringLiteral("^quorvel: (no running activity is called|no task is running|“[^”]*” "
+                           "cannot (start|stop) at )"));
         if (!answer.out.isEmpty() || !ruleRefusal.match(QString::fromUtf8(answer.err)).hasMatch()) {
             *why = command + QStringLiteral(": refused with ") + QString::fromUtf8(answer.err);
             return false;

@@ -811,6 +811,26 @@ Edit → Undo; one carried out without a window has no undo.
 Bearbeiten → Rückgängig zurück; ohne Fenster gibt es kein Rückgängig.
 </translation>
     </message>
+    <message>
+        <source>“%1” cannot start at %2: it would overlap a recorded task.</source>
+        <translation>„%1“ kann nicht um %2 beginnen: die Aufgabe würde sich mit einer erfassten überschneiden.</translation>
+    </message>
+    <message>
+        <source>“%1” cannot stop at %2, before it started (%3).</source>
+        <translation>„%1“ kann nicht um %2 enden, vor ihrem Beginn (%3).</translation>
+    </message>
+    <message>
+        <source>“%1” cannot stop at %2: it would overlap the task after it.</source>
+        <translation>„%1“ kann nicht um %2 enden: die Aufgabe würde sich mit der folgenden überschneiden.</translation>
+    </message>
+    <message>
+        <source>“%1” cannot start at %2: the running “%3” would have to stop then, before it started (%4).</source>
+        <translation>„%1“ kann nicht um %2 beginnen: die laufende Aufgabe „%3“ müsste dann enden, vor ihrem Beginn (%4).</translation>
+    </message>
+    <message>
+        <source>“%1” cannot start at %2: the running “%3” would have to stop then, and would overlap another task.</source>
+        <translation>„%1“ kann nicht um %2 beginnen: die laufende Aufgabe „%3“ müsste dann enden und würde sich mit einer anderen überschneiden.</translation>
+    </message>
 </context>
 <context>
     <name>DesktopSettingsBase</name>

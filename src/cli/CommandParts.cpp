@@ -43,11 +43,6 @@ void refuse(Commands::Result *result, const QString &message)
     append(result->err, QStringLiteral("quorvel: ") + message + QLatin1Char('\n'));
 }
 
-void refuse(Commands::Result *result, const TaskMessages::Message &message)
-{
-    refuse(result, message.title + QLatin1String(": ") + TaskMessages::oneLine(message.text));
-}
-
 QString describe(const Activity *activity)
 {
     if (!activity->category)

@@ -74,7 +74,6 @@ void badUsage(const QString &command, const QString &message, Commands::Result *
 // The start of a long text, for a message that has to show which one it means.
 QString shortened(const QString &text);
 void refuse(Commands::Result *result, const QString &message);
-void refuse(Commands::Result *result, const TaskMessages::Message &message);
 QString describe(const Activity *activity);
 QString candidateLines(const QList<Activity *> &candidates);
 Resolution resolve(const QString &name, const QList<Activity *> &candidates);

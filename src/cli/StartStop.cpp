@@ -15,6 +15,39 @@ namespace CommandParts {
 
 namespace {
 
+// The command line's own words for a refusal by the task rules: the window's say "now" and
+// "Edit the task", which fit neither an --at nor a terminal.
+QString refusalText(const TaskCommands::Outcome &outcome, const QString &activity,
+                    const QDateTime &when)
+{
+    using Refusal = TaskCommands::Outcome::Refusal;
+    const QString at = TaskTimeText::text(when);
+    const QString started = TaskTimeText::text(outcome.refusedStart);
+    switch (outcome.why) {
+    case Refusal::StartOverlaps:
+        return Commands::tr("“%1” cannot start at %2: it would overlap a recorded task.")
+            .arg(activity, at);
+    case Refusal::StopBeforeStart:
+        return Commands::tr("“%1” cannot stop at %2, before it started (%3).")
+            .arg(outcome.refusedActivity, at, started);
+    case Refusal::StopOverlaps:
+        return Commands::tr("“%1” cannot stop at %2: it would overlap the task after it.")
+            .arg(outcome.refusedActivity, at);
+    case Refusal::OtherStopBeforeStart:
+        return Commands::tr("“%1” cannot start at %2: the running “%3” would have to stop then, "
+                            "before it started (%4).")
+            .arg(activity, at, outcome.refusedActivity, started);
+    case Refusal::OtherStopOverlaps:
+        return Commands::tr("“%1” cannot start at %2: the running “%3” would have to stop then, "
+                            "and would overlap another task.")
+            .arg(activity, at, outcome.refusedActivity);
+    case Refusal::None:
+        break;
+    }
+    return TaskMessages::oneLine(outcome.refusal.title + QLatin1String(": ")
+                                 + outcome.refusal.text);
+}
+
 void noteLines(Commands::Result *result, const QStringList &notes)
 {
     for (const QString &note : notes)
@@ -83,7 +116,7 @@ void start(QuorvelDocument &doc, const Invocation &call, Commands::Result *resul
     const TaskCommands::Outcome outcome = TaskCommands::start(doc, activity, when);
     if (outcome.refused) {
         removeCreated(doc, created);
-        refuse(result, outcome.refusal);
+        refuse(result, refusalText(outcome, activity->name, when));
         return;
     }
     if (!created.empty()) {
@@ -139,7 +172,7 @@ void stop(QuorvelDocument &doc, const Invocation &call, Commands::Result *result
     const QDateTime when = call.at.isValid() ? call.at : Clock::currentTime(false);
     const TaskCommands::Outcome outcome = TaskCommands::stop(doc, running, when);
     if (outcome.refused) {
-        refuse(result, outcome.refusal);
+        refuse(result, refusalText(outcome, QString(), when));
         // The way out of a task that a later task keeps from stopping now.
         if (outcome.latestStop.isValid()) {
             const QString command

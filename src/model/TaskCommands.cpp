@@ -126,14 +126,19 @@ QString quoted(const QVTask *task)
 bool stopRefusal(const QuorvelDocument &doc, const QVTask *task, const QDateTime &when, bool other,
                  TaskCommands::Outcome *outcome)
 {
+    using Refusal = TaskCommands::Outcome::Refusal;
+    outcome->refusedActivity = task->activityName();
+    outcome->refusedStart = task->start();
     switch (doc.validateTask(task->start(), when, when, task)) {
     case QuorvelDocument::StopBeforeStart:
         outcome->refusal
             = other ? TaskMessages::otherStartsInFuture() : TaskMessages::cannotStopFuture();
+        outcome->why = other ? Refusal::OtherStopBeforeStart : Refusal::StopBeforeStart;
         return true;
     case QuorvelDocument::Overlaps:
         outcome->refusal
             = other ? TaskMessages::otherWouldOverlap() : TaskMessages::cannotStopOverlap();
+        outcome->why = other ? Refusal::OtherStopOverlaps : Refusal::StopOverlaps;
         if (!other) {
             outcome->trappedActivity = task->activityName();
             outcome->latestStop = doc.latestStop(task);
@@ -185,6 +190,8 @@ TaskCommands::Outcome TaskCommands::start(QuorvelDocument &doc, Activity *activi
     if (doc.validateTask(when, when.addSecs(60), when, nullptr) == QuorvelDocument::Overlaps) {
         outcome.refused = true;
         outcome.refusal = TaskMessages::cannotStartOverlap();
+        outcome.why = Outcome::Refusal::StartOverlaps;
+        outcome.refusedActivity = activity->name;
         return outcome;
     }
     if (!concurrent) {

@@ -78,6 +78,19 @@ public:
         QString change;
         // The activities of the tasks taken out because they lasted less than a minute.
         QStringList removedUnderAMinute;
+        // Why it was refused, for those who put it in words of their own (the command line);
+        // the task that could not stop (or the activity that could not start) and its start.
+        enum class Refusal {
+            None,
+            StartOverlaps,        // the new task would overlap a recorded one
+            StopBeforeStart,      // the moment is before the task's start
+            StopOverlaps,         // stopping then would overlap the next task
+            OtherStopBeforeStart, // a running task to stop first starts after the moment
+            OtherStopOverlaps     // stopping a running task then would overlap another task
+        };
+        Refusal why = Refusal::None;
+        QString refusedActivity;
+        QDateTime refusedStart;
         // For a stop refused for an overlap: the task's activity and the latest moment it can
         // stop at (invalid when there is none).
         QString trappedActivity;
