@@ -7,6 +7,8 @@
 #include "DocumentBuilder.h"
 #include "TestEnvironment.h"
 
+#include "sync/MessageMarkup.h"
+
 #include <QElapsedTimer>
 #include <QRandomGenerator>
 #include <QtTest>
@@ -198,6 +200,10 @@ private Q_SLOTS:
     void extremeCounts_data();
     void extremeCounts();
     void emptyBuffers();
+    void messageMarkup_data();
+    void messageMarkup();
+    void messageMarkupBounds_data();
+    void messageMarkupBounds();
 };
 
 void TestHostile::richDocumentReads()
@@ -335,6 +341,147 @@ void TestHostile::emptyBuffers()
     QVERIFY(doc.activities.isEmpty());
     QVERIFY(doc.tasks.isEmpty());
     QCOMPARE(doc.nextId, 1000);
+}
+
+// A server's personal messages rebuilt as the rich text the view is given: allowed tags with
+// their harmless attributes, every element closed; nothing (plain text) for anything else.
+void TestHostile::messageMarkup_data()
+{
+    QTest::addColumn<QByteArray>("message");
+    QTest::addColumn<bool>("rich");
+    QTest::addColumn<QString>("html");
+
+    const auto rich = [](const char *name, const QByteArray &message, const char *html) {
+        QTest::newRow(name) << message << true << QString::fromUtf8(html);
+    };
+    const auto plain = [](const char *name, const QByteArray &message) {
+        QTest::newRow(name) << message << false << QString();
+    };
+
+    rich("text", "Hello", "Hello");
+    rich("formatting", "<B>Hi</B> <i>you</i><br/><hr>", "<b>Hi</b> <i>you</i><br><hr>");
+    rich("two-row table",
+         "<table border=1><tr><th>Name</th><th>Hours</th></tr><tr><td>Ann</td><td>12</td></tr>"
+         "</table>",
+         "<table border=\"1\"><tr><th>Name</th><th>Hours</th></tr><tr><td>Ann</td><td>12</td></tr>"
+         "</table>");
+    rich("cells and rows closed where the next begins",
+         "<table><thead><tr><th>A<th>B<tbody><tr><td>1<td><b>2</table>after",
+         "<table><thead><tr><th>A</th><th>B</th></tr></thead><tbody><tr><td>1</td><td><b>2</b>"
+         "</td></tr></tbody></table>after");
+    rich("a caption", "<table><caption>Due</caption><tr><td>x</td></tr></table>",
+         "<table><caption>Due</caption><tr><td>x</td></tr></table>");
+    rich("unclosed at the end", "<p><b>bold", "<p><b>bold</b></p>");
+    rich("a closing tag of nothing open", "a</b></table></td>b", "ab");
+    rich("a closing tag does not leave its cell",
+         "<b><table><tr><td>in</b>side</td></tr></table>out</b>",
+         "<b><table><tr><td>inside</td></tr></table>out</b>");
+    rich("html and body dropped", "<html><body bgcolor=red>Hi</body></html>", "Hi");
+    rich("attributes kept", "<font color=\"#FF0000\" size=+2>Red</font><p align=center>c</p>",
+         "<font color=\"#FF0000\" size=\"+2\">Red</font><p align=\"center\">c</p>");
+    rich("table attributes within bounds",
+         "<table width=\"50%\" cellpadding=4 bgcolor=yellow><tr valign=top>"
+         "<td colspan=2 rowspan=3 width=200>x</td></tr></table>",
+         "<table width=\"50%\" cellpadding=\"4\" bgcolor=\"yellow\"><tr valign=\"top\">"
+         "<td colspan=\"2\" rowspan=\"3\" width=\"200\">x</td></tr></table>");
+    rich("sizes beyond the bounds dropped",
+         "<table width=100000 border=99 cellspacing=1000><tr><td colspan=33 rowspan=65 "
+         "width=\"101%\">x</td></tr></table>",
+         "<table><tr><td>x</td></tr></table>");
+    rich("everything that names or styles dropped",
+         "<a href=\"http://127.0.0.1/x\">link</a><span style=\"background: url(http://x/)\" "
+         "class=c id=i>s</span><font color=\"url(http://x/)\" face=Sans>f</font>"
+         "<table background=\"http://x/t\"><tr><td background=\"http://x/c\">c</td></tr></table>",
+         "<a>link</a><span>s</span><font>f</font><table><tr><td>c</td></tr></table>");
+    rich("white space between rows", "<table>\n <tr>\n  <td>x</td>\n </tr>\n</table>",
+         "<table>\n <tr>\n  <td>x</td>\n </tr>\n</table>");
+    rich("tables nested 3 deep",
+         QByteArray("<table><tr><td>").repeated(3) + "deep"
+             + QByteArray("</td></tr></table>").repeated(3),
+         "<table><tr><td><table><tr><td><table><tr><td>deep</td></tr></table></td></tr></table>"
+         "</td></tr></table>");
+
+    plain("an image", "<img src=\"file:///dev/zero\">");
+    plain("a script", "<script>x</script>");
+    plain("a comment", "<!-- x -->");
+    plain("a style sheet", "<style>p { color: red }</style>");
+    plain("a tag that does not end", "<b");
+    plain("an attribute without its closing quote", "<font color=\"red>Red</font>");
+    plain("a row without its table", "<tr><td>x</td></tr>");
+    plain("a cell without its row", "<table><td>x</td></table>");
+    plain("text between rows", "<table>x<tr><td>y</td></tr></table>");
+    plain("formatting between rows", "<table><b><tr><td>y</td></tr></b></table>");
+    plain("a line break between cells", "<table><tr><br><td>y</td></tr></table>");
+    plain("a caption outside its table", "<caption>x</caption>");
+    plain("a table body outside its table", "<tbody><tr><td>x</td></tr></tbody>");
+    plain("tables nested 4 deep", QByteArray("<table><tr><td>").repeated(4) + "deep"
+                                      + QByteArray("</td></tr></table>").repeated(4));
+    plain("a table in a row", "<table><tr><table></table></tr></table>");
+}
+
+void TestHostile::messageMarkup()
+{
+    QFETCH(QByteArray, message);
+    QFETCH(bool, rich);
+    QFETCH(QString, html);
+
+    const std::optional<MessageMarkup::Markup> markup = MessageMarkup::richText(message);
+    QCOMPARE(markup.has_value(), rich);
+    if (rich)
+        QCOMPARE(markup->html, html);
+}
+
+// The bounds on nesting and cells, met exactly and passed by one.
+void TestHostile::messageMarkupBounds_data()
+{
+    QTest::addColumn<QByteArray>("message");
+    QTest::addColumn<bool>("rich");
+
+    const auto nested = [](int depth) {
+        return QByteArray("<i>").repeated(depth) + "x" + QByteArray("</i>").repeated(depth);
+    };
+    QTest::newRow("nested 32") << nested(MessageMarkup::MaxDepth) << true;
+    QTest::newRow("nested 33") << nested(MessageMarkup::MaxDepth + 1) << false;
+    // Closed elements give their level back.
+    QTest::newRow("10000 closed in a row") << QByteArray("<b>x</b>").repeated(10000) << true;
+    QTest::newRow("33 unclosed paragraphs") << QByteArray("<p>x").repeated(33) << false;
+
+    const auto table = [](int rows, int columns) {
+        return "<table>"
+               + ("<tr>" + QByteArray("<td>1</td>").repeated(columns) + "</tr>").repeated(rows)
+               + "</table>";
+    };
+    QTest::newRow("500 cells") << table(50, 10) << true;
+    QTest::newRow("500 cells in two tables")
+        << table(166, 3) + "<table><tr><td>1</td><td>2</td></tr></table>" << true;
+    QTest::newRow("501 cells in two tables") << table(166, 3) + table(1, 3) << false;
+    QTest::newRow("32 columns") << table(2, MessageMarkup::MaxColumns) << true;
+    QTest::newRow("33 columns") << table(1, MessageMarkup::MaxColumns + 1) << false;
+    QTest::newRow("a huge table") << table(10000, 20) << false;
+    // Rows without cells still take a column's room.
+    QTest::newRow("501 rows, one cell")
+        << "<table><tr><td>1</td></tr>" + QByteArray("<tr></tr>").repeated(500) + "</table>"
+        << false;
+    // A cell spanning rows pushes the next row's cells to its right.
+    QTest::newRow("spanned rows push cells right")
+        << QByteArray("<table><tr><td rowspan=2 colspan=31>a</td><td>b</td></tr>"
+                      "<tr><td>c</td><td>d</td></tr></table>")
+        << false;
+    QTest::newRow("spanned rows, 32 columns")
+        << QByteArray("<table><tr><td rowspan=2 colspan=31>a</td><td>b</td></tr>"
+                      "<tr><td>c</td></tr></table>")
+        << true;
+    QTest::newRow("nested tables share the cells")
+        << "<table><tr><td>" + table(25, 10) + "</td><td>" + table(25, 10) + "</td></tr></table>"
+        << false;
+}
+
+void TestHostile::messageMarkupBounds()
+{
+    QFETCH(QByteArray, message);
+    QFETCH(bool, rich);
+
+    QCOMPARE(MessageMarkup::richText(message).has_value(), rich);
 }
 
 QUORVEL_TEST_GUILESS_MAIN(TestHostile)

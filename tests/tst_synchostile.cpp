@@ -31,6 +31,10 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTextBrowser>
+#include <QTextCursor>
+#include <QTextDocument>
+#include <QTextFrame>
+#include <QTextTable>
 #include <QTimer>
 #include <QtTest>
 
@@ -389,6 +393,7 @@ private Q_SLOTS:
 
     void hostileReplies_data();
     void hostileReplies();
+    void tablesAreLaidOut();
     void endlessDripStaysCancellable();
     void dripThatStopsTimesOut();
     void replyAfterTheProgramGaveUp();
@@ -638,6 +643,44 @@ void TestSyncHostile::hostileReplies_data()
     const QByteArray bold33 = "<i>" + bold32 + "</i>\n";
     row("formatting nested 33 deep", Preamble + ServerDocument + bold33 + EndLine, {}, 0, {}, close,
         Complete, QString::fromUtf8(bold33));
+    // Tables within the bounds are laid out; beyond them the message is shown as it came.
+    const QByteArray tables4 = QByteArray("<table><tr><td>").repeated(4) + "deep"
+                               + QByteArray("</td></tr></table>").repeated(4) + '\n';
+    row("tables nested 4 deep", Preamble + ServerDocument + tables4 + EndLine, {}, 0, {}, close,
+        Complete, QString::fromUtf8(tables4));
+    const QByteArray deepInCell = "<table><tr><td>" + QByteArray("<b>").repeated(30) + "deep"
+                                  + QByteArray("</b>").repeated(30) + "</td></tr></table>\n";
+    row("formatting 30 deep in a cell", Preamble + ServerDocument + deepInCell + EndLine, {}, 0, {},
+        close, Complete, QString::fromUtf8(deepInCell));
+    const QByteArray row10 = "<tr>" + QByteArray("<td>7</td>").repeated(10) + "</tr>\n";
+    const QByteArray cells510 = "<table>\n" + row10.repeated(51) + "</table>\n";
+    row("a table of 510 cells", Preamble + ServerDocument + cells510 + EndLine, {}, 0, {}, close,
+        Complete, QString::fromUtf8(cells510));
+    const QByteArray twoTables = "<table>\n" + row10.repeated(25) + "</table>\n<table>\n"
+                                 + row10.repeated(26) + "</table>\n";
+    row("two tables of 510 cells", Preamble + ServerDocument + twoTables + EndLine, {}, 0, {},
+        close, Complete, QString::fromUtf8(twoTables));
+    const QByteArray wide
+        = "<table><tr>" + QByteArray("<td>7</td>").repeated(33) + "</tr></table>\n";
+    row("a table 33 columns wide", Preamble + ServerDocument + wide + EndLine, {}, 0, {}, close,
+        Complete, QString::fromUtf8(wide));
+    // Rows spanned below the last row count as rows of the table.
+    const QByteArray spanned
+        = "<table><tr>" + QByteArray("<td rowspan=64>7</td>").repeated(8) + "</tr></table>\n";
+    row("cells spanning 512 cells", Preamble + ServerDocument + spanned + EndLine, {}, 0, {}, close,
+        Complete, QString::fromUtf8(spanned));
+    const QByteArray stray = "<tr><td>no table</td></tr>\n";
+    row("a row without its table", Preamble + ServerDocument + stray + EndLine, {}, 0, {}, close,
+        Complete, QString::fromUtf8(stray));
+    const QByteArray tableHead = "<table><tr><td>";
+    const QByteArray tableTail = "</td></tr></table>\n";
+    const QByteArray longCell = tableHead + QByteArray("Stunden ").repeated(9000) + tableTail;
+    row("a table beyond 64 KiB", Preamble + ServerDocument + tableHead, "Stunden ", 9000 * 8,
+        tableTail + EndLine, close, Complete,
+        QString::fromUtf8(longCell.left(64 * 1024))
+            + QStringLiteral("\n\nThe rest of the server's messages (%1) was left out.")
+                  .arg(QLocale().formattedDataSize(longCell.size() - 64 * 1024, 1)));
+
     const QByteArray word = QByteArray("x").repeated(64 * 1024 - 1) + '\n';
     // A place to break the line at least every 1024 characters: the layout of a longer stretch
     // takes time in its square.
@@ -706,6 +749,77 @@ void TestSyncHostile::hostileReplies()
         verifySaved(head.contains(ServerDocument) ? withHome : withoutHome);
     else
         verifyReverted();
+}
+
+void TestSyncHostile::tablesAreLaidOut()
+{
+    const std::unique_ptr<ScriptedServer> scripted = newServer();
+    ScriptedServer &server = *scripted;
+    // The width, span and style beyond what the view takes are dropped, the cells kept.
+    server.head = Preamble + ServerDocument
+                  + "<p><b>Hours due</b> this <i>week</i>:</p>\n"
+                    "<table border=1 width=100000 style=\"background: url(http://127.0.0.1:PORT/t)"
+                    "\">\n<tr><th>Name</th><th colspan=5000>Hours</th></tr>\n"
+                    "<tr><td>Ann</td><td align=right><font color=\"#ff0000\">12</font></td></tr>\n"
+                    "</table>\n<ul><li>Mon<li>Tue</ul>\n"
+                  + EndLine;
+    server.head.replace("PORT", server.port());
+
+    int rows = 0;
+    int columns = 0;
+    int tables = 0;
+    QStringList cells;
+    QString shown;
+    bool boldHours = false;
+    bool italicWeek = false;
+    QColor twelveColour;
+    int hoursSpan = 0;
+    const Outcome outcome = exchange(server, [&](Synchronize *sync) {
+        QTextDocument *document = sync->txtMessages->document();
+        shown = document->toPlainText();
+        const QList<QTextFrame *> frames = document->rootFrame()->childFrames();
+        for (QTextFrame *frame : frames) {
+            auto *table = qobject_cast<QTextTable *>(frame);
+            if (!table)
+                continue;
+            ++tables;
+            rows = table->rows();
+            columns = table->columns();
+            hoursSpan = table->cellAt(0, 1).columnSpan();
+            for (int r = 0; r < rows; ++r) {
+                for (int c = 0; c < columns; ++c) {
+                    const QTextTableCell cell = table->cellAt(r, c);
+                    QTextCursor cursor = cell.firstCursorPosition();
+                    cursor.setPosition(cell.lastCursorPosition().position(),
+                                       QTextCursor::KeepAnchor);
+                    cells.append(cursor.selectedText());
+                }
+            }
+            QTextCursor twelve = table->cellAt(1, 1).firstCursorPosition();
+            twelve.movePosition(QTextCursor::NextCharacter);
+            twelveColour = twelve.charFormat().foreground().color();
+        }
+        QTextCursor hours = document->find(QStringLiteral("Hours due"));
+        boldHours = !hours.isNull() && hours.charFormat().fontWeight() == QFont::Bold;
+        QTextCursor week = document->find(QStringLiteral("week"));
+        italicWeek = !week.isNull() && week.charFormat().fontItalic();
+    });
+    QCOMPARE(outcome.status, Complete);
+    QCOMPARE(tables, 1);
+    QCOMPARE(rows, 2);
+    QCOMPARE(columns, 2);
+    QCOMPARE(hoursSpan, 1);
+    QCOMPARE(cells, QStringList({QStringLiteral("Name"), QStringLiteral("Hours"),
+                                 QStringLiteral("Ann"), QStringLiteral("12")}));
+    QCOMPARE(twelveColour, QColor(255, 0, 0));
+    QVERIFY(boldHours);
+    QVERIFY(italicWeek);
+    QVERIFY2(!shown.contains(QLatin1Char('<')) && !shown.contains(QLatin1Char('>')),
+             qPrintable(shown));
+    QCOMPARE(shown, QStringLiteral("Hours due this week:\nName\nHours\nAnn\n12\n\nMon\nTue "));
+    // Nothing the style named was fetched.
+    QTest::qWait(200);
+    QCOMPARE(server.accepted(), 1);
 }
 
 void TestSyncHostile::endlessDripStaysCancellable()

@@ -81,6 +81,8 @@ private Q_SLOTS:
     void minuteDoesNotCarryIntoHour();
     void typedDigitsAreTakenAsTyped_data();
     void typedDigitsAreTakenAsTyped();
+    void typingAfterClickReplaces_data();
+    void typingAfterClickReplaces();
     void specifiedRadioEnablesItsWidgets();
     void runningTaskShowsStopLater();
     void stoppedTaskShowsSpecifiedStop();
@@ -368,6 +370,108 @@ void TestTaskEdit::typedDigitsAreTakenAsTyped()
                                    ? QDateTime(before.date(), QTime(before.time().hour(), value))
                                    : QDateTime(before.date(), QTime(value, before.time().minute()));
     QCOMPARE(start ? dialog.getStartDateTime() : dialog.getStopDateTime(), expected);
+}
+
+void TestTaskEdit::typingAfterClickReplaces_data()
+{
+    QTest::addColumn<bool>("twelveHour");
+    QTest::addColumn<QString>("field");
+    QTest::addColumn<QString>("how");
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<int>("value");
+    QTest::addColumn<QString>("shown");
+
+    const QStringList minutes
+        = {QStringLiteral("spinStartMinute"), QStringLiteral("spinStopMinute")};
+    const QStringList hours = {QStringLiteral("spinStartHour"), QStringLiteral("spinStopHour")};
+    const QStringList ways = {QStringLiteral("click"), QStringLiteral("click End"),
+                              QStringLiteral("click Home"), QStringLiteral("select")};
+    for (const QString &how : ways) {
+        for (const bool twelve : {false, true}) {
+            const QByteArray clock = twelve ? " 12h " : " 24h ";
+            for (const QString &field : minutes) {
+                const QByteArray name = field.toLatin1() + ' ' + how.toLatin1() + clock;
+                QTest::newRow(name + "45")
+                    << twelve << field << how << QStringLiteral("45") << 45 << QStringLiteral("45");
+                QTest::newRow(name + "7")
+                    << twelve << field << how << QStringLiteral("7") << 7 << QStringLiteral("07");
+                QTest::newRow(name + "06")
+                    << twelve << field << how << QStringLiteral("06") << 6 << QStringLiteral("06");
+                // A third digit that no minute has starts the minutes anew.
+                QTest::newRow(name + "456")
+                    << twelve << field << how << QStringLiteral("456") << 6 << QStringLiteral("06");
+            }
+            for (const QString &field : hours) {
+                const QByteArray name = field.toLatin1() + ' ' + how.toLatin1() + clock;
+                QTest::newRow(name + "9") << twelve << field << how << QStringLiteral("9") << 9
+                                          << (twelve ? QStringLiteral("9") : QStringLiteral("09"));
+                QTest::newRow(name + "10")
+                    << twelve << field << how << QStringLiteral("10") << 10 << QStringLiteral("10");
+            }
+            const QByteArray name = "hours " + how.toLatin1() + clock;
+            if (twelve)
+                QTest::newRow(name + "13") << twelve << QStringLiteral("spinStopHour") << how
+                                           << QStringLiteral("13") << 3 << QStringLiteral("3");
+            else
+                QTest::newRow(name + "23") << twelve << QStringLiteral("spinStopHour") << how
+                                           << QStringLiteral("23") << 23 << QStringLiteral("23");
+        }
+    }
+}
+
+// A person clicks into a field showing 12 (behind its text, or after moving the cursor with
+// End or Home) and types: the digits replace the value rather than being refused after it.
+void TestTaskEdit::typingAfterClickReplaces()
+{
+    QFETCH(bool, twelveHour);
+    QFETCH(QString, field);
+    QFETCH(QString, how);
+    QFETCH(QString, typed);
+    QFETCH(int, value);
+    QFETCH(QString, shown);
+
+    if (!twelveHour)
+        useTwentyFourHourClock();
+    QuorvelDocument doc;
+    TaskEdit dialog(nullptr, &doc);
+    // 12:12 in both fields: every field shows "12" before the typing.
+    specifyStart(dialog, at(21, 12, 12));
+    specifyStop(dialog, at(21, 12, 12));
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+
+    auto *spin = dialog.findChild<QSpinBox *>(field);
+    QVERIFY(spin);
+    QCOMPARE(spin->text(), QStringLiteral("12"));
+    auto *edit = spin->findChild<QLineEdit *>();
+    QVERIFY(edit);
+    if (how == QStringLiteral("select")) {
+        spin->setFocus();
+        spin->selectAll();
+        QVERIFY(edit->hasSelectedText());
+    } else {
+        QTest::mouseClick(edit, Qt::LeftButton, {}, QPoint(edit->width() - 4, edit->height() / 2));
+        QVERIFY(spin->hasFocus());
+        QVERIFY(!edit->hasSelectedText());
+        if (how == QStringLiteral("click End"))
+            QTest::keyClick(spin, Qt::Key_End);
+        else if (how == QStringLiteral("click Home"))
+            QTest::keyClick(spin, Qt::Key_Home);
+    }
+    QTest::keyClicks(spin, typed);
+    QCOMPARE(spin->value(), value);
+    QCOMPARE(spin->text(), shown);
+    QTest::keyClick(spin, Qt::Key_Tab);
+    QCOMPARE(spin->value(), value);
+
+    const bool start = field.startsWith(QStringLiteral("spinStart"));
+    const bool minute = field.endsWith(QStringLiteral("Minute"));
+    // 12:12 is after noon: with the twelve-hour clock PM stays on.
+    const int hour = twelveHour && value != 12 ? value + 12 : value;
+    const QDateTime expected = minute ? at(21, 12, value) : at(21, hour, 12);
+    QCOMPARE(start ? dialog.getStartDateTime() : dialog.getStopDateTime(), expected);
+    // The other time stays as it was.
+    QCOMPARE(start ? dialog.getStopDateTime() : dialog.getStartDateTime(), at(21, 12, 12));
 }
 
 void TestTaskEdit::minuteDoesNotCarryIntoHour()

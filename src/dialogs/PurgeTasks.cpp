@@ -36,6 +36,9 @@ PurgeTasks::PurgeTasks(QWidget *parent)
     setupTimes();
     setupDatePicker();
 
+    TimeFields::typeOver(spinHour);
+    TimeFields::typeOver(spinMinute);
+
     connect(btnDate, &QToolButton::pressed, this, &PurgeTasks::pickDate);
     connect(spinHour, &QSpinBox::valueChanged, this, &PurgeTasks::hourChanged);
     connect(spinMinute, &QSpinBox::valueChanged, this, &PurgeTasks::minuteChanged);

@@ -75,6 +75,9 @@ TaskEdit::TaskEdit(QVTask *task, QuorvelDocument *document, QWidget *parent)
     setupDatePicker();
     setupBalloonTip();
 
+    for (QSpinBox *spin : {spinStartHour, spinStartMinute, spinStopHour, spinStopMinute})
+        TimeFields::typeOver(spin);
+
     connect(btnStartDate, &QToolButton::pressed, this, &TaskEdit::pickStartDate);
     connect(btnStopDate, &QToolButton::pressed, this, &TaskEdit::pickStopDate);
     connect(comboActivity, &QComboBox::activated, this, &TaskEdit::activityActivated);

@@ -19,4 +19,10 @@ QString twoDigitPrefix(int value);
 // text is shown anew from the value, so that a typed "07" does not stay "007".
 void setPrefix(QSpinBox *spin, const QString &prefix);
 
+// Makes digits typed into spin replace its value, as in a clock's fields: the first digit after
+// the field is entered (a click, Tab) or the cursor is moved (End, the arrow keys) starts the
+// value anew, the next ones add to it, and a digit the value cannot take starts it anew too.
+// Backspace and Delete edit the text as it stands, and a selection takes the digits as always.
+void typeOver(QSpinBox *spin);
+
 } // namespace TimeFields

@@ -3,6 +3,7 @@
 
 #include "Synchronize.h"
 
+#include "MessageMarkup.h"
 #include "model/QuorvelDocument.h"
 #include "platform/Clock.h"
 #include "platform/MessageBox.h"
@@ -24,109 +25,6 @@ int s_timeoutMilliseconds = 60000;
 // The server's messages are laid out whole, and laying out text costs far more than its bytes:
 // a megabyte of plain text can take minutes. 64 KiB takes about a second at worst.
 constexpr qsizetype MaxShownMessageBytes = 64 * 1024;
-// Qt's HTML reader slows down with every level of nesting (quadratically).
-constexpr int MaxMarkupDepth = 32;
-
-// Formatting whose layout cost grows with the text alone; not tables (32 levels of nesting take
-// minutes, thousands overflow the stack), images or anything else that embeds. Attributes are
-// harmless: the view loads nothing they name.
-bool isFormattingTag(const QByteArray &name)
-{
-    static const QByteArrayList tags
-        = {"a",   "b",   "big", "blockquote", "body",  "br",   "center", "cite",   "code",
-           "dd",  "div", "dl",  "dt",         "em",    "font", "h1",     "h2",     "h3",
-           "h4",  "h5",  "h6",  "hr",         "html",  "i",    "kbd",    "li",     "ol",
-           "p",   "pre", "s",   "samp",       "small", "span", "strike", "strong", "sub",
-           "sup", "tt",  "u",   "ul",         "var"};
-    return tags.contains(name);
-}
-
-bool isAsciiLetterOrDigit(char c)
-{
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-}
-
-bool isSpace(char c)
-{
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
-}
-
-// Skips the attributes of a tag from p: name, name=value, name="value" or name='value'. Returns
-// where the tag goes on ('>' or '/'), or -1 when the attributes do not end well.
-qsizetype skipAttributes(const QByteArray &text, qsizetype p)
-{
-    for (;;) {
-        while (p < text.size() && isSpace(text.at(p)))
-            ++p;
-        if (p >= text.size())
-            return -1;
-        if (text.at(p) == '>' || text.at(p) == '/')
-            return p;
-        const qsizetype nameStart = p;
-        while (p < text.size()
-               && (isAsciiLetterOrDigit(text.at(p)) || text.at(p) == '-' || text.at(p) == '_'))
-            ++p;
-        if (p == nameStart)
-            return -1;
-        while (p < text.size() && isSpace(text.at(p)))
-            ++p;
-        if (p >= text.size() || text.at(p) != '=')
-            continue;
-        ++p;
-        while (p < text.size() && isSpace(text.at(p)))
-            ++p;
-        if (p >= text.size())
-            return -1;
-        const char quote = text.at(p);
-        if (quote == '"' || quote == '\'') {
-            p = text.indexOf(quote, p + 1);
-            if (p < 0)
-                return -1;
-            ++p;
-        } else {
-            const qsizetype valueStart = p;
-            while (p < text.size() && !isSpace(text.at(p)) && text.at(p) != '>')
-                ++p;
-            if (p == valueStart)
-                return -1;
-        }
-    }
-}
-
-// True when every tag is a formatting tag, nested at most MaxMarkupDepth deep. Counting each
-// unclosed tag as a level errs towards plain text.
-bool isSimpleMarkup(const QByteArray &text)
-{
-    int depth = 0;
-    for (qsizetype at = text.indexOf('<'); at >= 0; at = text.indexOf('<', at + 1)) {
-        qsizetype p = at + 1;
-        const bool closing = p < text.size() && text.at(p) == '/';
-        if (closing)
-            ++p;
-        const qsizetype nameStart = p;
-        while (p < text.size() && isAsciiLetterOrDigit(text.at(p)))
-            ++p;
-        const QByteArray name = text.mid(nameStart, p - nameStart).toLower();
-        if (!isFormattingTag(name))
-            return false;
-        p = closing ? p : skipAttributes(text, p);
-        while (p >= 0 && p < text.size() && isSpace(text.at(p)))
-            ++p;
-        if (p < 0 || p >= text.size())
-            return false;
-        const bool empty = !closing && text.at(p) == '/';
-        if (empty)
-            ++p;
-        if (p >= text.size() || text.at(p) != '>')
-            return false;
-        if (closing)
-            depth = qMax(0, depth - 1);
-        else if (!empty && name != "br" && name != "hr" && ++depth > MaxMarkupDepth)
-            return false;
-        at = p;
-    }
-    return true;
-}
 
 // A fingerprint on two lines of 16 bytes each, short enough for a message box.
 QString fingerprintLines(const QString &fingerprint)
@@ -142,12 +40,12 @@ QString fingerprintLines(const QString &fingerprint)
 void Synchronize::showMessages(QTextBrowser *view, const QByteArray &bytes)
 {
     if (bytes.size() <= MaxShownMessageBytes) {
-        const QString text = QString::fromUtf8(bytes);
         // A long stretch without white space takes seconds to lay out as one.
-        if (isSimpleMarkup(bytes) && !SafeTextBrowser::hasLongStretch(text))
-            view->setHtml(text);
+        const std::optional<MessageMarkup::Markup> markup = MessageMarkup::richText(bytes);
+        if (markup && !SafeTextBrowser::hasLongStretch(markup->layoutText))
+            view->setHtml(markup->html);
         else
-            view->setPlainText(SafeTextBrowser::withLineBreaks(text));
+            view->setPlainText(SafeTextBrowser::withLineBreaks(QString::fromUtf8(bytes)));
         return;
     }
     // Not inside a character: a UTF-8 sequence has at most three continuation bytes.

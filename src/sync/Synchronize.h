@@ -49,9 +49,10 @@ public:
     void setVisible(bool visible) override;
 
     // Shows the server's personal messages in view: as rich text when they are short and
-    // made only of formatting, otherwise as the text that came (its first 64 KiB, with a note
-    // of how much was left out, and a line feed in every 1024 characters without white
-    // space), so that no reply the cap lets through takes minutes or gigabytes to lay out.
+    // made only of formatting and small tables (MessageMarkup), otherwise as the text that came
+    // (its first 64 KiB, with a note of how much was left out, and a line feed in every 1024
+    // characters without white space), so that no reply the cap lets through takes minutes or
+    // gigabytes to lay out.
     static void showMessages(QTextBrowser *view, const QByteArray &messages);
 
 private:
