@@ -8,10 +8,12 @@
 // must agree.
 
 #include "FuzzSupport.h"
+#include "ReportReference.h"
 
 #include "model/QuorvelDocument.h"
 #include "reports/PeriodSummaryReport.h"
 #include "reports/PeriodTimeSheetReport.h"
+#include "reports/ReportData.h"
 #include "reports/ReportText.h"
 
 #include <cstdio>
@@ -122,11 +124,14 @@ void check(const QByteArray &bytes)
     const qint64 days = after.from.daysTo(after.to);
     if (days >= -2 && days <= 62) {
         const bool zero = after.includeZero, hours = after.decimalHours;
+        FUZZ_CHECK(ReportData::collect(*doc, after.from, after.to, zero, ReportKind::Summary)
+                   == ReportReference::summary(*doc, after.from, after.to, zero));
+        FUZZ_CHECK(ReportData::collect(*doc, after.from, after.to, zero, ReportKind::TimeSheet)
+                   == ReportReference::timeSheet(*doc, after.from, after.to, zero));
         FUZZ_CHECK(ReportText::periodSummary(*doc, after.from, after.to, zero, hours)
-                   == ReportText::periodSummaryReference(*doc, after.from, after.to, zero, hours));
-        FUZZ_CHECK(
-            ReportText::periodTimeSheet(*doc, after.from, after.to, zero, hours)
-            == ReportText::periodTimeSheetReference(*doc, after.from, after.to, zero, hours));
+                   == ReportReference::summaryHtml(*doc, after.from, after.to, zero, hours));
+        FUZZ_CHECK(ReportText::periodTimeSheet(*doc, after.from, after.to, zero, hours)
+                   == ReportReference::timeSheetHtml(*doc, after.from, after.to, zero, hours));
         FUZZ_CHECK(!report.getReportText().isEmpty());
     }
 }

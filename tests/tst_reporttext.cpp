@@ -2,13 +2,34 @@
 // Copyright The Quorvel developers
 
 #include "DocumentBuilder.h"
+#include "ReportReference.h"
 #include "TestEnvironment.h"
 
 #include "model/QuorvelDocument.h"
+#include "reports/ReportCsv.h"
+#include "reports/ReportData.h"
+#include "reports/ReportHtml.h"
+#include "reports/ReportPlainText.h"
 #include "reports/ReportText.h"
 
 #include <QRandomGenerator>
+#include <QRegularExpression>
 #include <QtTest>
+
+#include <type_traits>
+
+// The renderers see only a report's computed data (and how to write times), never a document:
+// which rows show is decided once, in ReportData::collect().
+static_assert(
+    std::is_same_v<decltype(&ReportHtml::summary), QString (*)(const ReportData &, bool)>);
+static_assert(
+    std::is_same_v<decltype(&ReportHtml::timeSheet), QString (*)(const ReportData &, bool)>);
+static_assert(std::is_same_v<decltype(&ReportCsv::summary), QString (*)(const ReportData &)>);
+static_assert(std::is_same_v<decltype(&ReportCsv::timeSheet), QString (*)(const ReportData &)>);
+static_assert(
+    std::is_same_v<decltype(&ReportPlainText::summary), QString (*)(const ReportData &, bool)>);
+static_assert(
+    std::is_same_v<decltype(&ReportPlainText::timeSheet), QString (*)(const ReportData &, bool)>);
 
 namespace {
 
@@ -17,13 +38,25 @@ QString str(const char *text)
     return QString::fromUtf8(text);
 }
 
-// Both builds of each report must give the expected text.
+// The report computed in one pass over the tasks equals the one asked of the document.
+bool sameData(const QuorvelDocument &doc, const QDate &from, const QDate &to, bool includeZero,
+              ReportKind kind)
+{
+    const ReportData reference = kind == ReportKind::Summary
+                                     ? ReportReference::summary(doc, from, to, includeZero)
+                                     : ReportReference::timeSheet(doc, from, to, includeZero);
+    return ReportData::collect(doc, from, to, includeZero, kind) == reference;
+}
+
+// Both builds of each report must give the same data and the expected text.
 void verifyBoth(const QuorvelDocument &doc, const QDate &from, const QDate &to, bool includeZero,
                 bool decimal, const QString &summary, const QString &timeSheet)
 {
-    QCOMPARE(ReportText::periodSummaryReference(doc, from, to, includeZero, decimal), summary);
+    QVERIFY(sameData(doc, from, to, includeZero, ReportKind::Summary));
+    QVERIFY(sameData(doc, from, to, includeZero, ReportKind::TimeSheet));
+    QCOMPARE(ReportReference::summaryHtml(doc, from, to, includeZero, decimal), summary);
     QCOMPARE(ReportText::periodSummary(doc, from, to, includeZero, decimal), summary);
-    QCOMPARE(ReportText::periodTimeSheetReference(doc, from, to, includeZero, decimal), timeSheet);
+    QCOMPARE(ReportReference::timeSheetHtml(doc, from, to, includeZero, decimal), timeSheet);
     QCOMPARE(ReportText::periodTimeSheet(doc, from, to, includeZero, decimal), timeSheet);
 }
 
@@ -68,6 +101,8 @@ private Q_SLOTS:
     void formatsMinutes();
     void goldenTexts_data();
     void goldenTexts();
+    void goldenNumbersAgree_data();
+    void goldenNumbersAgree();
     void zeroActivityHiddenWithoutIncludeZero();
     void obsoleteActivityRows();
     void runningTaskNoteWithoutRow();
@@ -327,6 +362,148 @@ void TestReportText::goldenTexts()
 
 namespace {
 
+// A time as a report writes it ("h:mm" or decimal hours), in minutes.
+int minutesOf(const QString &time)
+{
+    const qsizetype colon = time.indexOf(QLatin1Char(':'));
+    if (colon >= 0)
+        return time.left(colon).toInt() * 60 + time.mid(colon + 1).toInt();
+    return qRound(time.toDouble() * 60);
+}
+
+// The times in the cells of the given colour, in minutes: the rows' (#e0e0e0) or the totals'
+// (#c0ffc0).
+QList<int> htmlTimes(const QString &html, const char *colour)
+{
+    const QRegularExpression cell(str("bgcolor=#") + str(colour)
+                                  + str(R"(>(-?[0-9]+[:.][0-9]+)</td>)"));
+    QList<int> times;
+    for (const QRegularExpressionMatch &m : cell.globalMatch(html))
+        times << minutesOf(m.captured(1));
+    return times;
+}
+
+// The time at the end of a plain-text line, or -1 without one.
+int plainTime(const QString &line)
+{
+    static const QRegularExpression time(str(R"((?:^| )(-?[0-9]+[:.][0-9]+)$)"));
+    const QRegularExpressionMatch m = time.match(line);
+    return m.hasMatch() ? minutesOf(m.captured(1)) : -1;
+}
+
+// The minutes of a CSV's rows, from the field counted from the end.
+QList<int> csvMinutes(const QString &csv, int fromEnd)
+{
+    QList<int> minutes;
+    QStringList rows = csv.split(str("\r\n"), Qt::SkipEmptyParts);
+    rows.removeFirst();
+    for (const QString &row : rows) {
+        const QStringList fields = row.split(QLatin1Char(','));
+        minutes << fields.at(fields.size() - 1 - fromEnd).toInt();
+    }
+    return minutes;
+}
+
+} // namespace
+
+void TestReportText::goldenNumbersAgree_data()
+{
+    QTest::addColumn<bool>("includeZero");
+    QTest::addColumn<bool>("decimal");
+    QTest::newRow("hours and minutes") << false << false;
+    QTest::newRow("decimal") << false << true;
+    QTest::newRow("zero rows, hours and minutes") << true << false;
+    QTest::newRow("zero rows, decimal") << true << true;
+}
+
+// The CSV and the plain texts carry the rich texts' numbers, row by row and total by total.
+void TestReportText::goldenNumbersAgree()
+{
+    QFETCH(bool, includeZero);
+    QFETCH(bool, decimal);
+    QuorvelDocument doc;
+    buildSmall(doc);
+    const QDate from(2026, 11, 19);
+    const QDate to(2026, 11, 20);
+    const int categories = doc.categories.size();
+
+    const ReportData summary = ReportData::collect(doc, from, to, includeZero, ReportKind::Summary);
+    const QString html = ReportHtml::summary(summary, decimal);
+    QCOMPARE(html, ReportText::periodSummary(doc, from, to, includeZero, decimal));
+    const QList<int> htmlRows = htmlTimes(html, "e0e0e0");
+    const QList<int> htmlTotals = htmlTimes(html, "c0ffc0");
+    QCOMPARE(int(htmlRows.size()), int(summary.rows.size()));
+    QCOMPARE(int(htmlTotals.size()), categories);
+    const QString csv = ReportCsv::summary(summary);
+    QCOMPARE(csvMinutes(csv, 1), htmlRows);
+    // The hours column, with four decimals, gives the same minutes back.
+    QList<int> csvHours;
+    for (const QString &row : csv.split(str("\r\n"), Qt::SkipEmptyParts).mid(1))
+        csvHours << minutesOf(row.section(QLatin1Char(','), -1));
+    QCOMPARE(csvHours, htmlRows);
+    const QStringList plain = ReportPlainText::summary(summary, decimal).split(QLatin1Char('\n'));
+    // Title, period, an empty line and the column heads; then the rows up to an empty line,
+    // then the totals per category and their sum.
+    const qsizetype blank = plain.indexOf(QString(), 4);
+    QVERIFY(blank > 0);
+    QList<int> plainRows;
+    for (qsizetype i = 4; i < blank; ++i)
+        plainRows << plainTime(plain.at(i));
+    QCOMPARE(plainRows, htmlRows);
+    QList<int> plainTotals;
+    for (qsizetype i = blank + 1; i < blank + 1 + categories + 1; ++i)
+        plainTotals << plainTime(plain.at(i));
+    int sum = 0;
+    for (const int m : htmlTotals)
+        sum += m;
+    QCOMPARE(plainTotals, htmlTotals + QList<int>{sum});
+
+    const ReportData sheet = ReportData::collect(doc, from, to, includeZero, ReportKind::TimeSheet);
+    const QString sheetHtml = ReportHtml::timeSheet(sheet, decimal);
+    QCOMPARE(sheetHtml, ReportText::periodTimeSheet(doc, from, to, includeZero, decimal));
+    const QList<int> sheetRows = htmlTimes(sheetHtml, "e0e0e0");
+    QCOMPARE(int(sheetRows.size()), int(sheet.rows.size()));
+    QCOMPARE(csvMinutes(ReportCsv::timeSheet(sheet), 0), sheetRows);
+    // Per day, and then for the period: the totals per category and their sum.
+    const QList<int> sheetTotals = htmlTimes(sheetHtml, "c0ffc0");
+    QCOMPARE(int(sheetTotals.size()), (int(sheet.days.size()) + 1) * (categories + 1));
+    for (qsizetype at = 0; at < sheetTotals.size(); at += categories + 1) {
+        int chunkSum = 0;
+        for (int c = 0; c < categories; ++c)
+            chunkSum += sheetTotals.at(at + c);
+        QCOMPARE(sheetTotals.at(at + categories), chunkSum);
+    }
+    const QStringList sheetPlain
+        = ReportPlainText::timeSheet(sheet, decimal).split(QLatin1Char('\n'));
+    const QString dailyLabel = str("  Daily Totals");
+    qsizetype lastDaily = -1;
+    QList<int> plainSheetRows;
+    QList<int> plainDaily;
+    for (qsizetype i = 0; i < sheetPlain.size(); ++i) {
+        const QString &line = sheetPlain.at(i);
+        if (line.startsWith(dailyLabel)) {
+            plainDaily << plainTime(line);
+            lastDaily = i;
+        } else if (line.startsWith(str("  ")) && plainTime(line) != -1 && lastDaily < i
+                   && plainDaily.size() < int(sheet.days.size())) {
+            plainSheetRows << plainTime(line);
+        }
+    }
+    QCOMPARE(plainSheetRows, sheetRows);
+    QList<int> htmlDaily;
+    for (int d = 0; d < int(sheet.days.size()); ++d)
+        htmlDaily << sheetTotals.at(d * (categories + 1) + categories);
+    QCOMPARE(plainDaily, htmlDaily);
+    QList<int> plainPeriod;
+    for (qsizetype i = lastDaily + 1; i < sheetPlain.size(); ++i) {
+        if (plainTime(sheetPlain.at(i)) != -1)
+            plainPeriod << plainTime(sheetPlain.at(i));
+    }
+    QCOMPARE(plainPeriod, sheetTotals.mid(sheetTotals.size() - (categories + 1)));
+}
+
+namespace {
+
 const QDate day20(2026, 11, 20);
 
 QString summaryOf(const QuorvelDocument &doc, const QDate &from, const QDate &to, bool zero,
@@ -334,7 +511,8 @@ QString summaryOf(const QuorvelDocument &doc, const QDate &from, const QDate &to
 {
     const QString text = ReportText::periodSummary(doc, from, to, zero, decimal);
     // Every edge case is checked on both builds.
-    if (text != ReportText::periodSummaryReference(doc, from, to, zero, decimal))
+    if (text != ReportReference::summaryHtml(doc, from, to, zero, decimal)
+        || !sameData(doc, from, to, zero, ReportKind::Summary))
         return str("builds differ");
     return text;
 }
@@ -343,7 +521,8 @@ QString sheetOf(const QuorvelDocument &doc, const QDate &from, const QDate &to, 
                 bool decimal = false)
 {
     const QString text = ReportText::periodTimeSheet(doc, from, to, zero, decimal);
-    if (text != ReportText::periodTimeSheetReference(doc, from, to, zero, decimal))
+    if (text != ReportReference::timeSheetHtml(doc, from, to, zero, decimal)
+        || !sameData(doc, from, to, zero, ReportKind::TimeSheet))
         return str("builds differ");
     return text;
 }
@@ -622,11 +801,14 @@ void TestReportText::fastMatchesReference()
                                       .arg(round)
                                       .arg(period)
                                       .arg(from.toString(Qt::ISODate), to.toString(Qt::ISODate));
+            if (!sameData(doc, from, to, zero, ReportKind::Summary)
+                || !sameData(doc, from, to, zero, ReportKind::TimeSheet))
+                QFAIL(qPrintable(str("data differs, ") + where));
             const QString summary = ReportText::periodSummary(doc, from, to, zero, decimal);
-            if (summary != ReportText::periodSummaryReference(doc, from, to, zero, decimal))
+            if (summary != ReportReference::summaryHtml(doc, from, to, zero, decimal))
                 QFAIL(qPrintable(str("summary differs, ") + where));
             const QString sheet = ReportText::periodTimeSheet(doc, from, to, zero, decimal);
-            if (sheet != ReportText::periodTimeSheetReference(doc, from, to, zero, decimal))
+            if (sheet != ReportReference::timeSheetHtml(doc, from, to, zero, decimal))
                 QFAIL(qPrintable(str("time sheet differs, ") + where));
         }
     }

@@ -6,6 +6,7 @@
 // programs do. The texts below are the German ones, written by hand.
 
 #include "DocumentBuilder.h"
+#include "ReportReference.h"
 #include "TestAuthority.h"
 #include "TestEnvironment.h"
 #include "TlsTestListener.h"
@@ -249,7 +250,7 @@ void TestTranslation::reportTexts()
     QVERIFY(timeSheet.contains(QStringLiteral("<td colspan=2 bgcolor=#c0c0c0>Summen des "
                                               "Zeitraums</td>")));
     // The reference build says the same.
-    QCOMPARE(ReportText::periodTimeSheetReference(doc, from, to, false, true), timeSheet);
+    QCOMPARE(ReportReference::timeSheetHtml(doc, from, to, false, true), timeSheet);
 }
 
 void TestTranslation::numbersAndDates()

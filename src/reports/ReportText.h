@@ -9,10 +9,8 @@
 
 class QuorvelDocument;
 
-// The rich texts of the two period reports, computed from a document, a period of days (both
-// ends inclusive) and the two report options. Each report has two builds giving the same
-// text: a reference one that asks the document for every activity (and every day), and a
-// fast one that reads the task list once.
+// The two period reports of a document over a period of days (both ends inclusive) as rich
+// text, CSV and plain text: each computed once as ReportData, then written by its renderer.
 class ReportText
 {
     Q_DECLARE_TR_FUNCTIONS(ReportText)
@@ -31,11 +29,6 @@ public:
     // m minutes as "h:mm", or as decimal hours with four decimals and the locale's decimal
     // separator.
     static QString formatMinutes(int minutes, bool decimalHours);
-
-    static QString periodSummaryReference(const QuorvelDocument &doc, const QDate &from,
-                                          const QDate &to, bool includeZero, bool decimalHours);
-    static QString periodTimeSheetReference(const QuorvelDocument &doc, const QDate &from,
-                                            const QDate &to, bool includeZero, bool decimalHours);
 
     static QString periodSummary(const QuorvelDocument &doc, const QDate &from, const QDate &to,
                                  bool includeZero, bool decimalHours);

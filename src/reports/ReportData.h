@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
+#pragma once
+
+#include <QDate>
+#include <QString>
+
+#include <vector>
+
+class QuorvelDocument;
+
+enum class ReportKind { Summary, TimeSheet };
+
+struct ReportCategory
+{
+    QString name;
+    bool obsolete = false;
+};
+
+// An activity as a report's rows name it.
+struct ReportActivity
+{
+    QString name;
+    QString category; // its category's name, empty without one
+    int column = -1;  // its category's place in ReportData::categories, or -1
+    bool obsolete = false;
+};
+
+// A row the report shows: an activity of ReportData::activities and its minutes.
+struct ReportRow
+{
+    int activity = 0;
+    int minutes = 0;
+};
+
+// A day of a time sheet: its rows, a stretch of ReportData::rows, and its totals per category.
+struct ReportDay
+{
+    QDate date;
+    int firstRow = 0;
+    int rowCount = 0;
+    std::vector<int> totals;
+};
+
+// A period report as computed once from a document; the HTML, CSV and plain-text renderers only
+// write it out. A summary's rows are the period's; a time sheet's are those of its days, day
+// after day. A time of an activity without a column counts in no total.
+struct ReportData
+{
+    ReportKind kind = ReportKind::Summary;
+    QDate from;
+    QDate to;
+    std::vector<ReportCategory> categories;
+    std::vector<ReportActivity> activities;
+    std::vector<ReportRow> rows;
+    std::vector<ReportDay> days;
+    std::vector<int> totals; // per category over the period
+    bool obsoleteShown = false;
+    bool runningLeftOut = false;
+
+    // The report of doc over from to to (both inclusive), in one pass over the tasks. The only
+    // place that decides which rows show, where a time goes, and that running tasks stay out.
+    static ReportData collect(const QuorvelDocument &doc, const QDate &from, const QDate &to,
+                              bool includeZero, ReportKind kind);
+};
+
+bool operator==(const ReportCategory &a, const ReportCategory &b);
+bool operator==(const ReportActivity &a, const ReportActivity &b);
+bool operator==(const ReportRow &a, const ReportRow &b);
+bool operator==(const ReportDay &a, const ReportDay &b);
+bool operator==(const ReportData &a, const ReportData &b);
+inline bool operator!=(const ReportData &a, const ReportData &b)
+{
+    return !(a == b);
+}
