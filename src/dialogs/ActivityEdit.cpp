@@ -53,9 +53,9 @@ void ActivityEdit::setupCategories()
             continue;
         comboCategories.append(category);
         if (category->obsolete)
-            comboCategory->addItem(Resource::loadIcon(QStringLiteral("trash")), category->name);
+            comboCategory->addName(category->name, Resource::loadIcon(QStringLiteral("trash")));
         else
-            comboCategory->addItem(category->name);
+            comboCategory->addName(category->name);
         if (category == selectedCategory) {
             comboCategory->setCurrentIndex(int(comboCategories.size()) - 1);
             selectedListed = true;
@@ -66,6 +66,7 @@ void ActivityEdit::setupCategories()
         selectedCategory = comboCategories.isEmpty() ? nullptr : comboCategories.first();
         comboCategory->setCurrentIndex(0);
     }
+    comboCategory->updateToolTip();
 }
 
 void ActivityEdit::categoryActivated(int index)

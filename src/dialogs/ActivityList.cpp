@@ -57,7 +57,13 @@ void ActivityList::setupList()
     table->verticalHeader()->hide();
     // Tab leaves the list for the buttons; the arrow keys move between its cells.
     table->setTabKeyNavigation(false);
-    table->horizontalHeader()->setStretchLastSection(true);
+    // The activity's name is what the list is for: it takes the room the category leaves.
+    QHeaderView *header = table->horizontalHeader();
+    header->setStretchLastSection(false);
+    header->setSectionResizeMode(activityColumn, QHeaderView::Stretch);
+    header->setSectionResizeMode(categoryColumn, QHeaderView::Interactive);
+    // Room for a category name of some length; the person may change it.
+    table->setColumnWidth(categoryColumn, qMax(76, table->fontMetrics().averageCharWidth() * 24));
     tableLayout->addWidget(table);
 }
 
@@ -79,9 +85,6 @@ void ActivityList::updateView()
         const QString categoryName = activity->category ? activity->category->name : QString();
         m_model->appendRow({readOnlyItem(activity->name), readOnlyItem(categoryName)});
     }
-
-    table->setColumnWidth(activityColumn, 150);
-    table->setColumnWidth(categoryColumn, 76);
 
     qsizetype row = shownActivities.indexOf(selectedActivity);
     if (row < 0 && !shownActivities.isEmpty()) {

@@ -15,7 +15,6 @@
 #include "platform/TimeString.h"
 #include "views/BalloonTip.h"
 
-#include <QAbstractItemView>
 #include <QButtonGroup>
 #include <QCalendarWidget>
 #include <QMenu>
@@ -63,11 +62,6 @@ TaskEdit::TaskEdit(QVTask *task, QuorvelDocument *document, QWidget *parent)
     , editedTask(task)
     , m_document(document)
 {
-    // A very long activity name must not make the dialog wider than the screen: the list is
-    // as wide as a name of some length, and longer names are elided.
-    comboActivity->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
-    comboActivity->setMinimumContentsLength(24);
-    comboActivity->view()->setTextElideMode(Qt::ElideRight);
     setupTask();
     tabStopAtChecked(buttonGroupStart);
     tabStopAtChecked(buttonGroupStop);
@@ -321,9 +315,9 @@ void TaskEdit::setupActivities()
             continue;
         comboActivities.append(activity);
         if (activity->obsolete)
-            comboActivity->addItem(Resource::loadIcon(QStringLiteral("trash")), activity->name);
+            comboActivity->addName(activity->name, Resource::loadIcon(QStringLiteral("trash")));
         else
-            comboActivity->addItem(activity->name);
+            comboActivity->addName(activity->name);
         if (activity == selectedActivity) {
             comboActivity->setCurrentIndex(int(comboActivities.size()) - 1);
             selectedListed = true;
@@ -334,6 +328,7 @@ void TaskEdit::setupActivities()
         selectedActivity = comboActivities.isEmpty() ? nullptr : comboActivities.first();
         comboActivity->setCurrentIndex(0);
     }
+    comboActivity->updateToolTip();
 }
 
 void TaskEdit::activityActivated(int index)

@@ -4,7 +4,9 @@
 #include "QVTable.h"
 
 #include <QHeaderView>
+#include <QHelpEvent>
 #include <QKeyEvent>
+#include <QToolTip>
 
 QVTable::QVTable(QWidget *parent)
     : QTableView(parent)
@@ -41,6 +43,36 @@ void QVTable::keyPressEvent(QKeyEvent *event)
         return;
     }
     QTableView::keyPressEvent(event);
+}
+
+QString QVTable::elidedText(const QModelIndex &index) const
+{
+    if (!index.isValid())
+        return QString();
+    const QString text = index.data(Qt::DisplayRole).toString();
+    // The item delegate keeps a focus frame's margin on either side of the text.
+    const int margin = style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, this) + 1;
+    const int room = visualRect(index).width() - 2 * margin;
+    if (fontMetrics().horizontalAdvance(text) <= room)
+        return QString();
+    return text;
+}
+
+bool QVTable::viewportEvent(QEvent *event)
+{
+    if (event->type() == QEvent::ToolTip) {
+        const auto *help = static_cast<QHelpEvent *>(event);
+        const QModelIndex index = indexAt(help->pos());
+        if (index.isValid() && index.data(Qt::ToolTipRole).isNull()) {
+            const QString text = elidedText(index);
+            if (text.isEmpty())
+                QToolTip::hideText();
+            else
+                QToolTip::showText(help->globalPos(), text, viewport(), visualRect(index));
+            return true;
+        }
+    }
+    return QTableView::viewportEvent(event);
 }
 
 void QVTable::currentChanged(const QModelIndex &current, const QModelIndex &previous)
