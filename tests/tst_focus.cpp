@@ -360,6 +360,7 @@ class TestFocus : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase();
     void init();
 
     void tabRound_data();
@@ -372,6 +373,12 @@ private Q_SLOTS:
     void dateButtonsOpenACalendarForTheKeyboard_data();
     void dateButtonsOpenACalendarForTheKeyboard();
 };
+
+void TestFocus::initTestCase()
+{
+    // Some cases check the window's debug lines, which are off by default.
+    QLoggingCategory::setFilterRules(QStringLiteral("quorvel.*.debug=true"));
+}
 
 void TestFocus::init()
 {

@@ -3,7 +3,8 @@
 
 // The idle question: with a fake idle source and a pinned clock, each of its three answers
 // gives exactly the tasks expected, a refused stop changes nothing, and the question is asked
-// only about tasks the person left running. Also the desktop settings that set its minutes.
+// only about tasks the person left running; input in any window of Quorvel counts as presence.
+// Also the desktop settings that set its minutes.
 
 #include "DocumentBuilder.h"
 #include "ModalAnswers.h"
@@ -20,6 +21,7 @@
 #include "views/MainWidget.h"
 
 #include <QAction>
+#include <QDialog>
 #include <QFile>
 #include <QtTest>
 
@@ -111,6 +113,9 @@ private Q_SLOTS:
     void onlyTasksLeftRunningAreAskedAbout();
     void nothingAskedWhenOffOrIdle();
     void waitsForAnOpenQuestion();
+    void inputInAnotherWindowIsPresence();
+    void inputInQuorvelIsTheReturn();
+    void shortAbsenceAsksNothing();
     void settingsDialogSetsTheMinutes();
     void settingsDialogGreysOutWithoutASource();
     void answersAreUndone_data();
@@ -296,6 +301,73 @@ void TestIdle::waitsForAnOpenQuestion()
     window.purge();
     QCOMPARE(answers.remaining(), 0);
     QTRY_COMPARE(shownTitles(), QStringList{QStringLiteral("Idle Time")});
+    QCOMPARE(tasks(*window.document()), QStringList{QStringLiteral("Writing 09:00-")});
+}
+
+void TestIdle::inputInAnotherWindowIsPresence()
+{
+    prepareDataFile();
+    QuorvelMainWindow window;
+    FakeIdleSource source;
+    IdleWatcher watcher(&window, &source);
+    // Typing in a dialog of Quorvel (a report window, say) until 10:17, which the session's
+    // idle source did not see: at 10:20 it tells 20 minutes.
+    QDialog other(&window);
+    other.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&other));
+    Clock::setFixed(at(21, 10, 17, 20));
+    QTest::keyClick(&other, Qt::Key_A);
+    other.close();
+    Clock::setFixed(at(21, 10, 20));
+    source.goIdle(20 * 60 * 1000);
+    Clock::setFixed(at(21, 10, 40));
+    source.comeBack();
+    QCOMPARE(shownTitles(), QStringList{QStringLiteral("Idle Time")});
+    QCOMPARE(MessageBox::shown().at(0).text,
+             QStringLiteral("You have been away since 10:17 AM, for 0:23 (hours and minutes).\n"
+                            "Running then: Writing.\n\nWhat should be done with the time away?"));
+    QCOMPARE(MessageBox::shown().at(0).buttons.at(1), QStringLiteral("Stop at 10:17 AM"));
+}
+
+void TestIdle::inputInQuorvelIsTheReturn()
+{
+    prepareDataFile();
+    QuorvelMainWindow window;
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    FakeIdleSource source;
+    IdleWatcher watcher(&window, &source);
+    source.goIdle(20 * 60 * 1000);
+    // The first key in the window is the return, also where the source does not tell it; the
+    // question counts the time away to that moment.
+    Clock::setFixed(at(21, 10, 45));
+    QTest::keyClick(&window, Qt::Key_Shift);
+    QCOMPARE(shownTitles(), QStringList{QStringLiteral("Idle Time")});
+    QCOMPARE(MessageBox::shown().at(0).text,
+             QStringLiteral("You have been away since 10:00 AM, for 0:45 (hours and minutes).\n"
+                            "Running then: Writing.\n\nWhat should be done with the time away?"));
+    // The source's own return later asks nothing more.
+    source.comeBack();
+    QCOMPARE(MessageBox::shown().size(), 1);
+}
+
+void TestIdle::shortAbsenceAsksNothing()
+{
+    prepareDataFile();
+    QuorvelMainWindow window;
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    FakeIdleSource source;
+    IdleWatcher watcher(&window, &source);
+    // Input in the window at 10:17; the source calls it 20 minutes at 10:20; back at 10:25:
+    // eight minutes away, fewer than the 15 of the setting.
+    Clock::setFixed(at(21, 10, 17));
+    QTest::keyClick(&window, Qt::Key_Shift);
+    Clock::setFixed(at(21, 10, 20));
+    source.goIdle(20 * 60 * 1000);
+    Clock::setFixed(at(21, 10, 25));
+    source.comeBack();
+    QVERIFY(MessageBox::shown().isEmpty());
     QCOMPARE(tasks(*window.document()), QStringList{QStringLiteral("Writing 09:00-")});
 }
 

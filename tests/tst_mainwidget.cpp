@@ -24,6 +24,7 @@ class TestMainWidget : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase();
     void init();
     void cleanup();
 
@@ -71,6 +72,12 @@ private:
     std::unique_ptr<QuorvelDocument> m_doc;
     std::unique_ptr<MainWidget> m_widget;
 };
+
+void TestMainWidget::initTestCase()
+{
+    // Some cases check the window's debug lines, which are off by default.
+    QLoggingCategory::setFilterRules(QStringLiteral("quorvel.*.debug=true"));
+}
 
 void TestMainWidget::init()
 {

@@ -102,6 +102,7 @@ class TestProgram : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase();
     void init();
     void signalDuringFirstStartEndsLikeCancel();
     void runningInstanceEndsCleanlyOnSigterm();
@@ -113,6 +114,13 @@ private Q_SLOTS:
     void signalWritesWhatIsNotOnDisk_data();
     void signalWritesWhatIsNotOnDisk();
 };
+
+void TestProgram::initTestCase()
+{
+    // The program says which report it shows on a debug line of its category, off unless
+    // switched on; the programs started here inherit the rule.
+    qputenv("QT_LOGGING_RULES", "quorvel.report.debug=true");
+}
 
 void TestProgram::init()
 {
@@ -178,7 +186,7 @@ void TestProgram::savedReportOpensFromTheCommandLine()
     QProcess program;
     QVERIFY(startProgram(program, {path}, QProcess::SeparateChannels));
     QByteArray output;
-    QVERIFY2(waitForLine(program, output, "Showing saved report " + path.toUtf8()),
+    QVERIFY2(waitForLine(program, output, "quorvel.report: Showing saved report " + path.toUtf8()),
              output.constData());
     // Ending while the report is open ends the program as usual.
     QCOMPARE(terminate(program), 0);
@@ -192,7 +200,7 @@ void TestProgram::relativePathOpensFromTheWorkingFolder()
     program.setWorkingDirectory(QFileInfo(path).absolutePath());
     QVERIFY(startProgram(program, {QFileInfo(path).fileName()}, QProcess::SeparateChannels));
     QByteArray output;
-    QVERIFY2(waitForLine(program, output, "Showing saved report " + path.toUtf8()),
+    QVERIFY2(waitForLine(program, output, "quorvel.report: Showing saved report " + path.toUtf8()),
              output.constData());
     QCOMPARE(terminate(program), 0);
 }
@@ -214,7 +222,7 @@ void TestProgram::secondStartHandsItsReportOver()
     QCOMPARE(second.exitCode(), 0);
 
     QByteArray output;
-    QVERIFY2(waitForLine(first, output, "Showing saved report " + path.toUtf8()),
+    QVERIFY2(waitForLine(first, output, "quorvel.report: Showing saved report " + path.toUtf8()),
              output.constData());
     QCOMPARE(terminate(first), 0);
 }

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Copyright The Quorvel developers
 
-// The forgotten timer: one notification per task after the set hours of a pinned clock, none
-// when off, its Stop and Keep, and the panel's message where no notification service answers.
-// The notification service is a fake on a private session bus.
+// The forgotten timer: one notification per task after the set hours of a pinned clock, resident
+// and without expiry, none when off, its Stop and Keep, the panel icon's mark until then, and the
+// panel's message where no notification service answers. The notification service is a fake on
+// a private session bus.
 
 #include "DocumentBuilder.h"
 #include "PrivateBus.h"
@@ -11,9 +12,11 @@
 
 #include "app/ForgottenTimer.h"
 #include "app/QuorvelMainWindow.h"
+#include "app/TrayIcon.h"
 #include "model/Configuration.h"
 #include "platform/Clock.h"
 #include "platform/MessageBox.h"
+#include "views/MainWidget.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -38,16 +41,21 @@ public:
         QString summary;
         QString body;
         QStringList actions;
+        QVariantMap hints;
+        int expireTimeout;
     };
     QList<Shown> shown;
+    QList<uint> closed;
 
 public Q_SLOTS:
     uint Notify(const QString &app, uint, const QString &icon, const QString &summary,
-                const QString &body, const QStringList &actions, const QVariantMap &, int)
+                const QString &body, const QStringList &actions, const QVariantMap &hints,
+                int expireTimeout)
     {
-        shown.append({app, icon, summary, body, actions});
+        shown.append({app, icon, summary, body, actions, hints, expireTimeout});
         return uint(shown.size() + 40);
     }
+    void CloseNotification(uint notification) { closed << notification; }
 };
 
 // Tasks of "Writing" since 08:00 and of "Reading" since 15:00 run; the clock says 09:30.
@@ -79,6 +87,7 @@ private Q_SLOTS:
     void stopStopsTheTask();
     void keepKeepsIt();
     void withoutAServiceNothingBreaks();
+    void panelMarksTheTaskUntilAnswered();
 
 private:
     void invoke(uint notification, const QString &action);
@@ -139,6 +148,10 @@ void TestReminder::oncePerTaskAfterTheHours()
     QCOMPARE(m_fake->shown.at(0).actions,
              (QStringList{QStringLiteral("stop"), QStringLiteral("Stop"), QStringLiteral("keep"),
                           QStringLiteral("Keep")}));
+    // It stays until answered: no expiry, and resident after an action.
+    QCOMPARE(m_fake->shown.at(0).expireTimeout, 0);
+    QCOMPARE(m_fake->shown.at(0).hints,
+             (QVariantMap{{QStringLiteral("resident"), QVariant(true)}}));
 
     // Once: not again an hour later.
     Clock::setFixed(at(21, 10, 30));
@@ -210,6 +223,50 @@ void TestReminder::withoutAServiceNothingBreaks()
     QTest::qWait(300);
     QVERIFY(window.document()->tasks.first()->isRunning());
     QVERIFY(MessageBox::shown().isEmpty());
+}
+
+void TestReminder::panelMarksTheTaskUntilAnswered()
+{
+    // At 16:00 Writing has run for 8 hours, Reading for one.
+    Clock::setFixed(at(21, 16, 0));
+    ForgottenTimer::setHours(2);
+    QuorvelMainWindow window;
+    TrayIcon tray(&window);
+    ForgottenTimer reminder(&window, QDBusConnection::sessionBus(), &tray);
+    QVERIFY(!tray.showsOverdue());
+    reminder.check();
+    QTRY_COMPARE(m_fake->shown.size(), 1);
+    QCOMPARE(m_fake->shown.at(0).summary, QStringLiteral("Is Writing still running?"));
+    QVERIFY(tray.showsOverdue());
+    QVERIFY(tray.showsRunning());
+    QCOMPARE(tray.toolTip(),
+             QStringLiteral("Quorvel\nWriting\t8:00 (still running?)\nReading\t1:00"));
+
+    // Kept: the mark goes, the notification is closed, and no new one comes for Writing.
+    invoke(41, QStringLiteral("keep"));
+    QTRY_VERIFY(!tray.showsOverdue());
+    QCOMPARE(tray.toolTip(), QStringLiteral("Quorvel\nWriting\t8:00\nReading\t1:00"));
+    QTRY_COMPARE(m_fake->closed, QList<uint>{41});
+
+    // Reading passes the hours an hour later and is marked until it is stopped in the window.
+    Clock::setFixed(at(21, 17, 0));
+    reminder.check();
+    QTRY_COMPARE(m_fake->shown.size(), 2);
+    QCOMPARE(m_fake->shown.at(1).summary, QStringLiteral("Is Reading still running?"));
+    QTRY_VERIFY(tray.showsOverdue());
+    QCOMPARE(tray.toolTip(),
+             QStringLiteral("Quorvel\nWriting\t9:00\nReading\t2:00 (still running?)"));
+    // Marked also for the minute after (the check of every minute changes nothing).
+    Clock::setFixed(at(21, 17, 1));
+    reminder.check();
+    QVERIFY(tray.showsOverdue());
+    window.mainWidget()->button(2)->click();
+    QVERIFY(!window.document()->tasks.last()->isRunning());
+    QVERIFY(!tray.showsOverdue());
+    QCOMPARE(tray.toolTip(), QStringLiteral("Quorvel\nWriting\t9:01"));
+    // Its question is answered: the notification goes too.
+    QTRY_COMPARE(m_fake->closed, (QList<uint>{41, 42}));
+    QCOMPARE(m_fake->shown.size(), 2);
 }
 
 QUORVEL_TEST_MAIN(TestReminder)

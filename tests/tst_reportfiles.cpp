@@ -34,7 +34,10 @@ QString socketPath()
 
 QProcessEnvironment environment()
 {
-    return processEnvironment(QStringLiteral("2026-11-21T09:30:00"));
+    QProcessEnvironment env = processEnvironment(QStringLiteral("2026-11-21T09:30:00"));
+    // The window says which report it shows on a debug line, off unless switched on.
+    env.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("quorvel.report.debug=true"));
+    return env;
 }
 
 // Writes a file of about size bytes: a table of short rows, or one cell nested in another.
@@ -144,7 +147,8 @@ void TestReportFiles::largeReportsKeepTheWindowAnswering()
     } else {
         QVERIFY(gui.start(socketPath(), {m_report}));
     }
-    QVERIFY(gui.waitForOutput("Showing saved report " + QFile::encodeName(m_report)));
+    QVERIFY(
+        gui.waitForOutput("quorvel.report: Showing saved report " + QFile::encodeName(m_report)));
 
     // While the report is open, and its pieces are being counted, the window answers a
     // command at once: asked over its channel from here, so that only the window is timed.

@@ -179,6 +179,8 @@ private Q_SLOTS:
 
 void TestReports::initTestCase()
 {
+    // Some cases check the window's and the reports' debug lines, which are off by default.
+    QLoggingCategory::setFilterRules(QStringLiteral("quorvel.*.debug=true"));
     // main() installed the MIME package before the application looked at any MIME type.
     QVERIFY(
         QFile::exists(QDir::cleanPath(TestEnvironment::instance()->dataHome()

@@ -3,7 +3,7 @@
 
 // The panel icon: its entries follow the shortcut buttons and run their command, with every
 // refusal; its tooltip and icon tell what runs; the window closed while a task runs stays
-// there.
+// there, and comes back when the panel goes away; Quit ends Quorvel.
 
 #include "DocumentBuilder.h"
 #include "TestEnvironment.h"
@@ -19,6 +19,7 @@
 #include <QApplication>
 #include <QMenu>
 #include <QToolButton>
+#include <QTranslator>
 #include <QtTest>
 
 namespace {
@@ -72,6 +73,9 @@ private Q_SLOTS:
     void closingWhileATaskRunsKeepsQuorvel();
     void closingWithNothingRunningEndsQuorvel();
     void withoutAPanelNothingChanges();
+    void quitEndsQuorvel_data();
+    void quitEndsQuorvel();
+    void panelGoneBringsTheWindowBack();
     void runningTasksWithoutAButtonAreListed();
 };
 
@@ -287,6 +291,86 @@ void TestTray::withoutAPanelNothingChanges()
     window.mainWidget()->button(1)->click();
     QVERIFY(window.close());
     QVERIFY(MessageBox::shown().isEmpty());
+}
+
+void TestTray::quitEndsQuorvel_data()
+{
+    QTest::addColumn<QString>("language");
+    QTest::newRow("English") << QString();
+    QTest::newRow("German") << QStringLiteral("de");
+}
+
+void TestTray::quitEndsQuorvel()
+{
+    QFETCH(QString, language);
+    QTranslator translator;
+    if (!language.isEmpty()) {
+        QVERIFY(translator.load(QStringLiteral(":/i18n/quorvel_") + language));
+        QCoreApplication::installTranslator(&translator);
+    }
+    FileSetup setup;
+    setup.save();
+    {
+        QuorvelMainWindow window;
+        TrayIcon::setPanelForTesting(true);
+        TrayIcon tray(&window);
+        QVERIFY(tray.show());
+        window.setTrayIcon(&tray);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        Clock::setFixed(at(21, 9, 40));
+        window.mainWidget()->button(2)->click();
+        QVERIFY(tray.showsRunning());
+
+        // With the window open and the task running, Quit ends the event loop at once; were it
+        // refused, the guard would end it with 99.
+        QTimer::singleShot(0, tray.quitAction(), &QAction::trigger);
+        QTimer guard;
+        guard.setSingleShot(true);
+        connect(&guard, &QTimer::timeout, qApp, [] { QCoreApplication::exit(99); });
+        guard.start(5000);
+        QCOMPARE(QCoreApplication::exec(), 0);
+        QVERIFY(MessageBox::shown().isEmpty());
+
+        // Written before the end, the running task with it.
+        QuorvelDocument reread;
+        QVERIFY(reread.load());
+        QCOMPARE(reread.tasks.size(), 3);
+        QCOMPARE(reread.tasks.last()->activityName(), QStringLiteral("B"));
+        QCOMPARE(reread.tasks.last()->start(), at(21, 9, 40));
+        QVERIFY(reread.tasks.last()->isRunning());
+    }
+    QCoreApplication::removeTranslator(&translator);
+}
+
+void TestTray::panelGoneBringsTheWindowBack()
+{
+    FileSetup setup;
+    setup.save();
+    QuorvelMainWindow window;
+    TrayIcon::setPanelForTesting(true);
+    TrayIcon tray(&window);
+    QVERIFY(tray.show());
+    window.setTrayIcon(&tray);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    tray.shortcutAction(1)->trigger();
+    QVERIFY(!window.close());
+    QVERIFY(!window.isVisible());
+
+    // The panel stays: nothing changes at the next look.
+    tray.checkPanel();
+    QVERIFY(!window.isVisible());
+    QVERIFY(tray.isShown());
+
+    // The panel goes away: noticed within seconds, the window is back, and closing it ends
+    // Quorvel as it does without a panel.
+    TrayIcon::setPanelForTesting(false);
+    QTRY_VERIFY_WITH_TIMEOUT(window.isVisible(), 10000);
+    QVERIFY(!tray.isShown());
+    QVERIFY(QApplication::quitOnLastWindowClosed());
+    QVERIFY(window.close());
+    QCOMPARE(MessageBox::shown().size(), 1);
 }
 
 void TestTray::runningTasksWithoutAButtonAreListed()

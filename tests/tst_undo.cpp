@@ -188,6 +188,7 @@ class TestUndo : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase();
     void init();
 
     void editMenuBeforeAnyChange();
@@ -214,6 +215,12 @@ private Q_SLOTS:
     void deletingTheActivityOfARunningTaskNamesIt();
     void deleteTaskKeepsTheRow();
 };
+
+void TestUndo::initTestCase()
+{
+    // Some cases check the window's debug lines, which are off by default.
+    QLoggingCategory::setFilterRules(QStringLiteral("quorvel.*.debug=true"));
+}
 
 void TestUndo::init()
 {

@@ -780,10 +780,6 @@ Exit-Status: 0 erledigt, 1 abgelehnt, 2 falscher Aufruf.
 </translation>
     </message>
     <message>
-        <source>there is no display to open the window on (neither DISPLAY nor WAYLAND_DISPLAY is set). The commands work without one: %1 lists them, and “quorvel setup” sets Quorvel up.</source>
-        <translation>es gibt keine Anzeige, auf der das Fenster sich öffnen kann (weder DISPLAY noch WAYLAND_DISPLAY ist gesetzt). Die Befehle gehen auch ohne: %1 listet sie auf, und „quorvel setup“ richtet Quorvel ein.</translation>
-    </message>
-    <message>
         <source>take an --at more than a day ahead</source>
         <translation>ein --at nehmen, das mehr als einen Tag voraus liegt</translation>
     </message>
@@ -914,6 +910,13 @@ Bearbeiten → Rückgängig zurück; ohne Fenster gibt es kein Rückgängig.
     <message>
         <source>Cannot Stop Task</source>
         <translation>Aufgabe kann nicht angehalten werden</translation>
+    </message>
+</context>
+<context>
+    <name>GraphicalSession</name>
+    <message>
+        <source>Quorvel needs a graphical session; use `quorvel help` for the command line</source>
+        <translation>Quorvel braucht eine grafische Sitzung; `quorvel help` zeigt die Befehlszeile</translation>
     </message>
 </context>
 <context>
@@ -2357,6 +2360,10 @@ künftig überspringen?</translation>
     <message>
         <source>Quorvel</source>
         <translation>Quorvel</translation>
+    </message>
+    <message>
+        <source>%1 (still running?)</source>
+        <translation>%1 (läuft sie noch?)</translation>
     </message>
 </context>
 <context>

@@ -55,22 +55,51 @@ void ForgottenTimer::setHours(int hours)
 
 void ForgottenTimer::check()
 {
-    const int limit = hours();
-    if (limit <= 0)
-        return;
     const QDateTime now = Clock::currentTime(true);
+    const int limit = hours();
+    const QSet<int> before = m_overdue;
+    QSet<int> running;
     for (const QVTask *task : m_window->document()->tasks) {
-        if (!task->isRunning() || m_reminded.contains(task->id))
+        if (!task->isRunning())
             continue;
-        const qint64 seconds = task->start().secsTo(now);
-        if (seconds >= qint64(limit) * 3600) {
+        running.insert(task->id);
+        if (limit <= 0 || m_reminded.contains(task->id))
+            continue;
+        if (task->start().secsTo(now) >= qint64(limit) * 3600) {
             m_reminded.insert(task->id);
-            remind(task->activityName(), TaskTimeText::runningTime(task->start(), now));
+            m_overdue.insert(task->id);
+            remind(task->id, task->activityName(), TaskTimeText::runningTime(task->start(), now));
         }
     }
+    // A task stopped in any way is answered: its notification has nothing left to ask.
+    m_overdue.intersect(running);
+    for (auto shown = m_shown.begin(); shown != m_shown.end();) {
+        if (running.contains(shown.value().taskId)) {
+            ++shown;
+            continue;
+        }
+        closeNotification(shown.key());
+        shown = m_shown.erase(shown);
+    }
+    if (m_overdue != before)
+        overdueChanged();
 }
 
-void ForgottenTimer::remind(const QString &activity, const QString &runningTime)
+void ForgottenTimer::overdueChanged()
+{
+    if (m_tray)
+        m_tray->setOverdueTasks(m_overdue);
+}
+
+void ForgottenTimer::closeNotification(uint notification)
+{
+    QDBusMessage close = QDBusMessage::createMethodCall(Service, Path, Service,
+                                                        QStringLiteral("CloseNotification"));
+    close << notification;
+    m_bus.asyncCall(close);
+}
+
+void ForgottenTimer::remind(int taskId, const QString &activity, const QString &runningTime)
 {
     const QString summary = tr("Is %1 still running?").arg(activity);
     const QString body = tr("It has run for %1 (hours and minutes).").arg(runningTime);
@@ -79,15 +108,17 @@ void ForgottenTimer::remind(const QString &activity, const QString &runningTime)
     notify << QStringLiteral("Quorvel") << uint(0) << QStringLiteral("org.quorvel.Quorvel")
            << summary << body
            << QStringList{QStringLiteral("stop"), tr("Stop"), QStringLiteral("keep"), tr("Keep")}
-           << QVariantMap() << int(-1);
+           // Resident and without expiry: the question stays until it is answered, rather
+           // than vanish after the service's few seconds while the person is away.
+           << QVariantMap{{QStringLiteral("resident"), true}} << int(0);
     // Never a blocking call: the notification service may be slow or absent.
     auto *watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(notify), this);
     connect(watcher, &QDBusPendingCallWatcher::finished, this,
-            [this, watcher, activity, summary, body] {
+            [this, watcher, taskId, activity, summary, body] {
                 watcher->deleteLater();
                 const QDBusPendingReply<uint> reply = *watcher;
                 if (reply.isValid()) {
-                    m_shown.insert(reply.value(), activity);
+                    m_shown.insert(reply.value(), {taskId, activity});
                     return;
                 }
                 if (m_tray)
@@ -100,10 +131,16 @@ void ForgottenTimer::actionInvoked(uint notification, const QString &action)
     const auto shown = m_shown.constFind(notification);
     if (shown == m_shown.constEnd())
         return;
-    const QString activity = shown.value();
+    const Shown asked = shown.value();
+    const QString activity = asked.activity;
     m_shown.erase(shown);
-    if (action != QLatin1String("stop"))
+    // Resident notifications stay after an action unless they are closed.
+    closeNotification(notification);
+    if (action != QLatin1String("stop")) {
+        if (action == QLatin1String("keep") && m_overdue.remove(asked.taskId))
+            overdueChanged();
         return;
+    }
     auto *command = new HandedCommand(
         {QString(), QStringLiteral("stop"), activity},
         [this](int exitCode, const QByteArray &, const QByteArray &err) {

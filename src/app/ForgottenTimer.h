@@ -15,8 +15,9 @@ class TrayIcon;
 // Reminds once of each task that has run for longer than the setting "Remind me when a task
 // has run for N hours" (settings group "Desktop", key "RemindAfterHours"; 10 unless set, 0 for
 // never): a desktop notification (org.freedesktop.Notifications) with the actions Stop and
-// Keep, or, where no notification service answers, a message from the panel icon. Stop is
-// "quorvel stop ACTIVITY" carried out by the window, with its rules and refusals.
+// Keep that stays until it is answered, or, where no notification service answers, a message
+// from the panel icon. Stop is "quorvel stop ACTIVITY" carried out by the window, with its
+// rules and refusals. The panel icon marks the task until it is stopped or kept.
 class ForgottenTimer : public QObject
 {
     Q_OBJECT
@@ -30,6 +31,9 @@ public:
     static int hours();
     static void setHours(int hours);
 
+    // The running tasks, by id, reminded of and neither stopped nor kept yet.
+    QSet<int> overdueTasks() const { return m_overdue; }
+
 public Q_SLOTS:
     // Looks at the running tasks now; runs every minute and when the tasks change.
     void check();
@@ -39,7 +43,15 @@ private Q_SLOTS:
     void notificationClosed(uint notification, uint reason);
 
 private:
-    void remind(const QString &activity, const QString &runningTime);
+    void remind(int taskId, const QString &activity, const QString &runningTime);
+    void overdueChanged();
+    void closeNotification(uint notification);
+
+    struct Shown
+    {
+        int taskId;
+        QString activity;
+    };
 
     QuorvelMainWindow *m_window;
     QDBusConnection m_bus;
@@ -47,6 +59,8 @@ private:
     QTimer *m_timer;
     // Tasks reminded of, by id: once per task.
     QSet<int> m_reminded;
-    // Notifications shown, to the activity their Stop stops.
-    QHash<uint, QString> m_shown;
+    // Of those, the ones still running that nobody kept.
+    QSet<int> m_overdue;
+    // Notifications shown, to the task they ask about and the activity their Stop stops.
+    QHash<uint, Shown> m_shown;
 };

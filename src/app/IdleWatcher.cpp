@@ -14,6 +14,9 @@
 #include "platform/MessageBox.h"
 #include "platform/idle/IdleSource.h"
 
+#include <QCoreApplication>
+#include <QEvent>
+
 namespace {
 
 const QString Key = QStringLiteral("AskIdleAfterMinutes");
@@ -39,8 +42,32 @@ IdleWatcher::IdleWatcher(QuorvelMainWindow *window, IdleSource *source, const QS
     if (m_source) {
         connect(m_source, &IdleSource::wentIdle, this, &IdleWatcher::wentIdle);
         connect(m_source, &IdleSource::cameBack, this, &IdleWatcher::cameBack);
+        // Input in every window of Quorvel, report windows and dialogs too.
+        QCoreApplication::instance()->installEventFilter(this);
     }
     settingsChanged();
+}
+
+bool IdleWatcher::eventFilter(QObject *watched, QEvent *event)
+{
+    switch (event->type()) {
+    case QEvent::KeyPress:
+    case QEvent::MouseButtonPress:
+    case QEvent::MouseMove:
+    case QEvent::Wheel:
+    case QEvent::TouchBegin:
+    case QEvent::TabletPress:
+        // Only the person's own input: events the program sends itself are no sign of them.
+        if (event->spontaneous() && !m_asking) {
+            m_lastInput = Clock::currentTime(true);
+            if (m_away)
+                cameBack();
+        }
+        break;
+    default:
+        break;
+    }
+    return QObject::eventFilter(watched, event);
 }
 
 int IdleWatcher::minutes()
@@ -65,6 +92,11 @@ void IdleWatcher::wentIdle(qint64 idleMs)
         return;
     const QDateTime now = Clock::currentTime(true);
     QDateTime left = now.addMSecs(-qMax<qint64>(0, idleMs));
+    // The source may not have seen the input in Quorvel's own windows.
+    if (m_lastInput.isValid() && m_lastInput > left && m_lastInput <= now)
+        left = m_lastInput;
+    m_away = true;
+    m_leftExactly = left;
     left = QDateTime(left.date(), QTime(left.time().hour(), left.time().minute()));
     // Only the tasks the person left running: one started while away was started on purpose.
     QList<int> ids;
@@ -78,8 +110,17 @@ void IdleWatcher::wentIdle(qint64 idleMs)
 
 void IdleWatcher::cameBack()
 {
-    if (!m_left.isValid() || m_asking || m_waiting)
+    const bool wasAway = m_away;
+    m_away = false;
+    if (!wasAway || !m_left.isValid() || m_asking || m_waiting)
         return;
+    m_back = Clock::currentTime(true);
+    // Input in Quorvel after the source's last may leave less time away than the setting.
+    if (m_leftExactly.msecsTo(m_back) < qint64(minutes()) * 60 * 1000) {
+        m_left = QDateTime();
+        m_taskIds.clear();
+        return;
+    }
     // Asked once no other question or editor is open in the window.
     m_waiting = true;
     m_window->changes()->whenFree(this, [this] {
@@ -105,11 +146,12 @@ void IdleWatcher::ask()
         if (!names.contains(task->activityName()))
             names << task->activityName();
     }
-    const QDateTime now = Clock::currentTime(true);
+    // Away until the return, also when the question had to wait for the window.
+    const QDateTime back = m_back.isValid() ? m_back : Clock::currentTime(true);
     const QString leftText = TaskTimeText::moment(left);
     const QString text = tr("You have been away since %1, for %2 (hours and minutes).\n"
                             "Running then: %3.\n\nWhat should be done with the time away?")
-                             .arg(leftText, TaskTimeText::runningTime(left, now),
+                             .arg(leftText, TaskTimeText::runningTime(left, back),
                                   names.join(QStringLiteral(", ")));
     const QStringList buttons = {tr("Keep the Time"), tr("Stop at %1").arg(leftText),
                                  tr("Stop at %1 and Start Again").arg(leftText)};

@@ -17,7 +17,9 @@ class QuorvelMainWindow;
 // N minutes" (settings group "Desktop", key "AskIdleAfterMinutes"; 15 unless set, 0 for never)
 // while tasks ran, what to do with the time away: keep it, stop those tasks at the moment the
 // person left, or stop them then and start the same activities again now. Stopping and
-// starting follow the shortcut buttons' rules; a refusal changes nothing.
+// starting follow the shortcut buttons' rules; a refusal changes nothing. The time away runs
+// from the last input anywhere in the session or in any of Quorvel's windows to the return:
+// input in a Quorvel window is presence, also where the idle source does not see it.
 class IdleWatcher : public QObject
 {
     Q_OBJECT
@@ -41,6 +43,9 @@ public Q_SLOTS:
     // Reads the setting again and watches with it.
     void settingsChanged();
 
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 private:
     void wentIdle(qint64 idleMs);
     void cameBack();
@@ -53,7 +58,15 @@ private:
     bool m_asking = false;
     // True while the question waits for the window to be free.
     bool m_waiting = false;
+    // Between wentIdle and the return.
+    bool m_away = false;
+    // The last input in any of Quorvel's windows, on the clock.
+    QDateTime m_lastInput;
     // The moment the person left (a whole minute), and the tasks that were running then.
     QDateTime m_left;
+    // The same, to the millisecond.
+    QDateTime m_leftExactly;
+    // The moment of the return.
+    QDateTime m_back;
     QList<int> m_taskIds;
 };

@@ -7,6 +7,7 @@
 
 #include "model/QuorvelDocument.h"
 #include "platform/DocLnk.h"
+#include "platform/Logging.h"
 #include "reports/FileSelectDialog.h"
 #include "reports/PeriodSummaryReport.h"
 #include "reports/PeriodTimeSheetReport.h"
@@ -66,7 +67,7 @@ void QuorvelMainWindow::showDocument(const DocLnk &link)
         = ReportViewer::forFile(link.file(), this, link.name());
     if (!viewer)
         return;
-    qDebug().noquote() << "Showing saved report" << link.file();
+    qCDebug(reportLog).noquote() << "Showing saved report" << link.file();
     viewer->setObjectName(QStringLiteral("Report"));
     viewer->exec();
 }

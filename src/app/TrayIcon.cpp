@@ -19,8 +19,8 @@
 
 namespace {
 
-// The program's icon with a green dot in its corner.
-QIcon withRunningMark(const QIcon &icon)
+// The program's icon with a dot of colour in its corner.
+QIcon withMark(const QIcon &icon, const QColor &colour)
 {
     QIcon marked;
     for (const int size : {16, 22, 24, 32, 48, 64}) {
@@ -31,7 +31,7 @@ QIcon withRunningMark(const QIcon &icon)
         painter.setRenderHint(QPainter::Antialiasing);
         const int dot = qMax(6, size / 2);
         painter.setPen(QPen(Qt::white, qMax(1, size / 16)));
-        painter.setBrush(QColor(0x2e, 0xa0, 0x43));
+        painter.setBrush(colour);
         painter.drawEllipse(size - dot, size - dot, dot - 1, dot - 1);
         painter.end();
         marked.addPixmap(pixmap);
@@ -72,17 +72,22 @@ TrayIcon::TrayIcon(QuorvelMainWindow *window)
     m_quit->setObjectName(QStringLiteral("trayQuit"));
     connect(m_quit, &QAction::triggered, this, [this] {
         m_window->flush();
-        QCoreApplication::quit();
+        // exit() rather than quit(): quit() closes the windows first, and the window closed
+        // while a task runs only hides into the panel.
+        QCoreApplication::exit(0);
     });
 
     m_idleIcon = Resource::loadIcon(QStringLiteral("quorvel"));
-    m_runningIcon = withRunningMark(m_idleIcon);
+    m_runningIcon = withMark(m_idleIcon, QColor(0x2e, 0xa0, 0x43));
+    m_overdueIcon = withMark(m_idleIcon, QColor(0xe0, 0x6c, 0x00));
 
     connect(window, &QuorvelMainWindow::tasksChanged, this, &TrayIcon::refresh);
     // The running times in the tooltip.
     m_timer = new QTimer(this);
     connect(m_timer, &QTimer::timeout, this, &TrayIcon::refresh);
     m_timer->start(1000);
+    m_panelTimer = new QTimer(this);
+    connect(m_panelTimer, &QTimer::timeout, this, &TrayIcon::checkPanel);
     refresh();
 }
 
@@ -101,7 +106,9 @@ bool TrayIcon::show()
 {
     if (s_panelForTesting) {
         m_shownForTesting = true;
+        m_panelThere = true;
         QApplication::setQuitOnLastWindowClosed(false);
+        m_panelTimer->start(3000);
         refresh();
         return true;
     }
@@ -119,14 +126,34 @@ bool TrayIcon::show()
     }
     refresh();
     m_icon->show();
+    m_panelThere = true;
     // The window may now be closed with the program still running here.
     QApplication::setQuitOnLastWindowClosed(false);
+    m_panelTimer->start(3000);
     return true;
 }
 
 bool TrayIcon::isShown() const
 {
-    return m_shownForTesting || (m_icon && m_icon->isVisible());
+    return m_panelThere && (m_shownForTesting || (m_icon && m_icon->isVisible()));
+}
+
+void TrayIcon::checkPanel()
+{
+    if (!m_shownForTesting && !m_icon)
+        return;
+    const bool there
+        = m_shownForTesting ? s_panelForTesting : QSystemTrayIcon::isSystemTrayAvailable();
+    if (there == m_panelThere)
+        return;
+    m_panelThere = there;
+    QApplication::setQuitOnLastWindowClosed(!there);
+    // A window hidden into a panel that is gone could be reached no more.
+    if (!there && !m_window->isVisible()) {
+        m_window->showNormal();
+        m_window->raise();
+        m_window->activateWindow();
+    }
 }
 
 QAction *TrayIcon::shortcutAction(int slot) const
@@ -139,11 +166,19 @@ QString TrayIcon::toolTip() const
     QString text = tr("Quorvel");
     const QDateTime now = Clock::currentTime(true);
     for (const QVTask *task : m_window->document()->tasks) {
-        if (task->isRunning())
-            text += QLatin1Char('\n') + task->activityName() + QLatin1Char('\t')
-                    + TaskTimeText::runningTime(task->start(), now);
+        if (!task->isRunning())
+            continue;
+        const QString time = TaskTimeText::runningTime(task->start(), now);
+        text += QLatin1Char('\n') + task->activityName() + QLatin1Char('\t')
+                + (m_overdue.contains(task->id) ? tr("%1 (still running?)").arg(time) : time);
     }
     return text;
+}
+
+void TrayIcon::setOverdueTasks(const QSet<int> &taskIds)
+{
+    m_overdue = taskIds;
+    refresh();
 }
 
 void TrayIcon::refresh()
@@ -161,11 +196,15 @@ void TrayIcon::refresh()
     }
     refreshRunning();
     bool running = false;
-    for (const QVTask *task : m_window->document()->tasks)
+    bool overdue = false;
+    for (const QVTask *task : m_window->document()->tasks) {
         running = running || task->isRunning();
+        overdue = overdue || (task->isRunning() && m_overdue.contains(task->id));
+    }
     m_showsRunning = running;
+    m_showsOverdue = overdue;
     if (m_icon) {
-        m_icon->setIcon(running ? m_runningIcon : m_idleIcon);
+        m_icon->setIcon(overdue ? m_overdueIcon : running ? m_runningIcon : m_idleIcon);
         m_icon->setToolTip(toolTip());
     }
 }

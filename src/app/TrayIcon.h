@@ -6,6 +6,7 @@
 #include <QIcon>
 #include <QList>
 #include <QObject>
+#include <QSet>
 
 #include <memory>
 
@@ -19,8 +20,10 @@ class QuorvelMainWindow;
 // extension). Its icon tells whether a task runs, its tooltip lists the running tasks with
 // their running times, and its menu has the three shortcut buttons (clicking the buttons
 // themselves: the same command, with every refusal and question), then every running task
-// that has no button (a click stops it by the same rules), "Open Quorvel" and "Quit". The
-// window closed while a task runs stays here (QuorvelMainWindow::closeEvent).
+// that has no button (a click stops it by the same rules), "Open Quorvel" and "Quit", which
+// ends Quorvel. The window closed while a task runs stays here (QuorvelMainWindow::closeEvent);
+// should the panel go away meanwhile, the window comes back. A task the reminder asked about
+// is marked in the icon and the tooltip until it is stopped or kept (ForgottenTimer).
 class TrayIcon : public QObject
 {
     Q_OBJECT
@@ -40,18 +43,28 @@ public:
     QList<QAction *> runningActions() const { return m_running; }
     QAction *openAction() const { return m_open; }
     QAction *quitAction() const { return m_quit; }
-    // "Quorvel", then a line "activity<tab>H:MM" for each running task, oldest first.
+    // "Quorvel", then a line "activity<tab>H:MM" for each running task, oldest first; a task
+    // that has run past the reminder's hours has "H:MM (still running?)".
     QString toolTip() const;
     // Whether the icon shows a running task.
     bool showsRunning() const { return m_showsRunning; }
+    // Whether the icon shows a task that has run past the reminder's hours.
+    bool showsOverdue() const { return m_showsOverdue; }
+
+    // The running tasks, by id, that the reminder asked about and nobody answered yet.
+    void setOverdueTasks(const QSet<int> &taskIds);
 
     // Brings the entries, the tooltip and the icon up to date with the window.
     void refresh();
+    // Looks whether the panel is still there (every few seconds): without it, closing the
+    // window ends Quorvel again, and a hidden window is shown.
+    void checkPanel();
     // A message from the icon, where the desktop has no notification service.
     void showMessage(const QString &title, const QString &text);
 
     // --- Test seam: a panel where the platform has none (offscreen). show() then succeeds
-    // and the icon counts as shown, without a QSystemTrayIcon.
+    // and the icon counts as shown, without a QSystemTrayIcon; turned off again, the panel
+    // has gone away at the next checkPanel().
     static void setPanelForTesting(bool on);
 
 private:
@@ -69,8 +82,14 @@ private:
     // The ids of the tasks those entries stand for, in order.
     QList<int> m_runningIds;
     QTimer *m_timer = nullptr;
+    QTimer *m_panelTimer = nullptr;
     QIcon m_idleIcon;
     QIcon m_runningIcon;
+    QIcon m_overdueIcon;
+    QSet<int> m_overdue;
     bool m_showsRunning = false;
+    bool m_showsOverdue = false;
     bool m_shownForTesting = false;
+    // Whether the panel was there at the last look.
+    bool m_panelThere = false;
 };

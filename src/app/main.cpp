@@ -8,6 +8,8 @@
 #include "app/TrayIcon.h"
 #include "model/QuorvelDocument.h"
 #include "platform/Clock.h"
+#include "platform/GraphicalSession.h"
+#include "platform/Logging.h"
 #include "platform/MessageBox.h"
 #include "platform/QuorvelApplication.h"
 #include "platform/Resource.h"
@@ -21,6 +23,9 @@
 int main(int argc, char *argv[])
 {
     Clock::pinLocalTimeZone();
+    // Before the application object: without a display the toolkit aborts in its constructor.
+    if (!GraphicalSession::available(argc, argv))
+        return GraphicalSession::refuse(argv);
     QuorvelApplication app(argc, argv);
     Translations::install(app);
     QCoreApplication::setApplicationName(QStringLiteral("quorvel"));
@@ -77,7 +82,7 @@ int main(int argc, char *argv[])
     DBusService service(&window);
     QString why;
     if (!service.publish(QDBusConnection::sessionBus(), &why))
-        qInfo("Quorvel is not on the session bus: %s", qPrintable(why));
+        qCInfo(windowLog, "Quorvel is not on the session bus: %s", qPrintable(why));
     app.watchDataFile(QuorvelDocument::dataFilePath());
 
     // In the panel where the desktop has one; without, closing the window ends Quorvel.
@@ -90,7 +95,7 @@ int main(int argc, char *argv[])
     QString noIdleTime;
     IdleSource *idleSource = IdleSource::find(&window, QDBusConnection::sessionBus(), &noIdleTime);
     if (!idleSource)
-        qInfo("Quorvel cannot ask about idle time: %s", qPrintable(noIdleTime));
+        qCInfo(windowLog, "Quorvel cannot ask about idle time: %s", qPrintable(noIdleTime));
     IdleWatcher idleWatcher(&window, idleSource, noIdleTime);
     window.setIdleWatcher(&idleWatcher);
 

@@ -7,6 +7,7 @@
 #include "model/Configuration.h"
 #include "model/QuorvelDocument.h"
 #include "platform/FileLock.h"
+#include "platform/GraphicalSession.h"
 #include "platform/PrivateFiles.h"
 #include "platform/SingleInstance.h"
 #include "platform/TerminalInput.h"
@@ -354,16 +355,13 @@ int setUp(const QStringList &arguments)
 
 int Launcher::openWindow(char *argv[])
 {
-    // Without a display the toolkit would abort; say what can be done from here instead.
-    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
-        && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        return windowNotStarted(
-            argv,
-            QT_TRANSLATE_NOOP("Commands",
-                              "there is no display to open the window on (neither DISPLAY nor "
-                              "WAYLAND_DISPLAY is set). The commands work without one: %1 "
-                              "lists them, and “quorvel setup” sets Quorvel up."),
-            QStringLiteral("“quorvel help”"));
+    // Without a display the toolkit would abort; say what can be done from here instead, as
+    // the window's program itself does.
+    int argc = 0;
+    while (argv[argc])
+        ++argc;
+    if (!GraphicalSession::available(argc, argv))
+        return GraphicalSession::refuse(argv);
     const QString folder = programFolder();
     const QStringList candidates = {
         folder + QStringLiteral("/quorvel-gui"),

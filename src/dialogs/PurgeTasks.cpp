@@ -8,6 +8,7 @@
 #include "model/Configuration.h"
 #include "platform/Clock.h"
 #include "platform/DateBookMonth.h"
+#include "platform/Logging.h"
 #include "platform/TimeString.h"
 
 #include <QCalendarWidget>
@@ -192,7 +193,7 @@ void PurgeTasks::pmChanged(int state)
 
 void PurgeTasks::accept()
 {
-    qDebug("PurgeTasks::accept()");
+    qCDebug(windowLog, "PurgeTasks::accept()");
     // "Now" means the moment of OK, not the moment the dialog opened.
     if (radNow->isChecked())
         purgeDateTime = Clock::currentTime(false);

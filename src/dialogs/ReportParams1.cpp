@@ -5,6 +5,7 @@
 
 #include "platform/Clock.h"
 #include "platform/DateBookMonth.h"
+#include "platform/Logging.h"
 #include "platform/MessageBox.h"
 #include "platform/TimeString.h"
 
@@ -80,14 +81,14 @@ void ReportParams1::openDatePicker(void (ReportParams1::*chosen)(int, int, int),
 
 void ReportParams1::pickFromDate()
 {
-    qDebug("ReportParams1::pickFromDate()");
+    qCDebug(windowLog, "ReportParams1::pickFromDate()");
     openDatePicker(qOverload<int, int, int>(&ReportParams1::setFromDate),
                    &ReportParams1::gotHideFromDate, fromDate, btnFromDate);
 }
 
 void ReportParams1::pickToDate()
 {
-    qDebug("ReportParams1::pickToDate()");
+    qCDebug(windowLog, "ReportParams1::pickToDate()");
     openDatePicker(qOverload<int, int, int>(&ReportParams1::setToDate),
                    &ReportParams1::gotHideToDate, toDate, btnToDate);
 }

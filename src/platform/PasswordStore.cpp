@@ -14,7 +14,7 @@
 
 namespace {
 
-Q_LOGGING_CATEGORY(keyringLog, "quorvel.keyring", QtInfoMsg)
+Q_LOGGING_CATEGORY(keyringLog, "quorvel.keyring", QtWarningMsg)
 
 struct JobResult
 {

@@ -6,6 +6,7 @@
 #include "dialogs/ReportParams1.h"
 #include "platform/Clock.h"
 #include "platform/Config.h"
+#include "platform/Logging.h"
 #include "reports/ReportViewer.h"
 
 #include <QDebug>
@@ -71,7 +72,7 @@ QDate Report::today()
 
 void Report::invoke()
 {
-    qDebug("Report: %s", qPrintable(getMenuName()));
+    qCDebug(reportLog, "Report: %s", qPrintable(getMenuName()));
     Config config(QStringLiteral("quorvelqpe"), Config::User);
     config.setGroup(settingsGroup());
     const QString remembered = config.readEntry(QStringLiteral("DefaultParameters"));
@@ -79,7 +80,7 @@ void Report::invoke()
         setParametersFromString(remembered);
 
     if (!setParametersFromUI()) {
-        qDebug("User cancelled report");
+        qCDebug(reportLog, "User cancelled report");
         return;
     }
     config.writeEntry(QStringLiteral("DefaultParameters"), getParameters());

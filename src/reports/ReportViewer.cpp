@@ -5,6 +5,7 @@
 
 #include "platform/DocLnk.h"
 #include "platform/FileDialog.h"
+#include "platform/Logging.h"
 #include "platform/MessageBox.h"
 #include "reports/Report.h"
 #include "reports/ReportBrowser.h"
@@ -176,15 +177,15 @@ void ReportViewer::saveReport()
     if (!m_report)
         return;
     const QString name = m_report->getReportFileName();
-    qDebug().noquote() << QStringLiteral("filename=%1").arg(name);
+    qCDebug(reportLog).noquote() << QStringLiteral("filename=%1").arg(name);
     DocLnk link;
-    qDebug("DocLnk created");
+    qCDebug(reportLog, "DocLnk created");
     link.setName(name);
-    qDebug("file name set");
+    qCDebug(reportLog, "file name set");
     link.setType(FileManager::reportType());
-    qDebug("type set");
+    qCDebug(reportLog, "type set");
     const FileManager manager;
-    qDebug("FileManager created");
+    qCDebug(reportLog, "FileManager created");
     if (!manager.saveFile(link, m_report->getReportText())) {
         // Saying "saved" for a report that is not there would lose it the day it is needed.
         MessageBox::warning(this, tr("Report Not Saved"),
@@ -192,7 +193,7 @@ void ReportViewer::saveReport()
                                 .arg(FileManager::folderFor(FileManager::reportType())));
         return;
     }
-    qDebug("file saved");
+    qCDebug(reportLog, "file saved");
     MessageBox::information(this, tr("Report Saved"), tr("Report document name:\n%1").arg(name));
 }
 

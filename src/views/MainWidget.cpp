@@ -8,6 +8,7 @@
 #include "model/QuorvelDocument.h"
 #include "model/TaskTimeText.h"
 #include "platform/Clock.h"
+#include "platform/Logging.h"
 #include "platform/TimeString.h"
 
 #include <QDebug>
@@ -217,7 +218,7 @@ QString MainWidget::runningTimeText(const QDateTime &start, const QDateTime &now
 void MainWidget::tableCellChanged(int row, int column)
 {
     if (row < 0 || column < 0) {
-        qDebug("row=%d col=%d", row, column);
+        qCDebug(windowLog, "row=%d col=%d", row, column);
         selectedTask = nullptr;
         return;
     }
