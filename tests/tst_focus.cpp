@@ -450,7 +450,7 @@ void TestFocus::tabRound_data()
         {"tblActivityList", "btnNew", "btnEdit", "btnDelete"}, none);
     add("ActivityList, no categories", withoutRecords(createdFor<ActivityList>),
         {"tblActivityList"}, none);
-    add("Synchronize", createdFor<Synchronize>, {"txtMessages"}, none);
+    add("Synchronize", createdFor<Synchronize>, {"txtMessages", "btnClose"}, none);
     add("ReportViewer", summaryViewer,
         {"txtReport/QTextBrowser", "btnSaveReport", "btnPrintReport", "btnExportPdf",
          "btnExportCsv"},

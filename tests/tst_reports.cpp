@@ -674,7 +674,7 @@ void TestReports::viewerShowsTheReport()
     PeriodTimeSheetReport report(nullptr, &doc);
     report.setParametersFromString(QStringLiteral("1,0,2026,11,20,2026,11,21"));
     ReportViewer viewer(&report);
-    QCOMPARE(viewer.windowTitle(), QStringLiteral("Quorvel - Report"));
+    QCOMPARE(viewer.windowTitle(), QStringLiteral("Quorvel - Report — Period Time Sheet"));
     QCOMPARE(viewer.browser()->reportText(), report.getReportText());
     QVERIFY(viewer.browser()->reportText().startsWith(
         QStringLiteral("<qt bgcolor=#ffffff><p><font face=Arial size=5 color=#0000ff>Period Time "
@@ -968,7 +968,7 @@ void TestReports::savedReportOpensAfterARestart()
         auto *viewer = qobject_cast<ReportViewer *>(widget);
         QVERIFY(viewer);
         QCOMPARE(viewer->objectName(), QStringLiteral("Report"));
-        QCOMPARE(viewer->windowTitle(), QStringLiteral("Quorvel - Report"));
+        QCOMPARE(viewer->windowTitle(), QStringLiteral("Quorvel - Report — Timesheet 11-21-26"));
         // A saved report is only looked at: there is nothing to save.
         QVERIFY(!viewer->saveButton());
         // It can still be printed and exported as PDF; CSV needs the report's data.

@@ -1528,6 +1528,14 @@ Ihre Änderungen bleiben im Fenster erhalten und werden beim nächsten gelungene
     </message>
 </context>
 <context>
+    <name>Report</name>
+    <message>
+        <source>%1 — %2</source>
+        <extracomment>A window&apos;s caption, then the name of the report the window shows.</extracomment>
+        <translation>%1 — %2</translation>
+    </message>
+</context>
+<context>
     <name>ReportBrowser</name>
     <message>
         <source>Previous Page</source>
@@ -2002,6 +2010,10 @@ SHA-256: %2</translation>
     <message>
         <source>Personal Messages From Server</source>
         <translation>Persönliche Nachrichten vom Server</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Schließen</translation>
     </message>
 </context>
 <context>

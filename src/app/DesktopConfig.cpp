@@ -37,3 +37,13 @@ void DesktopConfig::setFlag(const QString &key, bool value)
 {
     DesktopGroup().writeEntry(key, value);
 }
+
+QByteArray DesktopConfig::bytes(const QString &key)
+{
+    return QByteArray::fromBase64(DesktopGroup().readEntry(key).toLatin1());
+}
+
+void DesktopConfig::setBytes(const QString &key, const QByteArray &value)
+{
+    DesktopGroup().writeEntry(key, QString::fromLatin1(value.toBase64()));
+}

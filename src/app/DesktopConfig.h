@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 
 // The settings of Quorvel on the desktop (idle time, reminders, the panel): the group "Desktop"
@@ -14,5 +15,8 @@ int number(const QString &key, int byDefault);
 void setNumber(const QString &key, int value);
 bool flag(const QString &key, bool byDefault);
 void setFlag(const QString &key, bool value);
+// Bytes kept as Base64 text; empty when the key is absent.
+QByteArray bytes(const QString &key);
+void setBytes(const QString &key, const QByteArray &value);
 
 } // namespace DesktopConfig

@@ -103,8 +103,9 @@ QuorvelMainWindow::QuorvelMainWindow(QWidget *parent)
     connect(m_changes, &ChangeChannel::historyChanged, this, &QuorvelMainWindow::updateUndoActions);
     updateUndoActions();
 
-    // Room for the three columns and a few rows on a desktop screen.
-    resize(QSize(640, 480).expandedTo(minimumSizeHint()));
+    // Where the person left it; the first time, room for the three columns and a few rows.
+    if (!restoreGeometry(DesktopConfig::bytes(QStringLiteral("WindowGeometry"))))
+        resize(QSize(640, 480).expandedTo(minimumSizeHint()));
 }
 
 QuorvelMainWindow::~QuorvelMainWindow()
@@ -122,8 +123,10 @@ QuorvelMainWindow::~QuorvelMainWindow()
     if (m_changes)
         disconnect(m_changes, nullptr, this, nullptr);
     // A cancelled first start writes nothing: the file (if any) stays as the user had it.
-    if (!m_quitRequested)
+    if (!m_quitRequested) {
         flush();
+        DesktopConfig::setBytes(QStringLiteral("WindowGeometry"), saveGeometry());
+    }
     // The view reads the document until it is gone: take it down before the document.
     delete m_mainWidget;
     m_mainWidget = nullptr;
@@ -355,6 +358,24 @@ bool QuorvelMainWindow::tellsAboutPanel()
 void QuorvelMainWindow::setTellsAboutPanel(bool tell)
 {
     DesktopConfig::setFlag(QStringLiteral("ToldAboutPanel"), !tell);
+}
+
+void QuorvelMainWindow::showToPerson()
+{
+    setWindowState((windowState() & ~Qt::WindowMinimized) | Qt::WindowActive);
+    show();
+    raise();
+    activateWindow();
+}
+
+void QuorvelMainWindow::receiveDocuments(const QStringList &paths)
+{
+    showToPerson();
+    // Not from inside the socket's handler: a report's window runs a loop of its own.
+    QTimer::singleShot(0, this, [this, paths] {
+        for (const QString &path : paths)
+            setDocument(path);
+    });
 }
 
 void QuorvelMainWindow::closeEvent(QCloseEvent *event)

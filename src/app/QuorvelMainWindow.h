@@ -111,6 +111,12 @@ public Q_SLOTS:
     // for a running task that has no button.
     void stopRunningTask(int taskId);
 
+    // Brings the window before the person: out of the panel or the minimised state (a
+    // maximised window stays maximised), raised and active. A second start asks for this.
+    void showToPerson();
+    // A second start's saved reports (maybe none): the window comes forward and opens them.
+    void receiveDocuments(const QStringList &paths);
+
 public:
     // Declines the handed commands still waiting, at the end of the run.
     void declineWaitingCommands();

@@ -29,7 +29,8 @@ int main(int argc, char *argv[])
     QuorvelApplication app(argc, argv);
     Translations::install(app);
     QCoreApplication::setApplicationName(QStringLiteral("quorvel"));
-    QGuiApplication::setApplicationDisplayName(QCoreApplication::translate("main", "Quorvel"));
+    // No application display name: the desktop would append it to every title, and most
+    // already begin with "Quorvel - ".
     // The desktop matches the window to its entry (and on Wayland its app id) by this name.
     QGuiApplication::setDesktopFileName(QStringLiteral("org.quorvel.Quorvel"));
 
@@ -63,17 +64,7 @@ int main(int argc, char *argv[])
     QObject::connect(&app, &QuorvelApplication::flush, &window, &QuorvelMainWindow::flush);
     QObject::connect(&app, &QuorvelApplication::reload, &window, &QuorvelMainWindow::reload);
     QObject::connect(&instance, &SingleInstance::messageReceived, &window,
-                     [&window](const QStringList &arguments) {
-                         window.show();
-                         window.raise();
-                         window.activateWindow();
-                         // Not from inside the socket's handler: a report's window runs
-                         // a loop of its own.
-                         QTimer::singleShot(0, &window, [&window, arguments] {
-                             for (const QString &path : arguments)
-                                 window.setDocument(path);
-                         });
-                     });
+                     &QuorvelMainWindow::receiveDocuments);
     QObject::connect(&instance, &SingleInstance::commandReceived, &window,
                      &QuorvelMainWindow::carryOut);
     instance.acceptCommands();

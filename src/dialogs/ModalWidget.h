@@ -21,6 +21,8 @@ public:
     // Shows the widget (as an application-modal window over the parent) and returns when it
     // is hidden, closed or destroyed.
     void exec();
+    // Sizes the widget to fit within the screen and centres it on the parent's window.
+    void placeOverParent();
 
     void hide();
     void setVisible(bool visible) override;

@@ -342,8 +342,6 @@ void TaskEdit::maintainActivities()
     ActivityEdit activityEdit(nullptr, m_document, this);
     activityEdit.changes = changes;
     activityEdit.setWindowTitle(tr("Quorvel - New Activity"));
-    // Shown by exec() itself: a dialog already visible when exec() starts is not modal.
-    activityEdit.setWindowState(activityEdit.windowState() | Qt::WindowMaximized);
     if (activityEdit.exec() != QDialog::Accepted)
         return;
 

@@ -65,6 +65,14 @@ QString Report::settingsGroup() const
     return QStringLiteral("Report: ") + getSettingsName();
 }
 
+QString Report::captionWithName(const QString &caption, const QString &name)
+{
+    if (name.isEmpty())
+        return caption;
+    //: A window's caption, then the name of the report the window shows.
+    return tr("%1 — %2").arg(caption, name);
+}
+
 QDate Report::today()
 {
     return Clock::currentTime(false).date();
@@ -137,6 +145,7 @@ QString PeriodReport::getExportName() const
 bool PeriodReport::setParametersFromUI()
 {
     ReportParams1 dialog(parentWidget());
+    dialog.setWindowTitle(captionWithName(dialog.windowTitle(), getMenuName()));
     dialog.setMaximumDays(maximumDays());
     dialog.setFromDate(m_fromDate);
     dialog.setToDate(m_toDate);

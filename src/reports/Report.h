@@ -42,6 +42,8 @@ public:
 
     // Name of the settings group that keeps this report's parameters.
     QString settingsGroup() const;
+    // A window's caption followed by the name of the report it shows, when there is one.
+    static QString captionWithName(const QString &caption, const QString &name);
 
 public Q_SLOTS:
     // Runs the report: remembered parameters, the parameter dialog, then the viewer.

@@ -61,8 +61,10 @@ ReportViewer::ReportViewer(Report *report, QWidget *parent)
     connect(m_save, &QPushButton::clicked, this, &ReportViewer::saveReport);
     addExportButtons(report != nullptr);
     setupView(report ? report->getReportText() : QString());
-    if (report)
+    if (report) {
         m_exportName = report->getExportName();
+        setWindowTitle(Report::captionWithName(windowTitle(), report->getMenuName()));
+    }
 }
 
 ReportViewer::ReportViewer(const QString &savedText, QWidget *parent, const QString &name)
@@ -71,6 +73,7 @@ ReportViewer::ReportViewer(const QString &savedText, QWidget *parent, const QStr
     addExportButtons(false);
     setupView(savedText);
     m_exportName = name.isEmpty() ? m_title : name;
+    setWindowTitle(Report::captionWithName(windowTitle(), name));
 }
 
 QPushButton *ReportViewer::addButton(const QString &text, const QString &objectName)

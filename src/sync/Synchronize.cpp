@@ -11,6 +11,7 @@
 #include "views/SafeTextBrowser.h"
 
 #include <QLocale>
+#include <QPushButton>
 #include <QSslSocket>
 #include <QTcpSocket>
 #include <QTextBrowser>
@@ -68,6 +69,8 @@ Synchronize::Synchronize(QuorvelDocument *doc, QWidget *parent)
     timeout = new QTimer(this);
     timeout->setSingleShot(true);
     connect(timeout, &QTimer::timeout, this, &Synchronize::socketTimeout);
+    // Closing before a result ends the exchange as Escape does: nothing is kept.
+    connect(btnClose, &QPushButton::clicked, this, &QWidget::close);
     restartTimeout();
 
     exchangeTime = Clock::now();
