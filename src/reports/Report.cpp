@@ -136,7 +136,6 @@ QString PeriodReport::getExportName() const
 bool PeriodReport::setParametersFromUI()
 {
     ReportParams1 dialog(parentWidget());
-    dialog.setMaximumDays(maximumDays());
     dialog.setFromDate(m_fromDate);
     dialog.setToDate(m_toDate);
     dialog.chkIncludeZeroActivities->setChecked(m_includeZeroActivities);
