@@ -332,8 +332,12 @@ bool ReportPrinter::print(QPagedPaintDevice *device) const
             m_narrowest = cuts.tableShare;
         for (const Slice &slice : cuts.slices) {
             const QPicture picture = record(document, cuts, slice);
-            const qint64 size = picture.size();
-            if (store.write(picture.data(), size) != size)
+            // A picture repeats its fonts and colours with every cell: packed, a year's time
+            // sheet takes tens of megabytes on disk rather than gigabytes.
+            const QByteArray packed
+                = qCompress(QByteArray::fromRawData(picture.data(), qsizetype(picture.size())), 1);
+            const qint64 size = packed.size();
+            if (store.write(packed) != size)
                 return false;
             kept[size_t(page)].push_back({offset, size});
             offset += size;
@@ -370,8 +374,8 @@ bool ReportPrinter::print(QPagedPaintDevice *device) const
 
             if (!store.seek(part.offset))
                 return false;
-            const QByteArray bytes = store.read(part.size);
-            if (bytes.size() != part.size)
+            const QByteArray bytes = qUncompress(store.read(part.size));
+            if (bytes.isEmpty())
                 return false;
             QPicture picture;
             picture.setData(bytes.constData(), uint(bytes.size()));
