@@ -178,6 +178,7 @@ private Q_SLOTS:
     void printingUsesTheSameSheets();
     void longExportShowsProgressAndCanBeCancelled();
     void printerTakesPagesGiven();
+    void printerTakesTextNamingATable();
     void printerStopsWhenTold();
     void sheetsRepeatTheHeaderAndKeepDaysWhole();
     void tableSpansTheSheetAndEachPageIsLaidOutOnce();
@@ -367,6 +368,32 @@ void TestReportExport::printerTakesPagesGiven()
         {QStringLiteral("Two pages"), QStringLiteral("Page 2 of 2"), QStringLiteral("Second")},
     };
     QCOMPARE(sheetTexts(pdf), expected);
+}
+
+void TestReportExport::printerTakesTextNamingATable()
+{
+    // "<table" in a comment only: no table to cut at, yet every line is printed.
+    QString page = QStringLiteral("<qt><!-- <table> -->");
+    for (int line = 1; line <= 150; ++line)
+        page += QStringLiteral("<p>Line %1</p>").arg(line);
+    page += QStringLiteral("</qt>");
+    const ReportPrinter printer(QStringLiteral("Lines"), {page});
+    QPrinter device(QPrinter::HighResolution);
+    device.setOutputFormat(QPrinter::PdfFormat);
+    const QString pdf = m_dir.filePath(QStringLiteral("lines.pdf"));
+    device.setOutputFileName(pdf);
+    QVERIFY(printer.print(&device));
+    const QList<QStringList> sheets = sheetTexts(pdf);
+    QVERIFY2(sheets.size() > 1, qPrintable(QString::number(sheets.size())));
+    checkHeadersAndFooters(sheets, QStringLiteral("Lines"));
+    QStringList lines;
+    for (const QStringList &sheet : sheets)
+        lines += sheet.mid(2);
+    // A line at the foot of a sheet may be painted, cut, on the next one too.
+    lines.removeDuplicates();
+    QCOMPARE(lines.size(), 150);
+    QCOMPARE(lines.first(), QStringLiteral("Line 1"));
+    QCOMPARE(lines.last(), QStringLiteral("Line 150"));
 }
 
 void TestReportExport::printerStopsWhenTold()

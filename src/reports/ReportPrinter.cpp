@@ -239,7 +239,13 @@ Cuts cutPages(const QTextDocument &document, const Sheet &sheet)
 {
     Cuts cuts;
     cuts.width = sheet.width;
-    for (int page = 0; page < document.pageCount(); ++page)
+    // A text that names a table it does not have (in a comment) was laid out without pages: it
+    // is cut where each sheet is full, and nothing of it is left out.
+    const int pages = document.pageSize().height() > 0
+                          ? document.pageCount()
+                          : qMax(1, int(std::ceil(document.documentLayout()->documentSize().height()
+                                                  / sheet.bodyHeight)));
+    for (int page = 0; page < pages; ++page)
         cuts.slices.push_back({page * sheet.bodyHeight, (page + 1) * sheet.bodyHeight, false});
     return cuts;
 }
