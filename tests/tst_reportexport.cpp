@@ -5,6 +5,7 @@
 // renderer, page by page with the title on every sheet, and CSV for spreadsheets.
 
 #include "DocumentBuilder.h"
+#include "ModalAnswers.h"
 #include "TestEnvironment.h"
 
 #include "model/QuorvelDocument.h"
@@ -18,7 +19,11 @@
 
 #include <QDir>
 #include <QFile>
+#include <QLineEdit>
+#include <QPdfWriter>
+#include <QPrintDialog>
 #include <QPrinter>
+#include <QPrinterInfo>
 #include <QProcess>
 #include <QProgressDialog>
 #include <QPushButton>
@@ -173,7 +178,11 @@ private Q_SLOTS:
     void printingUsesTheSameSheets();
     void longExportShowsProgressAndCanBeCancelled();
     void printerTakesPagesGiven();
+    void printerTakesTextNamingATable();
     void printerStopsWhenTold();
+    void sheetsRepeatTheHeaderAndKeepDaysWhole();
+    void tableSpansTheSheetAndEachPageIsLaidOutOnce();
+    void printToFileProposesTheExportName();
     void savedReportIsExportedAsPdfButNotCsv();
     void titleOfDamagedText();
 
@@ -361,6 +370,32 @@ void TestReportExport::printerTakesPagesGiven()
     QCOMPARE(sheetTexts(pdf), expected);
 }
 
+void TestReportExport::printerTakesTextNamingATable()
+{
+    // "<table" in a comment only: no table to cut at, yet every line is printed.
+    QString page = QStringLiteral("<qt><!-- <table> -->");
+    for (int line = 1; line <= 150; ++line)
+        page += QStringLiteral("<p>Line %1</p>").arg(line);
+    page += QStringLiteral("</qt>");
+    const ReportPrinter printer(QStringLiteral("Lines"), {page});
+    QPrinter device(QPrinter::HighResolution);
+    device.setOutputFormat(QPrinter::PdfFormat);
+    const QString pdf = m_dir.filePath(QStringLiteral("lines.pdf"));
+    device.setOutputFileName(pdf);
+    QVERIFY(printer.print(&device));
+    const QList<QStringList> sheets = sheetTexts(pdf);
+    QVERIFY2(sheets.size() > 1, qPrintable(QString::number(sheets.size())));
+    checkHeadersAndFooters(sheets, QStringLiteral("Lines"));
+    QStringList lines;
+    for (const QStringList &sheet : sheets)
+        lines += sheet.mid(2);
+    // A line at the foot of a sheet may be painted, cut, on the next one too.
+    lines.removeDuplicates();
+    QCOMPARE(lines.size(), 150);
+    QCOMPARE(lines.first(), QStringLiteral("Line 1"));
+    QCOMPARE(lines.last(), QStringLiteral("Line 150"));
+}
+
 void TestReportExport::printerStopsWhenTold()
 {
     QStringList asked;
@@ -369,7 +404,8 @@ void TestReportExport::printerStopsWhenTold()
         return QStringLiteral("<qt><p>Page</p></qt>");
     });
     QList<QPair<int, int>> told;
-    // Stopped after the second page was printed: the third is never laid out again.
+    // Stopped after the second page was printed. Each page is laid out once, before any is
+    // printed.
     printer.setProgress([&told](int done, int total) {
         told << qMakePair(done, total);
         return done < 5;
@@ -378,9 +414,123 @@ void TestReportExport::printerStopsWhenTold()
     device.setOutputFormat(QPrinter::PdfFormat);
     device.setOutputFileName(m_dir.filePath(QStringLiteral("stopped.pdf")));
     QVERIFY(!printer.print(&device));
-    QCOMPARE(asked, (QStringList{QStringLiteral("0"), QStringLiteral("1"), QStringLiteral("2"),
-                                 QStringLiteral("0"), QStringLiteral("1")}));
+    QCOMPARE(asked, (QStringList{QStringLiteral("0"), QStringLiteral("1"), QStringLiteral("2")}));
+    QCOMPARE(printer.layoutCount(), 3);
     QCOMPARE(told, (QList<QPair<int, int>>{{1, 6}, {2, 6}, {3, 6}, {4, 6}, {5, 6}}));
+}
+
+// Every sheet of the long time sheet: the column heads at the top of its table, and whole days.
+void TestReportExport::sheetsRepeatTheHeaderAndKeepDaysWhole()
+{
+    QuorvelDocument doc;
+    fillLong(doc);
+    PeriodTimeSheetReport sheet(nullptr, &doc);
+    sheet.setPeriod(QDate(2026, 1, 26), QDate(2026, 11, 21));
+    ReportViewer viewer(&sheet);
+    const QString pdf = m_dir.filePath(QStringLiteral("sheet.pdf"));
+    FileDialog::setNextAnswer(pdf);
+    viewer.exportPdf();
+    const QList<QStringList> sheets = sheetTexts(pdf);
+    QVERIFY2(sheets.size() > 10, qPrintable(QString::number(sheets.size())));
+    checkHeadersAndFooters(sheets, QStringLiteral("Period Time Sheet, 1/26/26 to 11/21/26"));
+
+    const QRegularExpression weekday(QStringLiteral("^(Mon|Tue|Wed|Thu|Fri|Sat|Sun)$"));
+    const QString dailyTotals = QStringLiteral("Daily Totals 2:15 0:00 0:00 2:15");
+    int days = 0;
+    for (qsizetype i = 0; i < sheets.size(); ++i) {
+        const QString which = QStringLiteral("sheet %1").arg(i + 1);
+        QStringList body = sheets.at(i).mid(2);
+        // A page of the viewer begins with the report's own title and period.
+        if (body.value(0) == QStringLiteral("Period Time Sheet"))
+            body = body.mid(2);
+        QCOMPARE(body.value(0), QStringLiteral("Bill rate 1 Bill rate 2 Private"));
+        QCOMPARE(body.value(1), QStringLiteral("hrs : mins hrs : mins hrs : mins"));
+        // A day begins the sheet's rows, and its daily totals end them (the period totals end
+        // the last sheet): no day is cut.
+        QVERIFY2(weekday.match(body.value(2)).hasMatch(), qPrintable(which + body.value(2)));
+        const bool last = i + 1 == sheets.size();
+        QCOMPARE(body.at(body.size() - (last ? 2 : 1)), dailyTotals);
+        const qsizetype starts = body.filter(weekday).size();
+        QCOMPARE(starts, body.count(dailyTotals));
+        QVERIFY2(starts > 0, qPrintable(which));
+        days += int(starts);
+    }
+    QCOMPARE(days, 300);
+}
+
+void TestReportExport::tableSpansTheSheetAndEachPageIsLaidOutOnce()
+{
+    QuorvelDocument doc;
+    fillLong(doc);
+    PeriodTimeSheetReport sheet(nullptr, &doc);
+    sheet.setPeriod(QDate(2026, 1, 26), QDate(2026, 11, 21));
+    ReportViewer viewer(&sheet);
+    const ReportBrowser *browser = viewer.browser();
+    QCOMPARE(browser->pageCount(), 5);
+    QList<int> asked;
+    ReportPrinter printer(viewer.reportTitle(), browser->pageCount(), [&asked, browser](int page) {
+        asked << page;
+        return browser->pageText(page);
+    });
+    const QString pdf = m_dir.filePath(QStringLiteral("once.pdf"));
+    {
+        QPdfWriter writer(pdf);
+        writer.setPageLayout(QPageLayout(QPageSize(QPageSize::A4), QPageLayout::Portrait,
+                                         QMarginsF(15, 15, 15, 15), QPageLayout::Millimeter));
+        QVERIFY(printer.print(&writer));
+    }
+    QCOMPARE(asked, (QList<int>{0, 1, 2, 3, 4}));
+    QCOMPARE(printer.layoutCount(), 5);
+    // Before, the table took about a third of the sheet's width.
+    QVERIFY2(printer.narrowestTable() >= 0.8,
+             qPrintable(QString::number(printer.narrowestTable())));
+    QVERIFY(printer.narrowestTable() <= 1.0);
+    // The sheets are still numbered "of" their right total.
+    const QList<QStringList> sheets = sheetTexts(pdf);
+    QCOMPARE(pdfPages(pdf), int(sheets.size()));
+    checkHeadersAndFooters(sheets, QStringLiteral("Period Time Sheet, 1/26/26 to 11/21/26"));
+
+    // The summary, three categories, spans the sheet too.
+    PeriodSummaryReport summary(nullptr, &doc);
+    ReportPrinter summaryPrinter(QStringLiteral("Summary"), {summary.getReportText()});
+    QPdfWriter writer(m_dir.filePath(QStringLiteral("summary.pdf")));
+    QVERIFY(summaryPrinter.print(&writer));
+    QCOMPARE(summaryPrinter.layoutCount(), 1);
+    QVERIFY2(summaryPrinter.narrowestTable() >= 0.8,
+             qPrintable(QString::number(summaryPrinter.narrowestTable())));
+}
+
+// Without a printer, Qt's print dialog offers a PDF file only, which it named after the title
+// ("Period Time Sheet, 1/25/26 to 11/25/26": folders in English, a wrong extension in German).
+void TestReportExport::printToFileProposesTheExportName()
+{
+    if (!QPrinterInfo::availablePrinterNames().isEmpty())
+        QSKIP("a printer is installed: the dialog proposes it rather than a file");
+    QuorvelDocument doc;
+    fillLong(doc);
+    PeriodTimeSheetReport sheet(nullptr, &doc);
+    sheet.setPeriod(QDate(2026, 1, 25), QDate(2026, 11, 25));
+    ReportViewer viewer(&sheet);
+    QString proposed;
+    ModalAnswers answers;
+    answers.add([&proposed](QWidget *widget) {
+        auto *dialog = qobject_cast<QPrintDialog *>(widget);
+        QVERIFY(dialog);
+        const auto *file = dialog->findChild<QLineEdit *>(QStringLiteral("filename"));
+        QVERIFY(file);
+        proposed = file->text();
+        dialog->reject();
+    });
+    viewer.printButton()->click();
+    QCOMPARE(answers.remaining(), 0);
+    QCOMPARE(proposed, TestEnvironment::instance()->documentsDir()
+                           + QStringLiteral("/Period Time Sheet 2026-01-25 to 2026-11-25.pdf"));
+    // The dialog checks that it can write there, as here.
+    QFile file(proposed);
+    QVERIFY(file.open(QIODevice::Append));
+    file.close();
+    QVERIFY(file.remove());
+    QCOMPARE(MessageBox::shown().size(), 0);
 }
 
 void TestReportExport::savedReportIsExportedAsPdfButNotCsv()

@@ -155,7 +155,7 @@ private Q_SLOTS:
     void dialogForm();
     void singleDayPeriodIsAccepted();
     void fromAfterToIsRefused();
-    void timeSheetPeriodIsLimited();
+    void timeSheetCoversTenYears();
     void invalidDatesBecomeToday();
     void onePickerServesBothButtons();
 
@@ -566,37 +566,47 @@ void TestReports::fromAfterToIsRefused()
     QCOMPARE(MessageBox::shown().size(), 1);
 }
 
-void TestReports::timeSheetPeriodIsLimited()
+void TestReports::timeSheetCoversTenYears()
 {
     prepareDataFile();
     QuorvelMainWindow window;
-    const qint64 limit = PeriodTimeSheetReport::MaximumDays;
-    const QDate from(2020, 1, 1);
+    // 3 653 days, which the time sheet once refused (it took no more than 1 464).
+    const QDate from(2016, 11, 21);
+    const QDate to(2026, 11, 21);
     ModalAnswers answers;
     answers.add([&](QWidget *widget) {
-        auto *dialog = qobject_cast<ReportParams1 *>(widget);
-        QVERIFY(dialog);
-        dialog->setFromDate(from);
-        dialog->setToDate(from.addDays(limit));
-        dialog->accept();
-        QVERIFY(dialog->isVisible());
-        QCOMPARE(MessageBox::shown().size(), 1);
-        QCOMPARE(MessageBox::shown().first().title, QStringLiteral("Date Validation Error"));
-        QCOMPARE(MessageBox::shown().first().text,
-                 QStringLiteral("The period cannot be longer\nthan %1 days.").arg(limit));
-        dialog->setToDate(from.addDays(limit - 1));
-        dialog->accept();
-        QVERIFY(!dialog->isVisible());
+        acceptPeriod(from, to, false, false)(widget);
+        QVERIFY(!widget->isVisible());
     });
-    answers.add([](QWidget *widget) { widget->close(); });
+    QString first;
+    QString last;
+    QString text;
+    answers.add([&](QWidget *widget) {
+        const ReportBrowser *browser = qobject_cast<ReportViewer *>(widget)->browser();
+        text = browser->reportText();
+        first = browser->pageText(0);
+        last = browser->pageText(browser->pageCount() - 1);
+        widget->close();
+    });
     window.reports().at(1)->invoke();
     QCOMPARE(answers.remaining(), 0);
-    QCOMPARE(MessageBox::shown().size(), 1);
+    QVERIFY(MessageBox::shown().isEmpty());
+    QVERIFY(text.contains(QStringLiteral("11/21/16 to 11/21/26")));
+    QCOMPARE(text.count(QStringLiteral("<td align=top bgcolor=#c0c0c0 rowspan=")), 3653);
+    // The first day opens the first page's table, the last day ends the last page's days.
+    const QString firstDay = QStringLiteral("<tr><td align=top bgcolor=#c0c0c0 rowspan=1>"
+                                            "Mon<br>Nov&nbsp;21<br>2016</td>");
+    QCOMPARE(first.indexOf(QStringLiteral("<td align=top")), first.indexOf(firstDay) + 4);
+    const QString lastDay = QStringLiteral(">Sat<br>Nov&nbsp;21<br>2026</td>");
+    const qsizetype lastCell = last.lastIndexOf(QStringLiteral("<td align=top"));
+    QCOMPARE(last.indexOf(lastDay, lastCell), last.indexOf(QLatin1Char('>'), lastCell));
+    QVERIFY(!last.contains(QStringLiteral("Nov&nbsp;22<br>2026")));
+    MessageBox::clearShown();
 
-    // The summary has no such limit: its text does not grow with the days.
+    // The summary covers any period too.
     MessageBox::clearShown();
     answers.add(acceptPeriod(QDate(1990, 1, 1), QDate(2026, 11, 21), true, false));
-    QString text;
+    text.clear();
     answers.add([&text](QWidget *widget) {
         text = qobject_cast<ReportViewer *>(widget)->browser()->reportText();
         widget->close();

@@ -809,8 +809,16 @@ void TestServerAdmin::reportRefusals()
     QCOMPARE(run(words("user add alice"), "pass\n").status, 0);
     refused(words("report summary --from 2026-11-02 --to 2026-11-01"),
             QStringLiteral("The period ends before it begins.\n"));
-    refused(words("report timesheet --from 2020-01-01 --to 2026-11-01"),
-            QStringLiteral("The period cannot be longer than 1464 days.\n"));
+    // A time sheet may cover ten years: 3 653 days, from the first to the last.
+    const ServerProcess::Result tenYears
+        = run(words("report timesheet --from 2016-11-21 --to 2026-11-21"));
+    QCOMPARE(tenYears.status, 0);
+    const QString dayCell = QStringLiteral("<td align=top bgcolor=#c0c0c0 rowspan=1>");
+    QCOMPARE(tenYears.out.count(dayCell), 3653);
+    QCOMPARE(tenYears.out.indexOf(dayCell + QStringLiteral("Mon<br>Nov&nbsp;21<br>2016</td>")),
+             tenYears.out.indexOf(dayCell));
+    QCOMPARE(tenYears.out.indexOf(dayCell + QStringLiteral("Sat<br>Nov&nbsp;21<br>2026</td>")),
+             tenYears.out.lastIndexOf(dayCell));
     refused(words("report summary --from 2026-11-01 --to 2026-11-02 --user nobody"),
             QStringLiteral("There is no user nobody.\n"));
     // A summary may cover any period.

@@ -6,6 +6,7 @@
 // programs do. The texts below are the German ones, written by hand.
 
 #include "DocumentBuilder.h"
+#include "ModalAnswers.h"
 #include "ReportReference.h"
 #include "TestAuthority.h"
 #include "TestEnvironment.h"
@@ -20,13 +21,17 @@
 #include "reports/PeriodSummaryReport.h"
 #include "reports/PeriodTimeSheetReport.h"
 #include "reports/ReportText.h"
+#include "reports/ReportViewer.h"
 #include "sync/Synchronize.h"
 
 #include <QAction>
 #include <QDialogButtonBox>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
+#include <QPrintDialog>
+#include <QPrinterInfo>
 #include <QPushButton>
 #include <QTextBrowser>
 #include <QtTest>
@@ -73,6 +78,7 @@ private Q_SLOTS:
     void firstStartDialog();
     void secureConnectionTexts();
     void reportTexts();
+    void printToFileName();
     void numbersAndDates();
 };
 
@@ -251,6 +257,40 @@ void TestTranslation::reportTexts()
                                               "Zeitraums</td>")));
     // The reference build says the same.
     QCOMPARE(ReportReference::timeSheetHtml(doc, from, to, false, true), timeSheet);
+}
+
+// The German title, "Stundenzettel für Zeitraum, 25.01.26 bis 25.11.26", would give the print
+// dialog's file the extension ".26": the file is named as Export as PDF… names it.
+void TestTranslation::printToFileName()
+{
+    if (!QPrinterInfo::availablePrinterNames().isEmpty())
+        QSKIP("a printer is installed: the dialog proposes it rather than a file");
+    QuorvelDocument doc;
+    QVERIFY(doc.load());
+    PeriodTimeSheetReport sheet(nullptr, &doc);
+    sheet.setPeriod(QDate(2026, 1, 25), QDate(2026, 11, 25));
+    ReportViewer viewer(&sheet);
+    QCOMPARE(viewer.reportTitle(),
+             QStringLiteral("Stundenzettel für Zeitraum, 25.01.26 bis 25.11.26"));
+    QString proposed;
+    ModalAnswers answers;
+    answers.add([&proposed](QWidget *widget) {
+        auto *dialog = qobject_cast<QPrintDialog *>(widget);
+        QVERIFY(dialog);
+        const auto *file = dialog->findChild<QLineEdit *>(QStringLiteral("filename"));
+        QVERIFY(file);
+        proposed = file->text();
+        dialog->reject();
+    });
+    viewer.printButton()->click();
+    QCOMPARE(answers.remaining(), 0);
+    QCOMPARE(proposed,
+             TestEnvironment::instance()->documentsDir()
+                 + QStringLiteral("/Stundenzettel für Zeitraum 2026-01-25 bis 2026-11-25.pdf"));
+    QFile file(proposed);
+    QVERIFY(file.open(QIODevice::Append));
+    file.close();
+    QVERIFY(file.remove());
 }
 
 void TestTranslation::numbersAndDates()

@@ -1570,12 +1570,6 @@ after To date.</source>
         <translation>Das Von-Datum darf nicht
 nach dem Bis-Datum liegen.</translation>
     </message>
-    <message>
-        <source>The period cannot be longer
-than %1 days.</source>
-        <translation>Der Zeitraum darf nicht länger
-als %1 Tage sein.</translation>
-    </message>
 </context>
 <context>
     <name>ReportParams1Base</name>

@@ -111,10 +111,5 @@ void ReportParams1::accept()
                             tr("From date cannot be\nafter To date."));
         return;
     }
-    if (m_maximumDays > 0 && fromDate.daysTo(toDate) + 1 > m_maximumDays) {
-        MessageBox::warning(this, tr("Date Validation Error"),
-                            tr("The period cannot be longer\nthan %1 days.").arg(m_maximumDays));
-        return;
-    }
     QDialog::accept();
 }

@@ -28,9 +28,6 @@ public:
     void setFromDate(const QDate &date);
     void setToDate(const QDate &date);
 
-    // Longest period, in days, that OK accepts; 0 (the default) for no limit.
-    void setMaximumDays(qint64 days) { m_maximumDays = days; }
-
     // Global point at which the calendar opens for a button: just below it.
     QPoint datePopupPosition(const QWidget *button) const;
 
@@ -55,6 +52,4 @@ private:
     void openDatePicker(void (ReportParams1::*chosen)(int, int, int),
                         void (ReportParams1::*hidden)(), const QDate &date,
                         const QToolButton *button);
-
-    qint64 m_maximumDays = 0;
 };

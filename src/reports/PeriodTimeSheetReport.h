@@ -14,10 +14,6 @@ class PeriodTimeSheetReport : public PeriodReport
 public:
     PeriodTimeSheetReport(QWidget *parent, QuorvelDocument *document);
 
-    // The longest period a time sheet covers: its text grows with every day times every
-    // activity, and ten years of it would take gigabytes.
-    static constexpr qint64 MaximumDays = 4 * 366;
-
     QString getMenuName() const override;
     QString getSettingsName() const override;
     QString getReportText() const override;
@@ -27,7 +23,4 @@ public:
 
     // How many activities have time on day.
     int countNonzeroActivities(const QDate &day) const;
-
-protected:
-    qint64 maximumDays() const override { return MaximumDays; }
 };

@@ -146,7 +146,6 @@ bool PeriodReport::setParametersFromUI()
 {
     ReportParams1 dialog(parentWidget());
     dialog.setWindowTitle(captionWithName(dialog.windowTitle(), getMenuName()));
-    dialog.setMaximumDays(maximumDays());
     dialog.setFromDate(m_fromDate);
     dialog.setToDate(m_toDate);
     dialog.chkIncludeZeroActivities->setChecked(m_includeZeroActivities);

@@ -84,10 +84,6 @@ public:
     void setIncludeZeroActivities(bool on) { m_includeZeroActivities = on; }
     void setDecimalHours(bool on) { m_decimalHours = on; }
 
-protected:
-    // Longest period the parameter dialog accepts, in days; 0 for no limit.
-    virtual qint64 maximumDays() const { return 0; }
-
 private:
     QDate m_fromDate;
     QDate m_toDate;

@@ -205,6 +205,11 @@ void ReportViewer::printReport()
     QPrinter printer(QPrinter::HighResolution);
     printer.setDocName(m_title);
     printer.setPageLayout(defaultPageLayout());
+    // Without a printer the dialog offers a file only, which it would name after the title,
+    // whose dates make no file name (slashes, or dots taken for an extension): it proposes the
+    // name that Export as PDF… proposes.
+    if (printer.printerName().isEmpty())
+        printer.setOutputFileName(proposedFile(QStringLiteral(".pdf")));
     QPrintDialog dialog(&printer, this);
     dialog.setWindowTitle(tr("Print Report"));
     if (dialog.exec() != QDialog::Accepted)
@@ -259,13 +264,17 @@ void ReportViewer::exportCsv()
 QString ReportViewer::askExportFile(const QString &caption, const QString &extension,
                                     const QString &filter)
 {
-    const QString proposed = QDir(FileManager::userDocumentsFolder())
-                                 .filePath(FileManager::safeFileName(m_exportName) + extension);
-    QString chosen = FileDialog::getSaveFileName(this, caption, proposed, filter);
+    QString chosen = FileDialog::getSaveFileName(this, caption, proposedFile(extension), filter);
     // A name typed without an extension gets the file's kind, as the filter promised.
     if (!chosen.isEmpty() && QFileInfo(chosen).suffix().isEmpty())
         chosen += extension;
     return chosen;
+}
+
+QString ReportViewer::proposedFile(const QString &extension) const
+{
+    return QDir(FileManager::userDocumentsFolder())
+        .filePath(FileManager::safeFileName(m_exportName) + extension);
 }
 
 void ReportViewer::tellNotWritten(const QString &path)

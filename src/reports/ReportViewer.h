@@ -61,6 +61,8 @@ private:
     // The file the person chooses, proposed in the documents folder under the report's name;
     // empty when cancelled.
     QString askExportFile(const QString &caption, const QString &extension, const QString &filter);
+    // The report's safe file name in the documents folder, with extension.
+    QString proposedFile(const QString &extension) const;
     void tellNotWritten(const QString &path);
 
     Report *m_report = nullptr;

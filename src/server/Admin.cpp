@@ -787,9 +787,6 @@ int Admin::report(ReportKind kind, const QDate &from, const QDate &to, const QSt
     }
     if (to < from)
         return fail(tr("The period ends before it begins."));
-    // As in the program: a longer time sheet would take gigabytes.
-    if (kind == ReportKind::TimeSheet && from.daysTo(to) + 1 > 1464)
-        return fail(tr("The period cannot be longer than 1464 days."));
     QuorvelDocument doc;
     if (!reportDocument(user, &doc))
         return databaseFailed();
