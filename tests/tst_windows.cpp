@@ -455,10 +455,21 @@ void TestWindows::titlesOnTheDesktop()
     QProcessEnvironment environment = processEnvironment(QStringLiteral("2026-11-21T09:30:00"));
     environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
     environment.insert(QStringLiteral("DISPLAY"), display.name());
+    // No session bus here: without an address, libdbus tries to start one through the X
+    // display and leaks in doing so, which the sanitizer build reports as the window's failure.
+    environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("disabled:"));
+    // libxkbcommon-x11 strndup()s names of exact length, which strict string checks take for a
+    // read past the end: the X keyboard is no code of ours, so those checks are off for the window.
+    const QString sanitizer = environment.value(QStringLiteral("ASAN_OPTIONS"));
+    if (!sanitizer.isEmpty())
+        environment.insert(QStringLiteral("ASAN_OPTIONS"),
+                           QString(sanitizer).replace(QStringLiteral("strict_string_checks=1"),
+                                                      QStringLiteral("strict_string_checks=0")));
     WindowProcess gui(QStringLiteral(QUORVEL_GUI), environment);
     const QString socket = QFileInfo(QuorvelDocument::dataFilePath()).absolutePath()
                            + QStringLiteral("/quorvel.socket");
-    QVERIFY(gui.start(socket, {savedReportPath()}));
+    if (!gui.start(socket, {savedReportPath()}))
+        QFAIL(gui.errorOutput().constData());
     const QStringList expected
         = {QStringLiteral("Quorvel"), QStringLiteral("Quorvel - Report — Timesheet")};
     QStringList titles;
@@ -469,7 +480,8 @@ void TestWindows::titlesOnTheDesktop()
         },
         20000);
     QCOMPARE(titles, expected);
-    QCOMPARE(gui.terminate(), 0);
+    const int status = gui.terminate();
+    QVERIFY2(status == 0, gui.errorOutput().constData());
 }
 
 // As QUORVEL_TEST_MAIN, on a laptop's screen.
