@@ -13,11 +13,11 @@
 
 #include "BenchSupport.h"
 #include "model/QuorvelDocument.h"
-#include "platform/FileDialog.h"
-#include "platform/MessageBox.h"
-#include "reports/PeriodTimeSheetReport.h"
-#include "reports/ReportBrowser.h"
-#include "reports/ReportViewer.h"
+#include "reportwindows/PeriodTimeSheetReport.h"
+#include "reportwindows/ReportBrowser.h"
+#include "reportwindows/ReportViewer.h"
+#include "widgets/FileDialog.h"
+#include "widgets/MessageBox.h"
 
 #include <QApplication>
 #include <QDir>

@@ -14,8 +14,8 @@
 
 #include "BenchSupport.h"
 #include "model/QuorvelDocument.h"
-#include "reports/ReportBrowser.h"
 #include "reports/ReportText.h"
+#include "reportwindows/ReportBrowser.h"
 #include "views/SafeTextBrowser.h"
 
 #include <QApplication>

@@ -26,8 +26,8 @@
 #include "ServerProcess.h"
 #include "TestAuthority.h"
 #include "model/QuorvelDocument.h"
+#include "model/SyncProtocol.h"
 #include "platform/Clock.h"
-#include "sync/SyncProtocol.h"
 #include "sync/TlsTrust.h"
 
 #include <QCoreApplication>

@@ -11,7 +11,7 @@
 
 #include "FuzzSupport.h"
 
-#include "sync/Synchronize.h"
+#include "dialogs/Synchronize.h"
 #include "views/SafeTextBrowser.h"
 
 #include <QAbstractTextDocumentLayout>

@@ -11,10 +11,10 @@
 #include "ReportReference.h"
 
 #include "model/QuorvelDocument.h"
-#include "reports/PeriodSummaryReport.h"
-#include "reports/PeriodTimeSheetReport.h"
 #include "reports/ReportData.h"
 #include "reports/ReportText.h"
+#include "reportwindows/PeriodSummaryReport.h"
+#include "reportwindows/PeriodTimeSheetReport.h"
 
 #include <cstdio>
 #include <memory>

@@ -14,8 +14,8 @@
 #include "FuzzSupport.h"
 
 #include "platform/DocLnk.h"
-#include "reports/ReportBrowser.h"
-#include "reports/ReportViewer.h"
+#include "reportwindows/ReportBrowser.h"
+#include "reportwindows/ReportViewer.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -12,7 +12,7 @@
 #include "FuzzSupport.h"
 
 #include "HttpRequest.h"
-#include "sync/SyncProtocol.h"
+#include "model/SyncProtocol.h"
 
 #include <QDateTime>
 

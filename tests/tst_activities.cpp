@@ -10,8 +10,8 @@
 #include "dialogs/CategoryEdit.h"
 #include "model/Configuration.h"
 #include "model/QuorvelDocument.h"
-#include "platform/MessageBox.h"
 #include "views/QVTable.h"
+#include "widgets/MessageBox.h"
 
 #include <QtTest>
 

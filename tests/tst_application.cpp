@@ -5,12 +5,12 @@
 #include "TestEnvironment.h"
 
 #include "app/QuorvelMainWindow.h"
+#include "app/SingleInstance.h"
 #include "model/QuorvelDocument.h"
-#include "platform/MessageBox.h"
-#include "platform/QuorvelApplication.h"
-#include "platform/Resource.h"
-#include "platform/SingleInstance.h"
 #include "views/MainWidget.h"
+#include "widgets/MessageBox.h"
+#include "widgets/QuorvelApplication.h"
+#include "widgets/Resource.h"
 
 #include <QElapsedTimer>
 #include <QLocalSocket>

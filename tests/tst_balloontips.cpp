@@ -13,9 +13,9 @@
 #include "dialogs/OperatingMode.h"
 #include "platform/Clock.h"
 #include "platform/Config.h"
-#include "platform/QuorvelApplication.h"
 #include "views/BalloonTip.h"
 #include "views/MainWidget.h"
+#include "widgets/QuorvelApplication.h"
 
 #include <QFile>
 #include <QFontMetrics>

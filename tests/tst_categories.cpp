@@ -8,8 +8,8 @@
 #include "dialogs/CategoryEdit.h"
 #include "dialogs/CategoryList.h"
 #include "model/QuorvelDocument.h"
-#include "platform/MessageBox.h"
 #include "views/QVTable.h"
+#include "widgets/MessageBox.h"
 
 #include <QtTest>
 

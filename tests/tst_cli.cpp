@@ -9,6 +9,7 @@
 #include "DocumentBuilder.h"
 #include "ModalAnswers.h"
 #include "TestEnvironment.h"
+#include "keyring/ServerPassword.h"
 
 #include "app/QuorvelMainWindow.h"
 #include "dialogs/OperatingMode.h"
@@ -444,7 +445,7 @@ void TestCli::setupWritesWhatTheFirstStartWrites()
         QuorvelMainWindow window;
         QCOMPARE(answers.remaining(), 0);
         // The password reaches its store once the keyring has answered.
-        QTRY_COMPARE(Configuration().serverPassword(),
+        QTRY_COMPARE(ServerPassword(Configuration()).read(),
                      radio == "radGroup" ? QStringLiteral("pässword") : QString());
     }
     const QByteArray windowSettings = settingsFile();

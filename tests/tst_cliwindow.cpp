@@ -8,9 +8,9 @@
 #include "TestEnvironment.h"
 
 #include "app/QuorvelMainWindow.h"
+#include "app/SingleInstance.h"
 #include "model/QuorvelDocument.h"
 #include "platform/Clock.h"
-#include "platform/SingleInstance.h"
 #include "views/MainWidget.h"
 #include "views/QVTable.h"
 

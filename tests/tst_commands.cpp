@@ -7,6 +7,7 @@
 #include "DocumentBuilder.h"
 #include "ModalAnswers.h"
 #include "TestEnvironment.h"
+#include "keyring/ServerPassword.h"
 
 #include "app/QuorvelMainWindow.h"
 #include "dialogs/OperatingMode.h"
@@ -14,10 +15,10 @@
 #include "dialogs/TaskEdit.h"
 #include "platform/Clock.h"
 #include "platform/Config.h"
-#include "platform/QuorvelApplication.h"
 #include "views/MainWidget.h"
 #include "views/QVTable.h"
 #include "views/TaskTableModel.h"
+#include "widgets/QuorvelApplication.h"
 
 #include <QAction>
 #include <QRadioButton>
@@ -588,7 +589,7 @@ void storeGroupSettings()
     configuration.setMode(Configuration::Group);
     configuration.setServerAddress(QStringLiteral("old.example.org"));
     configuration.setServerUserID(QStringLiteral("alice"));
-    configuration.setServerPassword(QStringLiteral("pw"));
+    ServerPassword(configuration).write(QStringLiteral("pw"));
 }
 
 } // namespace
@@ -612,7 +613,7 @@ void TestCommands::personalToGroupWithEmptyDocumentClearsWithoutAsking()
     QCOMPARE(configuration.mode(), Configuration::Group);
     QCOMPARE(configuration.serverAddress(), QStringLiteral("new.example.org"));
     QCOMPARE(configuration.serverUserID(), QStringLiteral("bob"));
-    QCOMPARE(configuration.serverPassword(), QStringLiteral("secret"));
+    QCOMPARE(ServerPassword(configuration).read(), QStringLiteral("secret"));
     QVERIFY(action(window, QStringLiteral("Synchronize with Server"))->isEnabled());
 }
 

@@ -2,6 +2,7 @@
 // Copyright The Quorvel developers
 
 #include "TestEnvironment.h"
+#include "keyring/ServerPassword.h"
 
 #include "model/Configuration.h"
 #include "platform/Config.h"
@@ -92,7 +93,7 @@ void TestConfiguration::freshInstallation()
     QCOMPARE(configuration.allowConcurrentTasks(), false);
     QCOMPARE(configuration.serverUserID(), QString());
     QVERIFY(configuration.serverUserID().isEmpty());
-    QVERIFY(configuration.serverPassword().isEmpty());
+    QVERIFY(ServerPassword(configuration).read().isEmpty());
     QCOMPARE(configuration.twelveHourClock(), true);
     QCOMPARE(configuration.parent(), nullptr);
 }
@@ -159,13 +160,13 @@ void TestConfiguration::textRoundTrip()
     configuration.setServerUserID(value);
     QCOMPARE(configuration.serverUserID(), value);
 
-    configuration.setServerPassword(value);
-    QCOMPARE(configuration.serverPassword(), value);
+    ServerPassword(configuration).write(value);
+    QCOMPARE(ServerPassword(configuration).read(), value);
 
     // Each key keeps its own value.
     configuration.setServerAddress(QStringLiteral("other.example.org"));
     QCOMPARE(configuration.serverUserID(), value);
-    QCOMPARE(configuration.serverPassword(), value);
+    QCOMPARE(ServerPassword(configuration).read(), value);
     QCOMPARE(configuration.serverAddress(), QStringLiteral("other.example.org"));
 }
 
@@ -173,7 +174,7 @@ void TestConfiguration::passwordNotStoredAsTyped()
 {
     const QString password = QStringLiteral("s3cret pässwörd");
     Configuration configuration;
-    configuration.setServerPassword(password);
+    ServerPassword(configuration).write(password);
 
     const QByteArray raw = readAll(settingsFile());
     QVERIFY(!raw.isEmpty());
@@ -185,8 +186,8 @@ void TestConfiguration::passwordNotStoredAsTyped()
     QVERIFY(!raw.contains(QStringLiteral("pässwörd").toUtf8()));
     QVERIFY(!raw.contains("p\\xe4ssw"));
 
-    QCOMPARE(configuration.serverPassword(), password);
-    QCOMPARE(Configuration().serverPassword(), password);
+    QCOMPARE(ServerPassword(configuration).read(), password);
+    QCOMPARE(ServerPassword(Configuration()).read(), password);
 }
 
 void TestConfiguration::handWrittenModeOutOfRange()
@@ -206,14 +207,14 @@ void TestConfiguration::writesSeenByNewObject()
         writer.setAllowConcurrentTasks(true);
         writer.setServerAddress(QStringLiteral("sync.example.net"));
         writer.setServerUserID(QStringLiteral("margaret"));
-        writer.setServerPassword(QStringLiteral("tea-time"));
+        ServerPassword(writer).write(QStringLiteral("tea-time"));
     }
     Configuration reader;
     QCOMPARE(reader.mode(), Configuration::Group);
     QCOMPARE(reader.allowConcurrentTasks(), true);
     QCOMPARE(reader.serverAddress(), QStringLiteral("sync.example.net"));
     QCOMPARE(reader.serverUserID(), QStringLiteral("margaret"));
-    QCOMPARE(reader.serverPassword(), QStringLiteral("tea-time"));
+    QCOMPARE(ServerPassword(reader).read(), QStringLiteral("tea-time"));
 
     // A write through one object is seen by another that already exists.
     Configuration other;
@@ -318,7 +319,7 @@ void TestConfiguration::scrambleRoundTrip()
 void TestConfiguration::handWrittenPlainPassword()
 {
     writeByHand(settingsFile(), "[LocalSettings]\nServerPassword=letmein\n");
-    QCOMPARE(Configuration().serverPassword(), QStringLiteral("letmein"));
+    QCOMPARE(ServerPassword(Configuration()).read(), QStringLiteral("letmein"));
 }
 
 QUORVEL_TEST_GUILESS_MAIN(TestConfiguration)

@@ -12,8 +12,8 @@
 #include "app/QuorvelMainWindow.h"
 #include "model/Configuration.h"
 #include "platform/Clock.h"
-#include "platform/MessageBox.h"
 #include "views/MainWidget.h"
+#include "widgets/MessageBox.h"
 
 #include <QAction>
 #include <QDBusConnection>

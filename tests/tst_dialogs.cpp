@@ -6,7 +6,7 @@
 #include "dialogs/ChooseInitialMode.h"
 #include "dialogs/ModalWidget.h"
 #include "dialogs/OperatingMode.h"
-#include "platform/MessageBox.h"
+#include "widgets/MessageBox.h"
 
 #include <QtTest>
 

@@ -3,6 +3,7 @@
 
 #include "DocumentBuilder.h"
 #include "TestEnvironment.h"
+#include "keyring/ServerPassword.h"
 
 #include "model/Configuration.h"
 #include "model/QuorvelDocument.h"
@@ -103,7 +104,7 @@ void TestFileModes::settingsFileAndFolder()
     QCOMPARE(octal(modeOf(TestEnvironment::instance()->configHome())), QStringLiteral("777"));
 
     // Another store, and the scrambled password.
-    Configuration().setServerPassword(QStringLiteral("tea-time"));
+    ServerPassword(Configuration()).write(QStringLiteral("tea-time"));
     QCOMPARE(octal(modeOf(file)), QStringLiteral("600"));
     {
         Config qpe(QStringLiteral("qpe"));

@@ -7,7 +7,7 @@
 #include "DocumentBuilder.h"
 #include "TestEnvironment.h"
 
-#include "sync/MessageMarkup.h"
+#include "model/MessageMarkup.h"
 
 #include <QElapsedTimer>
 #include <QRandomGenerator>

@@ -16,9 +16,9 @@
 #include "dialogs/DesktopSettings.h"
 #include "model/Configuration.h"
 #include "platform/Clock.h"
-#include "platform/MessageBox.h"
 #include "platform/idle/IdleSource.h"
 #include "views/MainWidget.h"
+#include "widgets/MessageBox.h"
 
 #include <QAction>
 #include <QDialog>

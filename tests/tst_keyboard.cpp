@@ -13,11 +13,11 @@
 #include "dialogs/TaskEdit.h"
 #include "model/Configuration.h"
 #include "platform/Clock.h"
-#include "platform/MessageBox.h"
 #include "reports/ReportText.h"
 #include "views/MainWidget.h"
 #include "views/QVTable.h"
 #include "views/TaskTableModel.h"
+#include "widgets/MessageBox.h"
 
 #include <QAction>
 #include <QMenu>

@@ -3,10 +3,11 @@
 
 #include "PrivateBus.h"
 #include "TestEnvironment.h"
+#include "keyring/ServerPassword.h"
 
+#include "keyring/PasswordStore.h"
 #include "model/Configuration.h"
 #include "platform/Config.h"
-#include "platform/PasswordStore.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -169,16 +170,16 @@ void TestKeyring::checkScrambledFallback()
     QElapsedTimer elapsed;
     elapsed.start();
     Configuration configuration;
-    configuration.setServerPassword(password);
+    ServerPassword(configuration).write(password);
     const QByteArray raw = settingsFileContents();
     QVERIFY2(raw.contains("\nServerPassword=" + Config::scramble(password).toLatin1() + '\n'),
              raw.constData());
     QVERIFY(!raw.contains("s3cret"));
-    QCOMPARE(configuration.serverPassword(), password);
-    QCOMPARE(Configuration().serverPassword(), password);
+    QCOMPARE(ServerPassword(configuration).read(), password);
+    QCOMPARE(ServerPassword(Configuration()).read(), password);
     // Another server or user reads the same one entry, as before.
     setServer(QStringLiteral("other.example.org"), QStringLiteral("ann"));
-    QCOMPARE(Configuration().serverPassword(), password);
+    QCOMPARE(ServerPassword(Configuration()).read(), password);
     // Without a secret service nothing waits for one.
     QVERIFY2(elapsed.elapsed() < 2000, qPrintable(QString::number(elapsed.elapsed())));
 }
@@ -246,15 +247,15 @@ void TestKeyring::slowKeyringStillGetsThePassword()
     QObject context;
     QString asked = QStringLiteral("<not yet>");
     qint64 answeredAfter = -1;
-    Configuration().askServerPassword(&context, [&](const QString &password) {
+    ServerPassword(Configuration()).ask(&context, [&](const QString &password) {
         asked = password;
         answeredAfter = clock.elapsed();
     });
     // And a new one stored for another user meanwhile: usable at once, never scrambled.
     setServer(QStringLiteral("slow.example.net"), QStringLiteral("margaret"));
-    Configuration().storeServerPassword(QStringLiteral("slow secret"));
+    ServerPassword(Configuration()).store(QStringLiteral("slow secret"));
     QVERIFY(clock.elapsed() < 1000);
-    QCOMPARE(Configuration().serverPassword(), QStringLiteral("slow secret"));
+    QCOMPARE(ServerPassword(Configuration()).read(), QStringLiteral("slow secret"));
 
     // The event loop goes on all the while: the window stays usable.
     int ticks = 0;
@@ -281,15 +282,15 @@ void TestKeyring::passwordRoundTripsThroughKeyring()
         return;
     const QString password = QStringLiteral("s3cret pässwörd");
     Configuration configuration;
-    configuration.setServerPassword(password);
-    QCOMPARE(configuration.serverPassword(), password);
-    QCOMPARE(Configuration().serverPassword(), password);
+    ServerPassword(configuration).write(password);
+    QCOMPARE(ServerPassword(configuration).read(), password);
+    QCOMPARE(ServerPassword(Configuration()).read(), password);
     QCOMPARE(keyringEntry(QStringLiteral("margaret@sync.example.net")), password);
     QCOMPARE(PasswordStore(QStringLiteral("sync.example.net"), QStringLiteral("margaret")).key(),
              QStringLiteral("margaret@sync.example.net"));
 
-    configuration.setServerPassword(QStringLiteral("changed"));
-    QCOMPARE(Configuration().serverPassword(), QStringLiteral("changed"));
+    ServerPassword(configuration).write(QStringLiteral("changed"));
+    QCOMPARE(ServerPassword(Configuration()).read(), QStringLiteral("changed"));
     QCOMPARE(keyringEntry(QStringLiteral("margaret@sync.example.net")), QStringLiteral("changed"));
 }
 
@@ -306,13 +307,13 @@ void TestKeyring::settingsFileHoldsNoPassword()
         settings.writeEntryCrypt(QStringLiteral("ServerPassword"), QStringLiteral("old one"));
     }
     QVERIFY(settingsFileContents().contains("ServerPassword="));
-    Configuration().setServerPassword(password);
+    ServerPassword(Configuration()).write(password);
     const QByteArray raw = settingsFileContents();
     QCOMPARE(raw, QByteArray(
                       "[LocalSettings]\nServerAddress=sync.example.net\nServerUserID=margaret\n"));
     QVERIFY(!raw.contains(password.toUtf8()));
     QVERIFY(!raw.contains(Config::scramble(password).toLatin1()));
-    QCOMPARE(Configuration().serverPassword(), password);
+    QCOMPARE(ServerPassword(Configuration()).read(), password);
 }
 
 void TestKeyring::eachServerAndUserHasItsOwnEntry()
@@ -320,20 +321,20 @@ void TestKeyring::eachServerAndUserHasItsOwnEntry()
     startKeyring();
     if (QTest::currentTestFailed())
         return;
-    Configuration().setServerPassword(QStringLiteral("margaret's"));
+    ServerPassword(Configuration()).write(QStringLiteral("margaret's"));
     setServer(QStringLiteral("sync.example.net"), QStringLiteral("ann"));
-    QCOMPARE(Configuration().serverPassword(), QString());
-    Configuration().setServerPassword(QStringLiteral("ann's"));
+    QCOMPARE(ServerPassword(Configuration()).read(), QString());
+    ServerPassword(Configuration()).write(QStringLiteral("ann's"));
     setServer(QStringLiteral("other.example.org"), QStringLiteral("margaret"));
-    QCOMPARE(Configuration().serverPassword(), QString());
-    Configuration().setServerPassword(QStringLiteral("margaret's elsewhere"));
+    QCOMPARE(ServerPassword(Configuration()).read(), QString());
+    ServerPassword(Configuration()).write(QStringLiteral("margaret's elsewhere"));
 
     setServer(QStringLiteral("sync.example.net"), QStringLiteral("margaret"));
-    QCOMPARE(Configuration().serverPassword(), QStringLiteral("margaret's"));
+    QCOMPARE(ServerPassword(Configuration()).read(), QStringLiteral("margaret's"));
     setServer(QStringLiteral("sync.example.net"), QStringLiteral("ann"));
-    QCOMPARE(Configuration().serverPassword(), QStringLiteral("ann's"));
+    QCOMPARE(ServerPassword(Configuration()).read(), QStringLiteral("ann's"));
     setServer(QStringLiteral("other.example.org"), QStringLiteral("margaret"));
-    QCOMPARE(Configuration().serverPassword(), QStringLiteral("margaret's elsewhere"));
+    QCOMPARE(ServerPassword(Configuration()).read(), QStringLiteral("margaret's elsewhere"));
     QCOMPARE(keyringEntry(QStringLiteral("ann@sync.example.net")), QStringLiteral("ann's"));
     QCOMPARE(keyringEntry(QStringLiteral("margaret@other.example.org")),
              QStringLiteral("margaret's elsewhere"));
@@ -354,11 +355,11 @@ void TestKeyring::scrambledEntryMovesIntoKeyring()
     }
     QCOMPARE(keyringEntry(QStringLiteral("margaret@moved.example.net")).left(7),
              QStringLiteral("<error>"));
-    QCOMPARE(Configuration().serverPassword(), QStringLiteral("kept before"));
+    QCOMPARE(ServerPassword(Configuration()).read(), QStringLiteral("kept before"));
     QCOMPARE(keyringEntry(QStringLiteral("margaret@moved.example.net")),
              QStringLiteral("kept before"));
     QVERIFY(!settingsFileContents().contains("ServerPassword"));
-    QCOMPARE(Configuration().serverPassword(), QStringLiteral("kept before"));
+    QCOMPARE(ServerPassword(Configuration()).read(), QStringLiteral("kept before"));
 }
 
 QUORVEL_TEST_GUILESS_MAIN(TestKeyring)

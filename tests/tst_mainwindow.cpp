@@ -7,6 +7,7 @@
 #include "DocumentBuilder.h"
 #include "ModalAnswers.h"
 #include "TestEnvironment.h"
+#include "keyring/ServerPassword.h"
 
 #include "app/QuorvelMainWindow.h"
 #include "dialogs/ActivityList.h"
@@ -15,9 +16,9 @@
 #include "dialogs/OperatingMode.h"
 #include "platform/Clock.h"
 #include "platform/Config.h"
-#include "platform/QuorvelApplication.h"
 #include "views/MainWidget.h"
 #include "views/QVTable.h"
+#include "widgets/QuorvelApplication.h"
 
 #include <QAction>
 #include <QDir>
@@ -173,7 +174,7 @@ void TestMainWindow::firstStartInGroupMode()
     QCOMPARE(configuration.mode(), Configuration::Group);
     QCOMPARE(configuration.serverAddress(), QStringLiteral("sync.example.org:8080"));
     QCOMPARE(configuration.serverUserID(), QStringLiteral("alice"));
-    QCOMPARE(configuration.serverPassword(), QStringLiteral("pässword"));
+    QCOMPARE(ServerPassword(configuration).read(), QStringLiteral("pässword"));
     QVERIFY(window.document()->activities.isEmpty());
 }
 

@@ -7,7 +7,7 @@
 #include "dialogs/PurgeTasks.h"
 #include "platform/Clock.h"
 #include "platform/Config.h"
-#include "platform/DateBookMonth.h"
+#include "widgets/DateBookMonth.h"
 
 #include <QtTest>
 

@@ -14,9 +14,9 @@
 #include "dialogs/ReportParams1.h"
 #include "model/Configuration.h"
 #include "platform/Clock.h"
-#include "platform/MessageBox.h"
-#include "reports/ReportViewer.h"
+#include "reportwindows/ReportViewer.h"
 #include "views/MainWidget.h"
+#include "widgets/MessageBox.h"
 
 #include <QAction>
 #include <QLoggingCategory>

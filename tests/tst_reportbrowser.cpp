@@ -5,8 +5,8 @@
 #include "TestEnvironment.h"
 
 #include "model/QuorvelDocument.h"
-#include "reports/ReportBrowser.h"
 #include "reports/ReportText.h"
+#include "reportwindows/ReportBrowser.h"
 #include "views/SafeTextBrowser.h"
 
 #include <QLabel>

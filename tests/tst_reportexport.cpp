@@ -10,12 +10,12 @@
 
 #include "model/QuorvelDocument.h"
 #include "platform/Clock.h"
-#include "platform/FileDialog.h"
-#include "reports/PeriodSummaryReport.h"
-#include "reports/PeriodTimeSheetReport.h"
-#include "reports/ReportBrowser.h"
-#include "reports/ReportPrinter.h"
-#include "reports/ReportViewer.h"
+#include "reportwindows/PeriodSummaryReport.h"
+#include "reportwindows/PeriodTimeSheetReport.h"
+#include "reportwindows/ReportBrowser.h"
+#include "reportwindows/ReportPrinter.h"
+#include "reportwindows/ReportViewer.h"
+#include "widgets/FileDialog.h"
 
 #include <QDir>
 #include <QFile>

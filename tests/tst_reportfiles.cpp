@@ -5,8 +5,8 @@
 #include "CommandRunner.h"
 #include "TestEnvironment.h"
 
+#include "app/SingleInstance.h"
 #include "model/QuorvelDocument.h"
-#include "platform/SingleInstance.h"
 
 #include <QDir>
 #include <QElapsedTimer>

@@ -13,16 +13,17 @@
 #include "ServerStores.h"
 #include "TestEnvironment.h"
 #include "WindowExchange.h"
+#include "keyring/ServerPassword.h"
 
 #include "app/ChangeChannel.h"
 #include "app/QuorvelMainWindow.h"
+#include "dialogs/Synchronize.h"
 #include "dialogs/TaskEdit.h"
 #include "model/QuorvelDocument.h"
 #include "platform/Clock.h"
-#include "platform/QuorvelApplication.h"
 #include "reports/ReportText.h"
-#include "sync/Synchronize.h"
 #include "views/MainWidget.h"
+#include "widgets/QuorvelApplication.h"
 
 #include <QAction>
 #include <QLabel>
@@ -343,7 +344,7 @@ void TestServer::deletedTaskRetiredAndKeptInHistory()
 void TestServer::wrongPasswordLeavesFileUntouched()
 {
     addCatalogue();
-    Configuration().setServerPassword(QStringLiteral("not-the-password"));
+    ServerPassword(Configuration()).write(QStringLiteral("not-the-password"));
     QuorvelMainWindow window;
     // Something on the device that only the data file holds.
     DocumentBuilder(*window.document()).category(QStringLiteral("Local"));
@@ -374,7 +375,7 @@ void TestServer::wrongPasswordLeavesFileUntouched()
             ->admin({QStringLiteral("user"), QStringLiteral("disable"), QStringLiteral("alice")})
             .status,
         0);
-    Configuration().setServerPassword(QStringLiteral("alice-secret"));
+    ServerPassword(Configuration()).write(QStringLiteral("alice-secret"));
     MessageBox::clearShown();
     const SyncOutcome disabled = synchronize(window);
     QCOMPARE(disabled.status, QStringLiteral("Synchronization Failed"));

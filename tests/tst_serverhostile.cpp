@@ -9,7 +9,7 @@
 #include "SyncDevice.h"
 #include "TestEnvironment.h"
 
-#include "sync/SyncProtocol.h"
+#include "model/SyncProtocol.h"
 
 #include <QElapsedTimer>
 #include <QTcpSocket>

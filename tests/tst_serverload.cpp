@@ -12,7 +12,7 @@
 #include "TestEnvironment.h"
 
 #include "model/QuorvelDocument.h"
-#include "sync/SyncProtocol.h"
+#include "model/SyncProtocol.h"
 #include "sync/TlsTrust.h"
 
 #include <QElapsedTimer>

@@ -11,7 +11,7 @@
 #include "IdBlocks.h"
 #include "ServerDatabase.h"
 #include "StoredTime.h"
-#include "sync/SyncProtocol.h"
+#include "model/SyncProtocol.h"
 
 #include <QtTest>
 

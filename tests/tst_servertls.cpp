@@ -18,11 +18,11 @@
 
 #include "app/QuorvelMainWindow.h"
 #include "dialogs/OperatingMode.h"
+#include "dialogs/Synchronize.h"
 #include "model/QuorvelDocument.h"
 #include "platform/Clock.h"
-#include "platform/QuorvelApplication.h"
-#include "sync/Synchronize.h"
 #include "sync/TlsTrust.h"
+#include "widgets/QuorvelApplication.h"
 
 #include <QAction>
 #include <QFile>

@@ -9,14 +9,15 @@
 #include "TestAuthority.h"
 #include "TestEnvironment.h"
 #include "TlsTestListener.h"
+#include "keyring/ServerPassword.h"
 
 #include "app/QuorvelMainWindow.h"
+#include "dialogs/Synchronize.h"
 #include "model/QuorvelDocument.h"
+#include "model/SyncProtocol.h"
 #include "platform/Clock.h"
-#include "platform/QuorvelApplication.h"
-#include "sync/SyncProtocol.h"
-#include "sync/Synchronize.h"
 #include "sync/TlsTrust.h"
+#include "widgets/QuorvelApplication.h"
 
 #include <QLabel>
 #include <QPointer>
@@ -202,7 +203,7 @@ void TestSync::init()
     Configuration config;
     config.setMode(Configuration::Group);
     config.setServerUserID(QStringLiteral("user"));
-    config.setServerPassword(QStringLiteral("pass"));
+    ServerPassword(config).write(QStringLiteral("pass"));
 }
 
 void TestSync::hostAndPort_data()
@@ -318,7 +319,7 @@ void TestSync::requestBytes()
     Configuration config;
     config.setServerAddress(server.address());
     config.setServerUserID(user);
-    config.setServerPassword(password);
+    ServerPassword(config).write(password);
 
     QuorvelDocument doc;
     DocumentBuilder(doc).category(QStringLiteral("B\u00fcr\u00f6"));

@@ -14,14 +14,15 @@
 #include "TestEnvironment.h"
 #include "TlsTestListener.h"
 #include "WindowExchange.h"
+#include "keyring/ServerPassword.h"
 
 #include "app/QuorvelMainWindow.h"
+#include "dialogs/Synchronize.h"
 #include "model/QuorvelDocument.h"
+#include "model/SyncProtocol.h"
 #include "platform/Clock.h"
-#include "platform/QuorvelApplication.h"
-#include "sync/SyncProtocol.h"
-#include "sync/Synchronize.h"
 #include "sync/TlsTrust.h"
+#include "widgets/QuorvelApplication.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -448,7 +449,7 @@ void TestSyncHostile::init()
     Configuration config;
     config.setMode(Configuration::Group);
     config.setServerUserID(QStringLiteral("user"));
-    config.setServerPassword(QStringLiteral("pass"));
+    ServerPassword(config).write(QStringLiteral("pass"));
     {
         QuorvelDocument device;
         DocumentBuilder build(device);

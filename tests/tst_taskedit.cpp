@@ -12,9 +12,9 @@
 #include "model/QuorvelDocument.h"
 #include "platform/Clock.h"
 #include "platform/Config.h"
-#include "platform/DateBookMonth.h"
-#include "platform/MessageBox.h"
 #include "views/BalloonTip.h"
+#include "widgets/DateBookMonth.h"
+#include "widgets/MessageBox.h"
 
 #include <QtTest>
 

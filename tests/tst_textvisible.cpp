@@ -22,7 +22,7 @@
 #include "model/Configuration.h"
 #include "model/QuorvelDocument.h"
 #include "platform/Clock.h"
-#include "reports/FileSelectDialog.h"
+#include "reportwindows/FileSelectDialog.h"
 #include "views/ElidedToolButton.h"
 #include "views/MainWidget.h"
 #include "views/QVTable.h"

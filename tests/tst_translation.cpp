@@ -15,14 +15,14 @@
 #include "app/QuorvelMainWindow.h"
 #include "dialogs/ChooseInitialMode.h"
 #include "dialogs/OperatingMode.h"
+#include "dialogs/Synchronize.h"
 #include "model/Configuration.h"
 #include "model/TaskCommands.h"
 #include "platform/Translations.h"
-#include "reports/PeriodSummaryReport.h"
-#include "reports/PeriodTimeSheetReport.h"
 #include "reports/ReportText.h"
-#include "reports/ReportViewer.h"
-#include "sync/Synchronize.h"
+#include "reportwindows/PeriodSummaryReport.h"
+#include "reportwindows/PeriodTimeSheetReport.h"
+#include "reportwindows/ReportViewer.h"
 
 #include <QAction>
 #include <QDialogButtonBox>

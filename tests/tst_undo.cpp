@@ -20,10 +20,10 @@
 #include "dialogs/PurgeTasks.h"
 #include "dialogs/TaskEdit.h"
 #include "platform/Clock.h"
-#include "platform/QuorvelApplication.h"
 #include "views/MainWidget.h"
 #include "views/QVTable.h"
 #include "views/TaskTableModel.h"
+#include "widgets/QuorvelApplication.h"
 
 #include <QAction>
 #include <QFile>

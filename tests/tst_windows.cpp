@@ -14,18 +14,18 @@
 #include "idle/VirtualDisplay.h"
 
 #include "app/QuorvelMainWindow.h"
+#include "app/SingleInstance.h"
 #include "dialogs/ActivityList.h"
 #include "dialogs/CategoryList.h"
 #include "dialogs/ModalWidget.h"
 #include "dialogs/ReportParams1.h"
+#include "dialogs/Synchronize.h"
 #include "model/Configuration.h"
 #include "model/QuorvelDocument.h"
 #include "platform/DocLnk.h"
-#include "platform/FileSelector.h"
-#include "platform/SingleInstance.h"
-#include "reports/FileSelectDialog.h"
-#include "reports/ReportViewer.h"
-#include "sync/Synchronize.h"
+#include "reportwindows/FileSelectDialog.h"
+#include "reportwindows/ReportViewer.h"
+#include "widgets/FileSelector.h"
 
 #include <QAction>
 #include <QDir>

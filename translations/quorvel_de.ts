@@ -752,6 +752,22 @@ Exit-Status: 0 erledigt, 1 abgelehnt, 2 falscher Aufruf.
         <translation>es wurde kein Passwort angegeben; nichts wurde geändert.</translation>
     </message>
     <message>
+        <source>the window&apos;s program quorvel-gui, which keeps the password, is not installed beside %1</source>
+        <translation>das Fensterprogramm quorvel-gui, das das Passwort aufbewahrt, ist nicht neben %1 installiert</translation>
+    </message>
+    <message>
+        <source>%1 could not keep the password (%2)</source>
+        <translation>%1 konnte das Passwort nicht aufbewahren (%2)</translation>
+    </message>
+    <message>
+        <source>exit status %1</source>
+        <translation>Exit-Status %1</translation>
+    </message>
+    <message>
+        <source>%1; nothing was changed.</source>
+        <translation>%1; nichts wurde geändert.</translation>
+    </message>
+    <message>
         <source>the data file %1 could not be copied aside, so it is left as it is.</source>
         <translation>die Datendatei %1 konnte nicht beiseitekopiert werden, daher bleibt sie, wie sie ist.</translation>
     </message>

@@ -4,7 +4,7 @@
 
 #include "model/DocumentDelta.h"
 #include "model/QuorvelDocument.h"
-#include "reports/ReportViewer.h"
+#include "reportwindows/ReportViewer.h"
 
 #include <QApplication>
 #include <QKeySequence>

@@ -4,8 +4,8 @@
 #include "DBusService.h"
 
 #include "QuorvelMainWindow.h"
+#include "app/SingleInstance.h"
 #include "model/QuorvelDocument.h"
-#include "platform/SingleInstance.h"
 
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>

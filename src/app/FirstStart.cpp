@@ -4,15 +4,16 @@
 // The first start's choice of operating mode, and later changes of mode.
 
 #include "QuorvelMainWindow.h"
+#include "keyring/ServerPassword.h"
 
 #include "ChangeChannel.h"
 #include "dialogs/ChooseInitialMode.h"
 #include "dialogs/OperatingMode.h"
 #include "model/QuorvelDocument.h"
 #include "platform/Config.h"
-#include "platform/MessageBox.h"
 #include "sync/TlsTrust.h"
 #include "views/MainWidget.h"
+#include "widgets/MessageBox.h"
 
 #include <QFileInfo>
 #include <QLineEdit>
@@ -96,7 +97,7 @@ void QuorvelMainWindow::fillPasswordLater(OperatingMode &dialog)
     // The keyring may ask the person first: the dialog opens meanwhile, and the password goes
     // into its field when it comes, unless they have typed one already.
     QLineEdit *field = dialog.txtPassword;
-    m_document->configuration.askServerPassword(field, [field](const QString &password) {
+    ServerPassword(m_document->configuration).ask(field, [field](const QString &password) {
         if (!field->isModified())
             field->setText(password);
     });
@@ -116,7 +117,7 @@ bool QuorvelMainWindow::getServerSettings()
     configuration.setMode(Configuration::Group);
     configuration.setServerAddress(dialog.txtServer->text().trimmed());
     configuration.setServerUserID(dialog.txtUserID->text().trimmed());
-    configuration.storeServerPassword(dialog.txtPassword->text().trimmed());
+    ServerPassword(configuration).store(dialog.txtPassword->text().trimmed());
     return true;
 }
 
@@ -166,7 +167,7 @@ void QuorvelMainWindow::operatingMode()
                 configuration.setTrustedCertificate(TlsTrust::serverKey(dialog.txtServer->text()),
                                                     QString());
             configuration.setServerUserID(dialog.txtUserID->text());
-            configuration.storeServerPassword(dialog.txtPassword->text());
+            ServerPassword(configuration).store(dialog.txtPassword->text());
             modeChanged(previous);
         }
         updateView(nullptr);

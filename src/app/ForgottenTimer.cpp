@@ -6,11 +6,11 @@
 #include "DesktopConfig.h"
 #include "QuorvelMainWindow.h"
 #include "TrayIcon.h"
+#include "app/SingleInstance.h"
 #include "model/QuorvelDocument.h"
 #include "model/TaskTimeText.h"
 #include "platform/Clock.h"
-#include "platform/MessageBox.h"
-#include "platform/SingleInstance.h"
+#include "widgets/MessageBox.h"
 
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>

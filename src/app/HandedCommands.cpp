@@ -6,9 +6,9 @@
 #include "QuorvelMainWindow.h"
 
 #include "ChangeChannel.h"
+#include "app/SingleInstance.h"
 #include "cli/Commands.h"
 #include "model/QuorvelDocument.h"
-#include "platform/SingleInstance.h"
 
 #include <QPointer>
 

@@ -11,8 +11,8 @@
 #include "model/TaskCommands.h"
 #include "model/TaskTimeText.h"
 #include "platform/Clock.h"
-#include "platform/MessageBox.h"
 #include "platform/idle/IdleSource.h"
+#include "widgets/MessageBox.h"
 
 #include <QCoreApplication>
 #include <QEvent>

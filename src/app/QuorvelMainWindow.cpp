@@ -8,6 +8,7 @@
 #include "ForgottenTimer.h"
 #include "IdleWatcher.h"
 #include "TrayIcon.h"
+#include "app/SingleInstance.h"
 #include "dialogs/ActivityList.h"
 #include "dialogs/CategoryList.h"
 #include "dialogs/DesktopSettings.h"
@@ -15,15 +16,14 @@
 #include "model/TaskCommands.h"
 #include "platform/Clock.h"
 #include "platform/Config.h"
-#include "platform/MessageBox.h"
 #include "platform/PrivateFiles.h"
-#include "platform/QuorvelApplication.h"
-#include "platform/Resource.h"
-#include "platform/SingleInstance.h"
-#include "reports/Report.h"
-#include "reports/ReportViewer.h"
+#include "reportwindows/Report.h"
+#include "reportwindows/ReportViewer.h"
 #include "views/MainWidget.h"
 #include "views/QVTable.h"
+#include "widgets/MessageBox.h"
+#include "widgets/QuorvelApplication.h"
+#include "widgets/Resource.h"
 
 #include <QAction>
 #include <QApplication>

@@ -8,10 +8,10 @@
 #include "model/QuorvelDocument.h"
 #include "platform/DocLnk.h"
 #include "platform/Logging.h"
-#include "reports/FileSelectDialog.h"
-#include "reports/PeriodSummaryReport.h"
-#include "reports/PeriodTimeSheetReport.h"
-#include "reports/ReportViewer.h"
+#include "reportwindows/FileSelectDialog.h"
+#include "reportwindows/PeriodSummaryReport.h"
+#include "reportwindows/PeriodTimeSheetReport.h"
+#include "reportwindows/ReportViewer.h"
 
 #include <QAction>
 #include <QDebug>

@@ -8,8 +8,8 @@
 #include "ChangeChannel.h"
 #include "model/QuorvelDocument.h"
 #include "platform/Config.h"
-#include "platform/MessageBox.h"
 #include "views/MainWidget.h"
+#include "widgets/MessageBox.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>

@@ -4,12 +4,13 @@
 // The server exchange command of the main window.
 
 #include "QuorvelMainWindow.h"
+#include "keyring/ServerPassword.h"
 
 #include "ChangeChannel.h"
+#include "dialogs/Synchronize.h"
 #include "model/QuorvelDocument.h"
-#include "platform/MessageBox.h"
-#include "platform/QuorvelApplication.h"
-#include "sync/Synchronize.h"
+#include "widgets/MessageBox.h"
+#include "widgets/QuorvelApplication.h"
 
 #include <QTimer>
 
@@ -26,17 +27,17 @@ void QuorvelMainWindow::syncServer()
     m_syncAsking = true;
     auto asking = std::make_shared<bool>(true);
     std::optional<QString> atOnce;
-    m_document->configuration.askServerPassword(this,
-                                                [this, asking, &atOnce](const QString &password) {
-                                                    if (*asking) {
-                                                        atOnce = password;
-                                                        return;
-                                                    }
-                                                    QTimer::singleShot(0, this, [this, password] {
-                                                        m_syncAsking = false;
-                                                        runSynchronize(password);
-                                                    });
-                                                });
+    ServerPassword(m_document->configuration)
+        .ask(this, [this, asking, &atOnce](const QString &password) {
+            if (*asking) {
+                atOnce = password;
+                return;
+            }
+            QTimer::singleShot(0, this, [this, password] {
+                m_syncAsking = false;
+                runSynchronize(password);
+            });
+        });
     *asking = false;
     if (atOnce) {
         m_syncAsking = false;

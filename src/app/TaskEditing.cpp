@@ -9,8 +9,8 @@
 #include "dialogs/PurgeTasks.h"
 #include "dialogs/TaskEdit.h"
 #include "model/QuorvelDocument.h"
-#include "platform/MessageBox.h"
 #include "views/MainWidget.h"
+#include "widgets/MessageBox.h"
 
 #include <QLocale>
 

@@ -7,8 +7,8 @@
 #include "model/QuorvelDocument.h"
 #include "model/TaskTimeText.h"
 #include "platform/Clock.h"
-#include "platform/Resource.h"
 #include "views/MainWidget.h"
+#include "widgets/Resource.h"
 
 #include <QApplication>
 #include <QMenu>

@@ -5,23 +5,28 @@
 #include "app/ForgottenTimer.h"
 #include "app/IdleWatcher.h"
 #include "app/QuorvelMainWindow.h"
+#include "app/SingleInstance.h"
 #include "app/TrayIcon.h"
+#include "keyring/ServerPassword.h"
+#include "model/Configuration.h"
 #include "model/QuorvelDocument.h"
 #include "platform/Clock.h"
 #include "platform/GraphicalSession.h"
 #include "platform/Logging.h"
-#include "platform/MessageBox.h"
-#include "platform/QuorvelApplication.h"
-#include "platform/Resource.h"
-#include "platform/SingleInstance.h"
 #include "platform/Translations.h"
 #include "platform/idle/IdleSource.h"
+#include "widgets/MessageBox.h"
+#include "widgets/QuorvelApplication.h"
+#include "widgets/Resource.h"
 
 #include <QFileInfo>
 #include <QTimer>
 
 int main(int argc, char *argv[])
 {
+    // The command line's set-up stores a password here, where the keyring is linked.
+    if (argc > 1 && qstrcmp(argv[1], Configuration::StorePasswordOption) == 0)
+        return ServerPassword::storeFromStandardInput(argc, argv);
     Clock::pinLocalTimeZone();
     // Before the application object: without a display the toolkit aborts in its constructor.
     if (!GraphicalSession::available(argc, argv))

@@ -6,10 +6,10 @@
 #include "Commands.h"
 #include "model/Configuration.h"
 #include "model/QuorvelDocument.h"
+#include "platform/CommandChannel.h"
 #include "platform/FileLock.h"
 #include "platform/GraphicalSession.h"
 #include "platform/PrivateFiles.h"
-#include "platform/SingleInstance.h"
 #include "platform/TerminalInput.h"
 #include "platform/Translations.h"
 
@@ -18,6 +18,7 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <QProcess>
 
 #include <cerrno>
 #include <climits>
@@ -42,6 +43,46 @@ QString programFolder()
         return QString();
     path[n] = '\0';
     return QFileInfo(QFile::decodeName(path)).absolutePath();
+}
+
+// Where the window's program may be: beside this one (the build tree), or where the
+// installation puts it.
+QStringList windowPrograms()
+{
+    const QString folder = programFolder();
+    return {folder + QStringLiteral("/quorvel-gui"), folder + QLatin1Char('/')
+                                                         + QStringLiteral(QUORVEL_GUI_FROM_BIN)
+                                                         + QStringLiteral("/quorvel-gui")};
+}
+
+// The keyring is the window program's: it stores the password, so that this program starts
+// without the session bus and the keyring's libraries. Empty when stored, else why not.
+QString storePassword(const QString &server, const QString &user, const QString &password)
+{
+    QString program;
+    for (const QString &candidate : windowPrograms()) {
+        if (::access(QFile::encodeName(candidate).constData(), X_OK) == 0) {
+            program = candidate;
+            break;
+        }
+    }
+    if (program.isEmpty())
+        return Commands::tr("the window's program quorvel-gui, which keeps the password, is "
+                            "not installed beside %1")
+            .arg(programFolder());
+    QProcess keeper;
+    keeper.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    keeper.start(program, {QString::fromLatin1(Configuration::StorePasswordOption), server, user});
+    keeper.write(password.toUtf8() + '\n');
+    keeper.closeWriteChannel();
+    // The keyring may ask the person for its own password first: no time limit.
+    if (!keeper.waitForFinished(-1) || keeper.exitStatus() != QProcess::NormalExit
+        || keeper.exitCode() != 0)
+        return Commands::tr("%1 could not keep the password (%2)")
+            .arg(program, keeper.error() == QProcess::UnknownError
+                              ? Commands::tr("exit status %1").arg(keeper.exitCode())
+                              : keeper.errorString());
+    return QString();
 }
 
 void write(FILE *stream, const QByteArray &bytes)
@@ -262,7 +303,7 @@ int setUp(const QStringList &arguments)
 {
     const Commands::SetupRequest request = Commands::setupRequest(arguments);
     PrivateFiles::makeFolder(dataFolder());
-    SingleInstance channel(dataFolder());
+    CommandChannel channel(dataFolder());
     // While a window is open it is the place to change the mode: its settings and document
     // would otherwise be changed under it.
     FileLock window(channel.lockFilePath());
@@ -310,6 +351,12 @@ int setUp(const QStringList &arguments)
     if (request.mode == Commands::SetupRequest::Mode::Group
         && !readPassword(request.server, request.user, &password))
         return refuse(Commands::tr("no password was given; nothing was changed."));
+    // Kept before anything changes, so that a keyring that fails leaves the set-up as it was.
+    if (request.mode == Commands::SetupRequest::Mode::Group) {
+        const QString problem = storePassword(request.server, request.user, password.trimmed());
+        if (!problem.isEmpty())
+            return refuse(Commands::tr("%1; nothing was changed.").arg(problem));
+    }
 
     // Whatever the file held stays beside it, as the first start keeps it.
     if (exists) {
@@ -342,7 +389,6 @@ int setUp(const QStringList &arguments)
     configuration.setMode(Configuration::Group);
     configuration.setServerAddress(request.server);
     configuration.setServerUserID(request.user);
-    configuration.setServerPassword(password.trimmed());
     write(stdout, Commands::tr("Quorvel is set up for group mode with the server %1 as %2. "
                                "Synchronize with Server in the window brings the team's "
                                "activities.\n")
@@ -363,12 +409,7 @@ int Launcher::openWindow(char *argv[])
     if (!GraphicalSession::available(argc, argv))
         return GraphicalSession::refuse(argv);
     const QString folder = programFolder();
-    const QStringList candidates = {
-        folder + QStringLiteral("/quorvel-gui"),
-        folder + QLatin1Char('/') + QStringLiteral(QUORVEL_GUI_FROM_BIN)
-            + QStringLiteral("/quorvel-gui"),
-    };
-    for (const QString &candidate : candidates) {
+    for (const QString &candidate : windowPrograms()) {
         const QByteArray path = QFile::encodeName(candidate);
         if (::access(path.constData(), X_OK) == 0) {
             argv[0] = const_cast<char *>(path.constData());
@@ -396,7 +437,7 @@ int Launcher::runCommand(const QStringList &arguments)
 
     const QString workingFolder = QDir::currentPath();
     const QStringList handed = QStringList(workingFolder) + arguments;
-    SingleInstance channel(dataFolder());
+    CommandChannel channel(dataFolder());
     int exitCode = 0;
     QByteArray out;
     QByteArray err;
@@ -405,7 +446,7 @@ int Launcher::runCommand(const QStringList &arguments)
     // asked when something else stands where it would listen.
     auto hand = [&] {
         QString problem;
-        const SingleInstance::HandOver outcome
+        const CommandChannel::HandOver outcome
             = channel.handCommand(handed, AnswerTimeoutMs, &exitCode, &out, &err, &problem);
         if (!problem.isEmpty() && !problemSaid) {
             problemSaid = true;
@@ -416,15 +457,15 @@ int Launcher::runCommand(const QStringList &arguments)
     };
 
     const bool writing = needs == Commands::Needs::Writing;
-    SingleInstance::HandOver outcome = hand();
-    if (outcome == SingleInstance::HandOver::Answered)
+    CommandChannel::HandOver outcome = hand();
+    if (outcome == CommandChannel::HandOver::Answered)
         return ::answered(exitCode, out, err);
     // A reading command is simply asked again.
-    if (outcome == SingleInstance::HandOver::Lost && writing)
+    if (outcome == CommandChannel::HandOver::Lost && writing)
         return lost();
     // The window's document may hold changes not yet written: when one runs it is asked, and
     // otherwise the file holds everything.
-    if (!writing && outcome == SingleInstance::HandOver::NoInstance)
+    if (!writing && outcome == CommandChannel::HandOver::NoInstance)
         return readHere(needs, arguments, workingFolder);
 
     // One writer at a time: the running window, or whoever holds the data lock. A window that
@@ -451,9 +492,9 @@ int Launcher::runCommand(const QStringList &arguments)
                                        "command was not carried out.")
                               .arg(lock.path()));
         outcome = hand();
-        if (outcome == SingleInstance::HandOver::Answered)
+        if (outcome == CommandChannel::HandOver::Answered)
             return ::answered(exitCode, out, err);
-        if (outcome == SingleInstance::HandOver::Lost && writing)
+        if (outcome == CommandChannel::HandOver::Lost && writing)
             return lost();
     }
 }

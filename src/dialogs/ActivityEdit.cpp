@@ -7,8 +7,8 @@
 #include "app/ChangeChannel.h"
 #include "model/QuorvelDocument.h"
 #include "model/TaskCommands.h"
-#include "platform/MessageBox.h"
-#include "platform/Resource.h"
+#include "widgets/MessageBox.h"
+#include "widgets/Resource.h"
 
 #include <QSignalBlocker>
 

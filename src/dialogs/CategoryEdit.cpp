@@ -4,7 +4,7 @@
 #include "CategoryEdit.h"
 
 #include "model/QuorvelDocument.h"
-#include "platform/MessageBox.h"
+#include "widgets/MessageBox.h"
 
 CategoryEdit::CategoryEdit(ActivityCategory *category, QuorvelDocument *doc, QWidget *parent)
     : CategoryEditBase(parent)

@@ -7,8 +7,8 @@
 #include "app/ChangeChannel.h"
 #include "model/QuorvelDocument.h"
 #include "model/TaskCommands.h"
-#include "platform/MessageBox.h"
 #include "views/QVTable.h"
+#include "widgets/MessageBox.h"
 
 #include <QHeaderView>
 #include <QSignalBlocker>

@@ -3,7 +3,7 @@
 
 #include "CategoryListBase.h"
 
-#include "platform/Resource.h"
+#include "widgets/Resource.h"
 
 CategoryListBase::CategoryListBase(QWidget *parent)
     : ModalWidget(parent)

@@ -3,7 +3,7 @@
 
 #include "OperatingMode.h"
 
-#include "platform/MessageBox.h"
+#include "widgets/MessageBox.h"
 
 #include <QShowEvent>
 

@@ -7,9 +7,9 @@
 #include "WrappedText.h"
 #include "model/Configuration.h"
 #include "platform/Clock.h"
-#include "platform/DateBookMonth.h"
 #include "platform/Logging.h"
 #include "platform/TimeString.h"
+#include "widgets/DateBookMonth.h"
 
 #include <QCalendarWidget>
 #include <QDebug>

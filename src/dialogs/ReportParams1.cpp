@@ -4,10 +4,10 @@
 #include "ReportParams1.h"
 
 #include "platform/Clock.h"
-#include "platform/DateBookMonth.h"
 #include "platform/Logging.h"
-#include "platform/MessageBox.h"
 #include "platform/TimeString.h"
+#include "widgets/DateBookMonth.h"
+#include "widgets/MessageBox.h"
 
 #include <QCalendarWidget>
 #include <QDebug>

@@ -9,11 +9,11 @@
 #include "model/QuorvelDocument.h"
 #include "model/TaskCommands.h"
 #include "platform/Clock.h"
-#include "platform/DateBookMonth.h"
-#include "platform/MessageBox.h"
-#include "platform/Resource.h"
 #include "platform/TimeString.h"
 #include "views/BalloonTip.h"
+#include "widgets/DateBookMonth.h"
+#include "widgets/MessageBox.h"
+#include "widgets/Resource.h"
 
 #include <QButtonGroup>
 #include <QCalendarWidget>

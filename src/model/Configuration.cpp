@@ -4,7 +4,6 @@
 #include "Configuration.h"
 
 #include "platform/Config.h"
-#include "platform/PasswordStore.h"
 #include "platform/TimeString.h"
 
 #include <QCoreApplication>
@@ -16,7 +15,6 @@ const QLatin1String ModeKey("mode");
 const QLatin1String ConcurrentKey("AllowConcurrentTasks");
 const QLatin1String AddressKey("ServerAddress");
 const QLatin1String UserIdKey("ServerUserID");
-const QLatin1String PasswordKey("ServerPassword");
 
 // Opens the application's store at its local settings group.
 class LocalSettings : public Config
@@ -86,126 +84,6 @@ QString Configuration::serverUserID() const
 void Configuration::setServerUserID(const QString &userId)
 {
     LocalSettings().writeEntry(UserIdKey, userId);
-}
-
-namespace {
-
-// Passwords of this run that the keyring did not take (the person declined its prompt, say),
-// by keyring key: kept for the run only, never written anywhere.
-QHash<QString, QString> &passwordsOfThisRun()
-{
-    static QHash<QString, QString> passwords;
-    return passwords;
-}
-
-// Once the keyring holds the password, a scrambled copy from before goes.
-void dropScrambledCopy()
-{
-    LocalSettings settings;
-    if (settings.hasKey(PasswordKey))
-        settings.removeEntry(PasswordKey);
-}
-
-} // namespace
-
-QString Configuration::serverPassword() const
-{
-    const PasswordStore keyring(serverAddress(), serverUserID());
-    if (passwordsOfThisRun().contains(keyring.key()))
-        return passwordsOfThisRun().value(keyring.key());
-    QString password;
-    switch (keyring.read(&password)) {
-    case PasswordStore::Outcome::Done:
-        return password;
-    case PasswordStore::Outcome::NoEntry: {
-        // A password kept in the settings file before the keyring was there moves into it.
-        LocalSettings settings;
-        if (!settings.hasKey(PasswordKey))
-            return QString();
-        password = settings.readEntryCrypt(PasswordKey, QString());
-        if (keyring.write(password) == PasswordStore::Outcome::Done)
-            settings.removeEntry(PasswordKey);
-        return password;
-    }
-    case PasswordStore::Outcome::Failed:
-    case PasswordStore::Outcome::Unavailable:
-        break;
-    }
-    return LocalSettings().readEntryCrypt(PasswordKey, QString());
-}
-
-void Configuration::setServerPassword(const QString &password)
-{
-    const PasswordStore keyring(serverAddress(), serverUserID());
-    passwordsOfThisRun().remove(keyring.key());
-    switch (keyring.write(password)) {
-    case PasswordStore::Outcome::Done:
-        dropScrambledCopy();
-        return;
-    case PasswordStore::Outcome::Unavailable:
-        // No secret service at all: scrambled in the settings file, as it always was.
-        LocalSettings().writeEntryCrypt(PasswordKey, password);
-        return;
-    case PasswordStore::Outcome::NoEntry:
-    case PasswordStore::Outcome::Failed:
-        // A keyring that exists but refused keeps nothing; the password lasts for this run.
-        dropScrambledCopy();
-        passwordsOfThisRun().insert(keyring.key(), password);
-        return;
-    }
-}
-
-void Configuration::askServerPassword(QObject *context,
-                                      const std::function<void(const QString &)> &done) const
-{
-    const PasswordStore keyring(serverAddress(), serverUserID());
-    if (passwordsOfThisRun().contains(keyring.key())) {
-        done(passwordsOfThisRun().value(keyring.key()));
-        return;
-    }
-    keyring.readAsync(
-        context, [keyring, context, done](PasswordStore::Outcome outcome, const QString &password) {
-            if (outcome == PasswordStore::Outcome::Done) {
-                done(password);
-                return;
-            }
-            LocalSettings settings;
-            const QString scrambled = settings.readEntryCrypt(PasswordKey, QString());
-            if (outcome == PasswordStore::Outcome::NoEntry && settings.hasKey(PasswordKey)) {
-                // Moves into the keyring now that one answers; the copy goes once it holds it.
-                keyring.writeAsync(scrambled, context, [](PasswordStore::Outcome written) {
-                    if (written == PasswordStore::Outcome::Done)
-                        dropScrambledCopy();
-                });
-            }
-            done(scrambled);
-        });
-}
-
-void Configuration::storeServerPassword(const QString &password)
-{
-    const PasswordStore keyring(serverAddress(), serverUserID());
-    // Usable at once, whatever the keyring makes of it later.
-    passwordsOfThisRun().insert(keyring.key(), password);
-    keyring.writeAsync(password, QCoreApplication::instance(),
-                       [keyring, password](PasswordStore::Outcome outcome) {
-                           switch (outcome) {
-                           case PasswordStore::Outcome::Done:
-                               dropScrambledCopy();
-                               // Read from the keyring from now on, unless changed meanwhile.
-                               if (passwordsOfThisRun().value(keyring.key()) == password)
-                                   passwordsOfThisRun().remove(keyring.key());
-                               return;
-                           case PasswordStore::Outcome::Unavailable:
-                               LocalSettings().writeEntryCrypt(PasswordKey, password);
-                               passwordsOfThisRun().remove(keyring.key());
-                               return;
-                           case PasswordStore::Outcome::NoEntry:
-                           case PasswordStore::Outcome::Failed:
-                               dropScrambledCopy();
-                               return;
-                           }
-                       });
 }
 
 namespace {

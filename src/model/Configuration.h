@@ -34,17 +34,10 @@ public:
     QString serverUserID() const;
     void setServerUserID(const QString &userId);
 
-    // The password of the current server address and user: in the desktop's keyring where a
-    // secret service exists (waited for however long its own prompt takes), else scrambled in
-    // the settings file as it always was. A password the keyring refused lasts for the run.
-    QString serverPassword() const;
-    void setServerPassword(const QString &password);
-    // The same without waiting, for the window: done gets the password once the keyring
-    // answers (unless context is gone), and a stored password is usable at once while the
-    // keyring takes it.
-    void askServerPassword(QObject *context,
-                           const std::function<void(const QString &)> &done) const;
-    void storeServerPassword(const QString &password);
+    // The password of the current server address and user is ServerPassword's (the keyring),
+    // which only the window's program links; the command line has it stored by running
+    // `quorvel-gui --store-server-password SERVER USER` with the password on standard input.
+    static constexpr char StorePasswordOption[] = "--store-server-password";
 
     // The SHA-256 fingerprint (TlsTrust::fingerprint) of the self-signed certificate the person
     // trusted for a server reached over TLS, by its TlsTrust::serverKey; empty when none. An

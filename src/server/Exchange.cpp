@@ -13,8 +13,8 @@
 
 #include "model/DocumentFormat.h"
 #include "model/QuorvelDocument.h"
+#include "model/SyncProtocol.h"
 #include "platform/Clock.h"
-#include "sync/SyncProtocol.h"
 
 #include <QDateTime>
 #include <QHash>

@@ -3,7 +3,7 @@
 
 #include "HttpRequest.h"
 
-#include "sync/SyncProtocol.h"
+#include "model/SyncProtocol.h"
 
 #include <QList>
 

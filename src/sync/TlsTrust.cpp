@@ -2,7 +2,7 @@
 // Copyright The Quorvel developers
 #include "TlsTrust.h"
 
-#include "SyncProtocol.h"
+#include "model/SyncProtocol.h"
 
 #include <QCryptographicHash>
 #include <QSslSocket>

@@ -3,7 +3,7 @@
 
 #include "SyncDevice.h"
 
-#include "sync/SyncProtocol.h"
+#include "model/SyncProtocol.h"
 #include "sync/TlsTrust.h"
 
 #include <QSslSocket>

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "platform/MessageBox.h"
+#include "widgets/MessageBox.h"
 
 #include <QApplication>
 #include <QString>

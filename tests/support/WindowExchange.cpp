@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Copyright The Quorvel developers
 #include "WindowExchange.h"
+#include "keyring/ServerPassword.h"
 
 #include "ModalAnswers.h"
 #include "TestEnvironment.h"
 
 #include "app/QuorvelMainWindow.h"
+#include "dialogs/Synchronize.h"
 #include "model/Configuration.h"
 #include "model/QuorvelDocument.h"
-#include "sync/Synchronize.h"
 
 #include <QFile>
 #include <QLabel>
@@ -67,7 +68,7 @@ bool prepareGroupDevice(const QString &server, const QString &user, const QStrin
     config.setMode(Configuration::Group);
     config.setServerAddress(server);
     config.setServerUserID(user);
-    config.setServerPassword(password);
+    ServerPassword(config).write(password);
     QuorvelDocument empty;
     return empty.save();
 }

@@ -3,7 +3,8 @@
 
 #pragma once
 
-#include "FileLock.h"
+#include "platform/CommandChannel.h"
+#include "platform/FileLock.h"
 
 #include <QByteArray>
 #include <QObject>
@@ -71,29 +72,13 @@ private:
 // open) to the first, which raises its window, and then exits.
 //
 // The same channel carries commands of the command line: a message whose first argument is
-// CommandMarker is a command, answered as HandedCommand describes. The arguments travel as a
-// 4-byte big-endian length and then each argument in UTF-8 followed by a NUL byte, at most
-// MaxMessageBytes; an answer is framed the same way and holds the exit status, the standard
-// output and the standard error.
-class SingleInstance : public QObject
+// CommandMarker is a command, answered as HandedCommand describes; CommandChannel is the
+// sending end and the framing.
+class SingleInstance : public QObject, public CommandChannel
 {
     Q_OBJECT
 
 public:
-    static constexpr int MaxMessageBytes = 64 * 1024;
-    // An answer may hold a whole export.
-    static constexpr qint64 MaxAnswerBytes = qint64(1) << 30;
-    // A command that waits longer than this for the window to take it is declined.
-    static constexpr int WaitingPatienceMs = 20 * 1000;
-    static const char CommandMarker[];
-
-    enum class HandOver {
-        NoInstance, // nobody listens: nothing was sent
-        NotTaken,   // sent, but declined or never taken: nothing was done
-        Answered,
-        Lost // taken, but the window ended before it answered
-    };
-
     // lockFolder: the folder of the locks and the socket (the data folder).
     explicit SingleInstance(const QString &lockFolder, QObject *parent = nullptr);
     ~SingleInstance() override;
@@ -105,13 +90,6 @@ public:
     // write): running unguarded beats not running.
     bool start(const QStringList &arguments);
 
-    // <lockFolder>/quorvel.lock, the instance lock.
-    QString lockFilePath() const;
-    // <lockFolder>/quorvel-data.lock, the lock of the data file's writer.
-    QString dataLockPath() const;
-    // The path of the socket the first instance listens on.
-    QString serverName() const;
-
     // Whether start() made us listen. When not, problem() tells why, for the person.
     bool isListening() const { return m_listenFd >= 0; }
     QString problem() const { return m_problem; }
@@ -122,21 +100,11 @@ public:
     FileLock::Outcome takeDataLock(int timeoutMs);
     void releaseDataLock();
 
-    // Hands a command to the first instance and waits up to answerTimeoutMs for it to be
-    // taken and answered. *problem, when given, tells why nobody could be asked although
-    // something stands at the socket's place (not a socket, not the person's own).
-    HandOver handCommand(const QStringList &command, int answerTimeoutMs, int *exitCode,
-                         QByteArray *out, QByteArray *err, QString *problem = nullptr) const;
-
     // Commands received before this call wait; from now on commandReceived announces them.
     void acceptCommands();
     // Closes the socket and declines every command not yet taken: for the end of the run,
     // before the last write of the data file.
     void stopAccepting();
-
-    // The framing described above, for both ends and for tests.
-    static QByteArray encodeMessage(const QStringList &arguments);
-    static QStringList decodePayload(const QByteArray &payload);
 
 Q_SIGNALS:
     // In the first instance: a later start sent these arguments.
@@ -147,13 +115,11 @@ Q_SIGNALS:
 private:
     bool listen();
     void closeSocket();
-    bool sendToRunningInstance(const QStringList &arguments) const;
     void onNewConnection();
     void readFrom(QLocalSocket *socket, QByteArray &buffer);
     void declineOverdue();
     void drainAnswers();
 
-    QString m_folder;
     FileLock m_lock;
     FileLock m_dataLock;
     int m_listenFd = -1;

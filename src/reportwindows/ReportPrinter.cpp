@@ -3,7 +3,7 @@
 
 #include "ReportPrinter.h"
 
-#include "reports/ReportBrowser.h"
+#include "reportwindows/ReportBrowser.h"
 #include "views/SafeTextBrowser.h"
 
 #include <QAbstractTextDocumentLayout>

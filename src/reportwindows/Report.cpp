@@ -7,7 +7,7 @@
 #include "platform/Clock.h"
 #include "platform/Config.h"
 #include "platform/Logging.h"
-#include "reports/ReportViewer.h"
+#include "reportwindows/ReportViewer.h"
 
 #include <QDebug>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Copyright The Quorvel developers
 
-#include "reports/PeriodSummaryReport.h"
-#include "reports/PeriodTimeSheetReport.h"
+#include "reportwindows/PeriodSummaryReport.h"
+#include "reportwindows/PeriodTimeSheetReport.h"
 
 #include "model/QuorvelDocument.h"
 #include "platform/TimeString.h"

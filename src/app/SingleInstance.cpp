@@ -3,8 +3,8 @@
 
 #include "SingleInstance.h"
 
-#include "PrivateFiles.h"
-#include "SystemError.h"
+#include "platform/PrivateFiles.h"
+#include "platform/SystemError.h"
 
 #include <QDeadlineTimer>
 #include <QDir>
@@ -29,103 +29,14 @@
 
 namespace {
 
-constexpr int HeaderBytes = 4;
-// How long a second instance keeps trying to reach the first one, which may be between
-// taking the lock and listening, or ending.
-constexpr int ConnectPatienceMs = 3000;
-constexpr int WriteTimeoutMs = 2000;
 // A client that has not sent its whole message by then is dropped.
 constexpr int ReceiveTimeoutMs = 5000;
 // How long a starting window waits for a command of the command line to finish writing.
 constexpr int DataLockPatienceMs = 30 * 1000;
-
-constexpr char Taken = 'T';
-constexpr char Declined = 'N';
-
-// The socket's address. A path too long for an address is reached through the folder's
-// descriptor, which *folderFd then holds and the caller closes.
-bool addressOf(const QString &path, sockaddr_un *address, socklen_t *length, int *folderFd)
-{
-    *folderFd = -1;
-    std::memset(address, 0, sizeof *address);
-    address->sun_family = AF_UNIX;
-    QByteArray name = QFile::encodeName(path);
-    if (size_t(name.size()) >= sizeof address->sun_path) {
-        const QFileInfo info(path);
-        *folderFd = ::open(QFile::encodeName(info.absolutePath()).constData(),
-                           O_PATH | O_DIRECTORY | O_CLOEXEC);
-        if (*folderFd < 0)
-            return false;
-        name = "/proc/self/fd/" + QByteArray::number(*folderFd) + '/'
-               + QFile::encodeName(info.fileName());
-        if (size_t(name.size()) >= sizeof address->sun_path) {
-            ::close(*folderFd);
-            *folderFd = -1;
-            errno = ENAMETOOLONG;
-            return false;
-        }
-    }
-    std::memcpy(address->sun_path, name.constData(), size_t(name.size()));
-    *length = socklen_t(offsetof(sockaddr_un, sun_path) + size_t(name.size()) + 1);
-    return true;
-}
-
-// The user id of the process at the other end of a connected local socket, -1 if unknown.
-long long peerUid(int fd)
-{
-    struct ucred credentials = {};
-    socklen_t size = sizeof credentials;
-    if (::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0)
-        return -1;
-    return credentials.uid;
-}
-
-bool sendAll(int fd, const QByteArray &bytes, int timeoutMs)
-{
-    QDeadlineTimer deadline(timeoutMs);
-    qsizetype sent = 0;
-    while (sent < bytes.size()) {
-        const ssize_t n = ::send(fd, bytes.constData() + sent, size_t(bytes.size() - sent),
-                                 MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (n > 0) {
-            sent += n;
-            continue;
-        }
-        if (n < 0 && errno != EAGAIN && errno != EINTR)
-            return false;
-        pollfd waiting = {fd, POLLOUT, 0};
-        const qint64 left = deadline.remainingTime();
-        if (left == 0 || ::poll(&waiting, 1, int(left)) < 0)
-            return false;
-    }
-    return true;
-}
-
-// Reads what is there within timeoutMs: >0 bytes read, 0 the other end closed, -1 error,
-// -2 nothing came in time.
-qsizetype receiveSome(int fd, char *buffer, qsizetype size, int timeoutMs)
-{
-    pollfd waiting = {fd, POLLIN, 0};
-    int ready = 0;
-    do {
-        ready = ::poll(&waiting, 1, timeoutMs);
-    } while (ready < 0 && errno == EINTR);
-    if (ready == 0)
-        return -2;
-    if (ready < 0)
-        return -1;
-    ssize_t n = 0;
-    do {
-        n = ::recv(fd, buffer, size_t(size), MSG_DONTWAIT);
-    } while (n < 0 && errno == EINTR);
-    if (n < 0 && errno == EAGAIN)
-        return -2;
-    return n < 0 ? -1 : qsizetype(n);
-}
+// How long an ending instance is waited for when its lock is still held.
+constexpr int ConnectPatienceMs = 3000;
 
 } // namespace
-
-const char SingleInstance::CommandMarker[] = "quorvel-command";
 
 HandedCommand::HandedCommand(const QStringList &arguments, QLocalSocket *socket)
     : QObject(socket)
@@ -149,9 +60,10 @@ bool HandedCommand::take()
     }
     // Straight to the descriptor, before anything else is written to it: once the sender has
     // given up, the kernel refuses the byte, and the command is not carried out.
-    const bool told
-        = m_socket && m_socket->state() == QLocalSocket::ConnectedState
-          && ::send(int(m_socket->socketDescriptor()), &Taken, 1, MSG_NOSIGNAL | MSG_DONTWAIT) == 1;
+    const bool told = m_socket && m_socket->state() == QLocalSocket::ConnectedState
+                      && ::send(int(m_socket->socketDescriptor()), &CommandChannel::TakenByte, 1,
+                                MSG_NOSIGNAL | MSG_DONTWAIT)
+                             == 1;
     m_state = told ? State::Taken : State::Done;
     if (!told && m_socket)
         m_socket->abort();
@@ -178,7 +90,7 @@ void HandedCommand::reply(int exitCode, const QByteArray &out, const QByteArray 
     payload += '\0';
     payload += out;
     payload += err;
-    QByteArray message(HeaderBytes, '\0');
+    QByteArray message(CommandChannel::HeaderBytes, '\0');
     qToBigEndian<quint32>(quint32(payload.size()), message.data());
     m_socket->write(message + payload);
     // Pushed out now: the answer may be the last thing this program does.
@@ -200,16 +112,17 @@ void HandedCommand::decline(const QString &why)
     }
     if (!m_socket)
         return;
-    ::send(int(m_socket->socketDescriptor()), &Declined, 1, MSG_NOSIGNAL | MSG_DONTWAIT);
+    ::send(int(m_socket->socketDescriptor()), &CommandChannel::DeclinedByte, 1,
+           MSG_NOSIGNAL | MSG_DONTWAIT);
     m_socket->abort();
     m_socket = nullptr;
 }
 
 SingleInstance::SingleInstance(const QString &lockFolder, QObject *parent)
     : QObject(parent)
-    , m_folder(QDir::cleanPath(QFileInfo(lockFolder).absoluteFilePath()))
-    , m_lock(m_folder + QStringLiteral("/quorvel.lock"))
-    , m_dataLock(m_folder + QStringLiteral("/quorvel-data.lock"))
+    , CommandChannel(lockFolder)
+    , m_lock(CommandChannel::lockFilePath())
+    , m_dataLock(CommandChannel::dataLockPath())
 {}
 
 SingleInstance::~SingleInstance()
@@ -226,7 +139,7 @@ bool SingleInstance::start(const QStringList &arguments)
 {
     if (m_lock.isLocked())
         return true;
-    PrivateFiles::makeFolder(m_folder);
+    PrivateFiles::makeFolder(folder());
 
     switch (m_lock.tryLock(100)) {
     case FileLock::Outcome::Failed:
@@ -254,21 +167,6 @@ bool SingleInstance::start(const QStringList &arguments)
     return true;
 }
 
-QString SingleInstance::lockFilePath() const
-{
-    return m_lock.path();
-}
-
-QString SingleInstance::dataLockPath() const
-{
-    return m_dataLock.path();
-}
-
-QString SingleInstance::serverName() const
-{
-    return m_folder + QStringLiteral("/quorvel.socket");
-}
-
 FileLock::Outcome SingleInstance::takeDataLock(int timeoutMs)
 {
     return m_dataLock.tryLock(timeoutMs);
@@ -279,100 +177,10 @@ void SingleInstance::releaseDataLock()
     m_dataLock.unlock();
 }
 
-QByteArray SingleInstance::encodeMessage(const QStringList &arguments)
-{
-    QByteArray payload;
-    for (const QString &argument : arguments) {
-        payload += argument.toUtf8();
-        payload += '\0';
-    }
-    QByteArray message(HeaderBytes, '\0');
-    qToBigEndian<quint32>(quint32(payload.size()), message.data());
-    return message + payload;
-}
-
-QStringList SingleInstance::decodePayload(const QByteArray &payload)
-{
-    QStringList arguments;
-    qsizetype begin = 0;
-    while (begin < payload.size()) {
-        qsizetype end = payload.indexOf('\0', begin);
-        if (end < 0)
-            end = payload.size();
-        arguments << QString::fromUtf8(payload.constData() + begin, end - begin);
-        begin = end + 1;
-    }
-    return arguments;
-}
-
-namespace {
-
-enum class Place { Free, OurSocket, NotOurs };
-
-// What stands at the socket's place, and whether it may be trusted: only a socket of the
-// person's own, in a folder of theirs that nobody else may write to.
-Place placeOf(const QString &folder, const QString &path, QString *problem)
-{
-    struct stat info;
-    const QByteArray folderName = QFile::encodeName(folder);
-    if (::stat(folderName.constData(), &info) != 0)
-        return Place::Free;
-    if (info.st_uid != ::geteuid() || (info.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
-        *problem = SingleInstance::tr("the folder %1 is open to other users").arg(folder);
-        return Place::NotOurs;
-    }
-    if (::lstat(QFile::encodeName(path).constData(), &info) != 0)
-        return Place::Free;
-    if (!S_ISSOCK(info.st_mode)) {
-        *problem
-            = SingleInstance::tr("%1 is not Quorvel's socket but another kind of file").arg(path);
-        return Place::NotOurs;
-    }
-    if (info.st_uid != ::geteuid()) {
-        *problem = SingleInstance::tr("%1 belongs to another user").arg(path);
-        return Place::NotOurs;
-    }
-    return Place::OurSocket;
-}
-
-// A connection to the first instance, checked to run as this user; -1 when there is none.
-int connectTo(const QString &folder, const QString &path, QString *problem)
-{
-    if (placeOf(folder, path, problem) != Place::OurSocket)
-        return -1;
-    sockaddr_un address;
-    socklen_t length = 0;
-    int folderFd = -1;
-    if (!addressOf(path, &address, &length, &folderFd))
-        return -1;
-    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    int connected = -1;
-    if (fd >= 0) {
-        do {
-            connected = ::connect(fd, reinterpret_cast<const sockaddr *>(&address), length);
-        } while (connected != 0 && errno == EINTR);
-    }
-    if (folderFd >= 0)
-        ::close(folderFd);
-    if (connected != 0) {
-        if (fd >= 0)
-            ::close(fd);
-        return -1;
-    }
-    if (peerUid(fd) != (long long)::geteuid()) {
-        *problem = SingleInstance::tr("%1 is served by another user").arg(path);
-        ::close(fd);
-        return -1;
-    }
-    return fd;
-}
-
-} // namespace
-
 bool SingleInstance::listen()
 {
     const QString path = serverName();
-    switch (placeOf(m_folder, path, &m_problem)) {
+    switch (placeOfSocket(&m_problem)) {
     case Place::NotOurs:
         qWarning("Cannot take commands: %s", qPrintable(m_problem));
         return false;
@@ -434,34 +242,6 @@ void SingleInstance::closeSocket()
         ::unlink(path.constData());
     ::close(m_listenFd);
     m_listenFd = -1;
-}
-
-bool SingleInstance::sendToRunningInstance(const QStringList &arguments) const
-{
-    const QByteArray message = encodeMessage(arguments);
-    if (message.size() - HeaderBytes > MaxMessageBytes) {
-        qWarning("The arguments are too long to hand to the running Quorvel");
-        return false;
-    }
-
-    QDeadlineTimer patience(ConnectPatienceMs);
-    for (;;) {
-        QString problem;
-        const int fd = connectTo(m_folder, serverName(), &problem);
-        if (fd >= 0) {
-            // What was sent stays for the first instance to read after we close.
-            const bool sent = sendAll(fd, message, WriteTimeoutMs);
-            ::close(fd);
-            return sent;
-        }
-        if (!problem.isEmpty()) {
-            qWarning("Cannot reach the running Quorvel: %s", qPrintable(problem));
-            return false;
-        }
-        if (patience.hasExpired())
-            return false;
-        QThread::msleep(100);
-    }
 }
 
 void SingleInstance::onNewConnection()
@@ -595,75 +375,4 @@ void SingleInstance::drainAnswers()
                 break;
         }
     }
-}
-
-SingleInstance::HandOver SingleInstance::handCommand(const QStringList &command,
-                                                     int answerTimeoutMs, int *exitCode,
-                                                     QByteArray *out, QByteArray *err,
-                                                     QString *problem) const
-{
-    const QByteArray message = encodeMessage(QStringList(QLatin1String(CommandMarker)) + command);
-    if (message.size() - HeaderBytes > MaxMessageBytes)
-        return HandOver::NoInstance;
-    QString why;
-    const int fd = connectTo(m_folder, serverName(), &why);
-    if (problem)
-        *problem = why;
-    if (fd < 0)
-        return HandOver::NoInstance;
-    struct Closer
-    {
-        int fd;
-        ~Closer() { ::close(fd); }
-    } closer{fd};
-    // The window needs the whole message before it can take the command.
-    if (!sendAll(fd, message, WriteTimeoutMs))
-        return HandOver::NotTaken;
-
-    char first = 0;
-    qsizetype n = receiveSome(fd, &first, 1, answerTimeoutMs);
-    if (n == -2) {
-        // No more waiting: from here on the window cannot tell us it took the command, so it
-        // does not take it; only a byte that came before this moment counts.
-        ::shutdown(fd, SHUT_RD);
-        n = receiveSome(fd, &first, 1, 0);
-        return n == 1 && first == Taken ? HandOver::Lost : HandOver::NotTaken;
-    }
-    if (n != 1 || first != Taken)
-        return HandOver::NotTaken;
-
-    // Taken: the answer follows as soon as the command is carried out; it only fails to come
-    // when the window ends in between.
-    QByteArray answer;
-    qint64 expected = -1;
-    QByteArray chunk(64 * 1024, Qt::Uninitialized);
-    for (;;) {
-        n = receiveSome(fd, chunk.data(), chunk.size(), answerTimeoutMs);
-        if (n <= 0)
-            return HandOver::Lost;
-        answer.append(chunk.constData(), n);
-        if (expected < 0 && answer.size() >= HeaderBytes) {
-            expected = HeaderBytes + qint64(qFromBigEndian<quint32>(answer.constData()));
-            if (expected > MaxAnswerBytes)
-                return HandOver::Lost;
-        }
-        if (expected >= 0 && answer.size() >= expected)
-            break;
-    }
-
-    const QByteArray payload = answer.mid(HeaderBytes, expected - HeaderBytes);
-    const qsizetype firstEnd = payload.indexOf('\0');
-    const qsizetype secondEnd = firstEnd < 0 ? -1 : payload.indexOf('\0', firstEnd + 1);
-    if (secondEnd < 0)
-        return HandOver::Lost;
-    bool codeOk = false;
-    bool sizeOk = false;
-    *exitCode = payload.left(firstEnd).toInt(&codeOk);
-    const qsizetype outSize
-        = payload.mid(firstEnd + 1, secondEnd - firstEnd - 1).toLongLong(&sizeOk);
-    if (!codeOk || !sizeOk || outSize < 0 || outSize > payload.size() - secondEnd - 1)
-        return HandOver::Lost;
-    *out = payload.mid(secondEnd + 1, outSize);
-    *err = payload.mid(secondEnd + 1 + outSize);
-    return HandOver::Answered;
 }

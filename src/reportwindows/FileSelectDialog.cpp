@@ -3,7 +3,7 @@
 
 #include "FileSelectDialog.h"
 
-#include "platform/FileSelector.h"
+#include "widgets/FileSelector.h"
 
 #include <QDialogButtonBox>
 #include <QPushButton>

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "reports/Report.h"
+#include "reportwindows/Report.h"
 
 // The time spent on each activity over the whole period, one column per category, with a
 // totals row.

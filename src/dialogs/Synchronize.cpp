@@ -2,13 +2,14 @@
 // Copyright The Quorvel developers
 
 #include "Synchronize.h"
+#include "keyring/ServerPassword.h"
 
-#include "MessageMarkup.h"
+#include "model/MessageMarkup.h"
 #include "model/QuorvelDocument.h"
 #include "platform/Clock.h"
-#include "platform/MessageBox.h"
-#include "platform/QuorvelApplication.h"
 #include "views/SafeTextBrowser.h"
+#include "widgets/MessageBox.h"
+#include "widgets/QuorvelApplication.h"
 
 #include <QLocale>
 #include <QPushButton>
@@ -167,10 +168,10 @@ void Synchronize::socketConnected()
     restartTimeout();
     lblStatus->setText(tr("Connected"));
     const Configuration &settings = document->configuration;
-    socket->write(SyncProtocol::buildRequest(document->getDocumentString(), exchangeTime,
-                                             settings.serverAddress(), settings.serverUserID(),
-                                             m_password ? *m_password : settings.serverPassword(),
-                                             std::rand()));
+    socket->write(SyncProtocol::buildRequest(
+        document->getDocumentString(), exchangeTime, settings.serverAddress(),
+        settings.serverUserID(), m_password ? *m_password : ServerPassword(settings).read(),
+        std::rand()));
 }
 
 void Synchronize::socketSecuring()

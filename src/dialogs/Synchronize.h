@@ -3,9 +3,9 @@
 
 #pragma once
 
-#include "SyncProtocol.h"
 #include "SynchronizeBase.h"
-#include "TlsTrust.h"
+#include "model/SyncProtocol.h"
+#include "sync/TlsTrust.h"
 
 #include <QAbstractSocket>
 #include <QDateTime>

@@ -4,13 +4,13 @@
 #include "ReportViewer.h"
 
 #include "platform/DocLnk.h"
-#include "platform/FileDialog.h"
 #include "platform/Logging.h"
-#include "platform/MessageBox.h"
-#include "reports/Report.h"
-#include "reports/ReportBrowser.h"
-#include "reports/ReportPrinter.h"
+#include "reportwindows/Report.h"
+#include "reportwindows/ReportBrowser.h"
+#include "reportwindows/ReportPrinter.h"
 #include "views/SafeTextBrowser.h"
+#include "widgets/FileDialog.h"
+#include "widgets/MessageBox.h"
 
 #include <QDebug>
 #include <QDir>

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "reports/Report.h"
+#include "reportwindows/Report.h"
 
 // A day-by-day time sheet over the period: per day one row per activity with time (or every
 // activity), a daily totals row, and the period totals at the end.
