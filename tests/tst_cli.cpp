@@ -191,6 +191,7 @@ private Q_SLOTS:
     void importRoundTrip();
     void csvNamesNeverRunAsFormulas();
     void importTimewarrior();
+    void importNamesTheLinesOfTheFile();
     void importRefusesOverlaps();
     void refusalsNameTheReason();
     void longNamesAreRefused();
@@ -944,8 +945,8 @@ void TestCli::importTimewarrior()
     QCOMPARE(run.out, QByteArray("Created the activity “Gardening” in “Private”.\n"
                                  "Imported 3 tasks from “timew.json”.\n"));
     QCOMPARE(run.err, QByteArray("Skipped 2 tasks:\n"
-                                 "  timew.json, line 3: it is shorter than a minute\n"
-                                 "  timew.json, line 4: no tags\n"));
+                                 "  timew.json, line 4: it is shorter than a minute\n"
+                                 "  timew.json, line 5: no tags\n"));
     run = quorvel({QStringLiteral("list"), QStringLiteral("--from"), QStringLiteral("2026-11-18"),
                    QStringLiteral("--to"), QStringLiteral("2026-11-18")});
     QCOMPARE(run.out, QByteArray("11/18/26 8:00 AM  11/18/26 9:00 AM  Project Alpha "
@@ -962,6 +963,58 @@ void TestCli::importTimewarrior()
                                  "in “Imported”.\n"
                                  "Created the activity “Private Gardening” in “Imported”.\n"
                                  "Imported 3 tasks from “timew.json”.\n"));
+}
+
+void TestCli::importNamesTheLinesOfTheFile()
+{
+    writeHistory();
+    // Written by a pretty-printer: each task over several lines, a tag with a bracket and a
+    // quote in it.
+    writeFile(inDocuments(QStringLiteral("pretty.json")),
+              "[\n"
+              "  {\n"
+              "    \"start\": \"20261118T080000Z\",\n"
+              "    \"end\": \"20261118T080020Z\",\n"
+              "    \"tags\": [\n"
+              "      \"Reading ] \\\"notes\\\" {\"\n"
+              "    ]\n"
+              "  },\n"
+              "  {\n"
+              "    \"start\": \"20261118T090000Z\",\n"
+              "    \"end\": \"20261118T100000Z\",\n"
+              "    \"tags\": [\"Private\", \"Gardening\"]\n"
+              "  },\n"
+              "  {\n"
+              "    \"start\": \"20261118T110000Z\",\n"
+              "    \"end\": \"20261118T120000Z\"\n"
+              "  }\n"
+              "]\n");
+    Run run = quorvel({QStringLiteral("import"), QStringLiteral("pretty.json"),
+                       QStringLiteral("--category-from-first-tag")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.out, QByteArray("Created the activity “Gardening” in “Private”.\n"
+                                 "Imported 1 task from “pretty.json”.\n"));
+    QCOMPARE(run.err, QByteArray("Skipped 2 tasks:\n"
+                                 "  pretty.json, line 2: it is shorter than a minute\n"
+                                 "  pretty.json, line 14: no tags\n"));
+
+    // All on one line: the tasks are told apart by their place in the file. A file name with
+    // a placeholder of its own is shown as it is.
+    writeHistory();
+    writeFile(inDocuments(QStringLiteral("one %2 line.json")),
+              "[{\"start\":\"20261118T080000Z\",\"end\":\"20261118T090000Z\","
+              "\"tags\":[\"Home Project Beta\"]},"
+              "{\"start\":\"20261118T090000Z\",\"end\":\"20261118T093000Z\",\"tags\":[]},"
+              "{\"start\":\"20261118T083000Z\",\"end\":\"20261118T093000Z\","
+              "\"tags\":[\"Home Project Beta\"]}]");
+    run = quorvel({QStringLiteral("import"), QStringLiteral("one %2 line.json"),
+                   QStringLiteral("--category"), QStringLiteral("Private")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.out, QByteArray("Imported 1 task from “one %2 line.json”.\n"));
+    QCOMPARE(run.err, QByteArray("Skipped 2 tasks:\n"
+                                 "  one %2 line.json, line 1, task 2 of the file: no tags\n"
+                                 "  one %2 line.json, line 1, task 3 of the file: it overlaps a "
+                                 "recorded task\n"));
 }
 
 void TestCli::importRefusesOverlaps()

@@ -192,8 +192,12 @@ void importTasks(QuorvelDocument &doc, const Invocation &call, const QString &wo
     int already = 0;
     QStringList skipped;
     for (const ImportRow &row : read.rows) {
+        // All arguments at once: a file name may hold "%2" itself.
         const auto skip = [&](const QString &why) {
-            skipped << Commands::tr("%1, line %2: %3").arg(given).arg(row.line).arg(why);
+            const QString line = QString::number(row.line);
+            skipped << (row.task > 0 ? Commands::tr("%1, line %2, task %3 of the file: %4")
+                                           .arg(given, line, QString::number(row.task), why)
+                                     : Commands::tr("%1, line %2: %3").arg(given, line, why));
         };
         if (!row.problem.isEmpty()) {
             skip(row.problem);
