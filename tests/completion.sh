@@ -126,11 +126,16 @@ expect 'quorvel list --' quorvel list -- -- --from --to --help
 expect 'quorvel activities ' quorvel activities '' -- --help
 expect 'quorvel export --' quorvel export -- -- --from --to --format --help
 expect 'quorvel import tw.json --' quorvel import tw.json -- -- \
-    --format --category --category-from-first-tag --help
-expect 'quorvel import tw.json --category-from-first-tag --c' \
-    quorvel import tw.json --category-from-first-tag --c -- --category
+    --format --category --category-from-first-sorted-tag --help
+expect 'quorvel import tw.json --category-from-first-sorted-tag --c' \
+    quorvel import tw.json --category-from-first-sorted-tag --c -- --category
 expect 'quorvel import tw.json --category Work --' \
-    quorvel import tw.json --category Work -- -- --format --category-from-first-tag --help
+    quorvel import tw.json --category Work -- -- --format --category-from-first-sorted-tag --help
+# The option's earlier name still works, but is never offered, and counts as the option given.
+expect 'quorvel import tw.json --category-from-f' \
+    quorvel import tw.json --category-from-f -- --category-from-first-sorted-tag
+expect 'quorvel import tw.json --category-from-first-tag --' \
+    quorvel import tw.json --category-from-first-tag -- -- --format --category --help
 expect 'quorvel help re' quorvel help re -- report
 expect 'quorvel se' quorvel se -- setup
 expect 'quorvel setup ' quorvel setup '' -- personal group

@@ -939,25 +939,30 @@ void TestCli::importTimewarrior()
               "{\"id\":2,\"start\":\"20261118T110000Z\",\"end\":\"20261118T120000Z\"},\n"
               "{\"id\":1,\"start\":\"20261121T090000Z\",\"tags\":[\"Private\",\"Gardening\"]}\n"
               "]\n");
-    Run run = quorvel({QStringLiteral("import"), QStringLiteral("timew.json"),
-                       QStringLiteral("--category-from-first-tag")});
-    QCOMPARE(run.exitCode, 1);
-    QCOMPARE(run.out, QByteArray("Created the activity “Gardening” in “Private”.\n"
-                                 "Imported 3 tasks from “timew.json”.\n"));
-    QCOMPARE(run.err, QByteArray("Skipped 2 tasks:\n"
-                                 "  timew.json, line 4: it is shorter than a minute\n"
-                                 "  timew.json, line 5: no tags\n"));
-    run = quorvel({QStringLiteral("list"), QStringLiteral("--from"), QStringLiteral("2026-11-18"),
-                   QStringLiteral("--to"), QStringLiteral("2026-11-18")});
-    QCOMPARE(run.out, QByteArray("11/18/26 8:00 AM  11/18/26 9:00 AM  Project Alpha "
-                                 "Development\n"
-                                 "11/18/26 9:15 AM  11/18/26 9:45 AM  Gardening\n"));
-    QCOMPARE(quorvel({QStringLiteral("status")}).out, QByteArray("Gardening\t0:30\n"));
+    // The option's earlier name still works the same.
+    for (const char *option : {"--category-from-first-sorted-tag", "--category-from-first-tag"}) {
+        writeHistory();
+        Run run = quorvel(
+            {QStringLiteral("import"), QStringLiteral("timew.json"), QLatin1String(option)});
+        QCOMPARE(run.exitCode, 1);
+        QCOMPARE(run.out, QByteArray("Created the activity “Gardening” in “Private”.\n"
+                                     "Imported 3 tasks from “timew.json”.\n"));
+        QCOMPARE(run.err, QByteArray("Skipped 2 tasks:\n"
+                                     "  timew.json, line 4: it is shorter than a minute\n"
+                                     "  timew.json, line 5: no tags\n"));
+        run = quorvel({QStringLiteral("list"), QStringLiteral("--from"),
+                       QStringLiteral("2026-11-18"), QStringLiteral("--to"),
+                       QStringLiteral("2026-11-18")});
+        QCOMPARE(run.out, QByteArray("11/18/26 8:00 AM  11/18/26 9:00 AM  Project Alpha "
+                                     "Development\n"
+                                     "11/18/26 9:15 AM  11/18/26 9:45 AM  Gardening\n"));
+        QCOMPARE(quorvel({QStringLiteral("status")}).out, QByteArray("Gardening\t0:30\n"));
+    }
 
     // Without the option, the tags together name the activity, in the category given.
     writeHistory();
-    run = quorvel({QStringLiteral("import"), QStringLiteral("timew.json"),
-                   QStringLiteral("--category"), QStringLiteral("Imported")});
+    const Run run = quorvel({QStringLiteral("import"), QStringLiteral("timew.json"),
+                             QStringLiteral("--category"), QStringLiteral("Imported")});
     QCOMPARE(run.exitCode, 1);
     QCOMPARE(run.out, QByteArray("Created the activity “Bill rate 1 Project Alpha Development” "
                                  "in “Imported”.\n"
@@ -990,7 +995,7 @@ void TestCli::importNamesTheLinesOfTheFile()
               "  }\n"
               "]\n");
     Run run = quorvel({QStringLiteral("import"), QStringLiteral("pretty.json"),
-                       QStringLiteral("--category-from-first-tag")});
+                       QStringLiteral("--category-from-first-sorted-tag")});
     QCOMPARE(run.exitCode, 1);
     QCOMPARE(run.out, QByteArray("Created the activity “Gardening” in “Private”.\n"
                                  "Imported 1 task from “pretty.json”.\n"));
@@ -1214,6 +1219,21 @@ void TestCli::help()
                                  "09:30, 2026-11-21T09:30 or yesterday 17:00\n"
                                  "  --force                         take an --at more than a day "
                                  "ahead\n"
+                                 "  -h, --help                      show this help\n"));
+    // A long option keeps its description apart; the option's earlier name is not shown.
+    run = quorvel({QStringLiteral("help"), QStringLiteral("import")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Usage: quorvel import FILE [--format FORMAT] [--category "
+                                 "CATEGORY] [--category-from-first-sorted-tag]\n\n"
+                                 "Add the tasks of an export, or of a Timewarrior export (timew "
+                                 "export).\n\n"
+                                 "Options:\n"
+                                 "  --format FORMAT                 csv or json (by default told "
+                                 "from the contents)\n"
+                                 "  --category CATEGORY             the category of Timewarrior's "
+                                 "tasks (Timewarrior unless given)\n"
+                                 "  --category-from-first-sorted-tag  a Timewarrior task's "
+                                 "alphabetically first tag is its category\n"
                                  "  -h, --help                      show this help\n"));
     // Every command answers --help the same way.
     for (const char *command :

@@ -404,8 +404,8 @@ wirklich löschen?</translation>
         <translation>die Kategorie der Timewarrior-Aufgaben (ohne Angabe Timewarrior)</translation>
     </message>
     <message>
-        <source>a Timewarrior task&apos;s first tag is its category</source>
-        <translation>das erste Tag einer Timewarrior-Aufgabe ist ihre Kategorie</translation>
+        <source>a Timewarrior task&apos;s alphabetically first tag is its category</source>
+        <translation>das alphabetisch erste Tag einer Timewarrior-Aufgabe ist ihre Kategorie</translation>
     </message>
     <message>
         <source>name the file to import.</source>

@@ -27,6 +27,9 @@ struct OptionEntry
     const char *name;
     const char *valueName; // null for a switch
     const char *description;
+    // An earlier name that still works, so that scripts written with it keep running; help
+    // and completion offer only the name.
+    const char *formerName = nullptr;
 };
 
 struct CommandEntry

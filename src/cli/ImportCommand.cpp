@@ -171,7 +171,7 @@ void importTasks(QuorvelDocument &doc, const Invocation &call, const QString &wo
     const ImportFile read
         = format == ImportReader::Format::Json ? ImportReader::readJson(
               bytes, call.has("category") ? call.value("category") : QStringLiteral("Timewarrior"),
-              call.has("category-from-first-tag"))
+              call.has("category-from-first-sorted-tag"))
                                                : ImportReader::readCsv(bytes);
     if (!read.error.isEmpty()) {
         refuse(result, Commands::tr("%1: %2").arg(given, read.error));
