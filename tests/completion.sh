@@ -158,6 +158,8 @@ expect 'quorvel list --from ' quorvel list --from '' -- \
     today yesterday tomorrow monday tuesday wednesday thursday friday saturday sunday
 expect 'quorvel export --to t' quorvel export --to t -- today tomorrow tuesday thursday
 expect 'quorvel stop --at yes' quorvel stop --at yes -- yesterday
+expect 'quorvel start Pro --at tom' quorvel start Pro --at tom -- tomorrow
+expect 'quorvel stop --at t' quorvel stop --at t -- today tomorrow tuesday thursday
 expect 'quorvel start Chess --category ' quorvel start Chess --category '' --
 
 # Files to import.
@@ -177,6 +179,9 @@ expect 'quorvel start Home\ Project\ Beta ' quorvel start 'Home\ Project\ Beta' 
 expect 'quorvel start "Project Alpha D' quorvel start '"Project Alpha D' -- \
     'Project Alpha Development' 'Project Alpha Documentation'
 # Stop offers the running tasks' activities only.
+expect 'quorvel stop ' quorvel stop '' -- 'Project\ Alpha\ Development' 'Home\ Project\ Beta'
+expect 'quorvel stop Project\ Alpha\ D' quorvel stop 'Project\ Alpha\ D' -- \
+    'Project\ Alpha\ Development'
 expect "quorvel stop 'Pro" quorvel stop "'Pro" -- 'Project Alpha Development'
 expect 'quorvel stop Project\ Alpha\ Doc' quorvel stop 'Project\ Alpha\ Doc' --
 # A time that bash splits at its colon is one argument: stop has no activity yet.
