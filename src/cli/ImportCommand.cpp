@@ -7,6 +7,7 @@
 
 #include "ImportReader.h"
 #include "model/QuorvelDocument.h"
+#include "model/TaskTimeText.h"
 #include "platform/SystemError.h"
 
 #include <QDir>
@@ -188,6 +189,9 @@ void importTasks(QuorvelDocument &doc, const Invocation &call, const QString &wo
     ActivityNames activities(doc);
     RecordedTimes times(doc);
     std::vector<QObject *> created;
+    // Each task's display texts would otherwise read the settings anew: a second for a large
+    // history.
+    const TaskTimeText::Batch texts;
     int imported = 0;
     int already = 0;
     QStringList skipped;
