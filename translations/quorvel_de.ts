@@ -540,6 +540,10 @@ wirklich löschen?</translation>
         <translation>%1, Zeile %2: %3</translation>
     </message>
     <message>
+        <source>Importing tasks… %1 of %2</source>
+        <translation>Aufgaben werden importiert … %1 von %2</translation>
+    </message>
+    <message>
         <source>%1, line %2, task %3 of the file: %4</source>
         <translation>%1, Zeile %2, Aufgabe %3 der Datei: %4</translation>
     </message>

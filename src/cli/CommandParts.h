@@ -103,6 +103,6 @@ void activities(const QuorvelDocument &doc, Commands::Result *result);
 void report(const QuorvelDocument &doc, const Invocation &call, Commands::Result *result);
 bool exportRecords(char *data, int length, const Invocation &call, Commands::Result *result);
 void importTasks(QuorvelDocument &doc, const Invocation &call, const QString &workingFolder,
-                 Commands::Result *result);
+                 Commands::Result *result, Commands::Progress *progress);
 
 } // namespace CommandParts

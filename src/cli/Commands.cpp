@@ -433,7 +433,7 @@ void Commands::period(const QStringList &arguments, QDate *from, QDate *to)
 }
 
 Commands::Result Commands::run(QuorvelDocument &doc, const QStringList &arguments,
-                               const QString &workingFolder)
+                               const QString &workingFolder, Progress *progress)
 {
     Result result;
     Invocation call;
@@ -457,7 +457,7 @@ Commands::Result Commands::run(QuorvelDocument &doc, const QStringList &argument
         QByteArray bytes = doc.getDocumentBytes();
         exportRecords(bytes.data(), int(bytes.size()), call, &result);
     } else if (name == QLatin1String("import"))
-        importTasks(doc, call, workingFolder, &result);
+        importTasks(doc, call, workingFolder, &result, progress);
     return result;
 }
 

@@ -135,7 +135,7 @@ Activity *newActivityFor(QuorvelDocument &doc, const ImportRow &row, QString *re
 } // namespace
 
 void importTasks(QuorvelDocument &doc, const Invocation &call, const QString &workingFolder,
-                 Commands::Result *result)
+                 Commands::Result *result, Commands::Progress *progress)
 {
     if (refuseUnlessSetUp(doc, result))
         return;
@@ -195,7 +195,11 @@ void importTasks(QuorvelDocument &doc, const Invocation &call, const QString &wo
     int imported = 0;
     int already = 0;
     QStringList skipped;
+    const qsizetype total = read.rows.size();
+    qsizetype done = 0;
     for (const ImportRow &row : read.rows) {
+        if (progress)
+            progress->importing(done++, total);
         // All arguments at once: a file name may hold "%2" itself.
         const auto skip = [&](const QString &why) {
             const QString line = QString::number(row.line);
@@ -263,6 +267,8 @@ void importTasks(QuorvelDocument &doc, const Invocation &call, const QString &wo
         times.add(row.start, stop);
         ++imported;
     }
+    if (progress)
+        progress->importing(total, total);
     doc.tasks.sort();
     for (const QObject *object : created) {
         if (const auto *activity = qobject_cast<const Activity *>(object)) {
