@@ -54,7 +54,7 @@ PY
     export XDG_DATA_HOME=$out/data XDG_CONFIG_HOME=$out/config
     fresh="rm -rf $out/data $out/config && $quorvel setup personal >/dev/null"
     hyperfine --runs "$runs" --prepare "$fresh" --export-json "$out/result.json" \
-        "$quorvel import $out/rows.json --category-from-first-tag" >/dev/null 2>&1
+        "$quorvel import $out/rows.json --category-from-first-sorted-tag" >/dev/null 2>&1
     python3 - "$out/result.json" "$rows" <<'PY'
 import json, sys
 median = json.load(open(sys.argv[1]))["results"][0]["median"]

@@ -28,16 +28,29 @@ bool wholeMinute(const QDateTime &when)
     return when.time().second() == 0 && when.time().msec() == 0;
 }
 
-void checkFile(const ImportFile &file, bool json)
+void checkFile(const ImportFile &file, const QByteArray &bytes, bool json)
 {
     if (!file.error.isEmpty())
         FUZZ_CHECK(file.rows.isEmpty());
+    const qsizetype lines = bytes.count('\n') + 1;
     int previousLine = 0;
+    int previousTask = 0;
+    int position = 0;
     for (const ImportRow &row : file.rows) {
-        // CSV rows by the line they begin on, JSON rows by their place in the array.
-        FUZZ_CHECK(row.line > previousLine);
-        FUZZ_CHECK(!json || row.line == previousLine + 1);
+        ++position;
+        // Rows by the line of the file they begin on; JSON rows that begin on one line also by
+        // their place in the array.
+        FUZZ_CHECK(row.line >= 1 && row.line <= lines);
+        if (json) {
+            FUZZ_CHECK(row.line >= previousLine);
+            FUZZ_CHECK(row.task == 0 || row.task == position);
+            if (row.line == previousLine)
+                FUZZ_CHECK(row.task == position && previousTask == position - 1);
+        } else {
+            FUZZ_CHECK(row.line > previousLine && row.task == 0);
+        }
         previousLine = row.line;
+        previousTask = row.task;
         FUZZ_CHECK(oneLine(row.activity));
         FUZZ_CHECK(oneLine(row.category));
         if (!row.problem.isEmpty())
@@ -60,9 +73,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     const QByteArray bytes = Fuzz::bytes(data, size);
     (void)ImportReader::detect(bytes);
-    checkFile(ImportReader::readCsv(bytes), false);
+    checkFile(ImportReader::readCsv(bytes), bytes, false);
     const QString category = QStringLiteral(" Imported\tWork ");
-    checkFile(ImportReader::readJson(bytes, category, false), true);
-    checkFile(ImportReader::readJson(bytes, category, true), true);
+    checkFile(ImportReader::readJson(bytes, category, false), bytes, true);
+    checkFile(ImportReader::readJson(bytes, category, true), bytes, true);
     return 0;
 }

@@ -126,11 +126,16 @@ expect 'quorvel list --' quorvel list -- -- --from --to --help
 expect 'quorvel activities ' quorvel activities '' -- --help
 expect 'quorvel export --' quorvel export -- -- --from --to --format --help
 expect 'quorvel import tw.json --' quorvel import tw.json -- -- \
-    --format --category --category-from-first-tag --help
-expect 'quorvel import tw.json --category-from-first-tag --c' \
-    quorvel import tw.json --category-from-first-tag --c -- --category
+    --format --category --category-from-first-sorted-tag --help
+expect 'quorvel import tw.json --category-from-first-sorted-tag --c' \
+    quorvel import tw.json --category-from-first-sorted-tag --c -- --category
 expect 'quorvel import tw.json --category Work --' \
-    quorvel import tw.json --category Work -- -- --format --category-from-first-tag --help
+    quorvel import tw.json --category Work -- -- --format --category-from-first-sorted-tag --help
+# The option's earlier name still works, but is never offered, and counts as the option given.
+expect 'quorvel import tw.json --category-from-f' \
+    quorvel import tw.json --category-from-f -- --category-from-first-sorted-tag
+expect 'quorvel import tw.json --category-from-first-tag --' \
+    quorvel import tw.json --category-from-first-tag -- -- --format --category --help
 expect 'quorvel help re' quorvel help re -- report
 expect 'quorvel se' quorvel se -- setup
 expect 'quorvel setup ' quorvel setup '' -- personal group
@@ -153,6 +158,8 @@ expect 'quorvel list --from ' quorvel list --from '' -- \
     today yesterday tomorrow monday tuesday wednesday thursday friday saturday sunday
 expect 'quorvel export --to t' quorvel export --to t -- today tomorrow tuesday thursday
 expect 'quorvel stop --at yes' quorvel stop --at yes -- yesterday
+expect 'quorvel start Pro --at tom' quorvel start Pro --at tom -- tomorrow
+expect 'quorvel stop --at t' quorvel stop --at t -- today tomorrow tuesday thursday
 expect 'quorvel start Chess --category ' quorvel start Chess --category '' --
 
 # Files to import.
@@ -172,6 +179,9 @@ expect 'quorvel start Home\ Project\ Beta ' quorvel start 'Home\ Project\ Beta' 
 expect 'quorvel start "Project Alpha D' quorvel start '"Project Alpha D' -- \
     'Project Alpha Development' 'Project Alpha Documentation'
 # Stop offers the running tasks' activities only.
+expect 'quorvel stop ' quorvel stop '' -- 'Project\ Alpha\ Development' 'Home\ Project\ Beta'
+expect 'quorvel stop Project\ Alpha\ D' quorvel stop 'Project\ Alpha\ D' -- \
+    'Project\ Alpha\ Development'
 expect "quorvel stop 'Pro" quorvel stop "'Pro" -- 'Project Alpha Development'
 expect 'quorvel stop Project\ Alpha\ Doc' quorvel stop 'Project\ Alpha\ Doc' --
 # A time that bash splits at its colon is one argument: stop has no activity yet.

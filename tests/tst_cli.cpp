@@ -24,7 +24,13 @@
 #include <QStandardPaths>
 #include <QtTest>
 
+#include <cerrno>
+#include <cstring>
 #include <memory>
+
+#include <fcntl.h>
+#include <pty.h>
+#include <unistd.h>
 
 namespace {
 
@@ -82,6 +88,53 @@ Run quorvelInGerman(const QStringList &arguments)
     QProcess process;
     startCommand(process, arguments, env);
     return finished(process);
+}
+
+// The command with its standard error on a pseudo-terminal, as in a person's terminal, and
+// its standard output on a pipe: run.err is what the terminal received.
+Run quorvelOnTerminal(const QStringList &arguments,
+                      const QProcessEnvironment &env
+                      = processEnvironment(QStringLiteral("2026-11-21T09:30:00")))
+{
+    Run run;
+    int master = -1;
+    int slave = -1;
+    if (::openpty(&master, &slave, nullptr, nullptr, nullptr) != 0) {
+        qWarning("openpty: %s", std::strerror(errno));
+        return run;
+    }
+    ::fcntl(master, F_SETFD, FD_CLOEXEC);
+    ::fcntl(slave, F_SETFD, FD_CLOEXEC);
+    ::fcntl(master, F_SETFL, O_NONBLOCK);
+    QProcess process;
+    // dup2 leaves the copy open across exec.
+    process.setChildProcessModifier([slave] { ::dup2(slave, STDERR_FILENO); });
+    startCommand(process, arguments, env);
+    ::close(slave);
+    QByteArray terminal;
+    const auto drain = [&] {
+        char buffer[4096];
+        ssize_t n;
+        while ((n = ::read(master, buffer, sizeof buffer)) > 0)
+            terminal.append(buffer, n);
+    };
+    QElapsedTimer waited;
+    waited.start();
+    while (process.state() != QProcess::NotRunning && !process.waitForFinished(20)) {
+        drain();
+        if (waited.elapsed() > 60000) {
+            process.kill();
+            process.waitForFinished();
+            ::close(master);
+            return run;
+        }
+    }
+    drain();
+    ::close(master);
+    run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    run.out = process.readAllStandardOutput();
+    run.err = terminal;
+    return run;
 }
 
 // The command with the bytes on its standard input.
@@ -192,7 +245,9 @@ private Q_SLOTS:
     void importRoundTrip();
     void csvNamesNeverRunAsFormulas();
     void importTimewarrior();
+    void importNamesTheLinesOfTheFile();
     void importRefusesOverlaps();
+    void importProgressOnlyOnATerminal();
     void refusalsNameTheReason();
     void longNamesAreRefused();
     void badUsage();
@@ -939,30 +994,87 @@ void TestCli::importTimewarrior()
               "{\"id\":2,\"start\":\"20261118T110000Z\",\"end\":\"20261118T120000Z\"},\n"
               "{\"id\":1,\"start\":\"20261121T090000Z\",\"tags\":[\"Private\",\"Gardening\"]}\n"
               "]\n");
-    Run run = quorvel({QStringLiteral("import"), QStringLiteral("timew.json"),
-                       QStringLiteral("--category-from-first-tag")});
-    QCOMPARE(run.exitCode, 1);
-    QCOMPARE(run.out, QByteArray("Created the activity “Gardening” in “Private”.\n"
-                                 "Imported 3 tasks from “timew.json”.\n"));
-    QCOMPARE(run.err, QByteArray("Skipped 2 tasks:\n"
-                                 "  timew.json, line 3: it is shorter than a minute\n"
-                                 "  timew.json, line 4: no tags\n"));
-    run = quorvel({QStringLiteral("list"), QStringLiteral("--from"), QStringLiteral("2026-11-18"),
-                   QStringLiteral("--to"), QStringLiteral("2026-11-18")});
-    QCOMPARE(run.out, QByteArray("11/18/26 8:00 AM  11/18/26 9:00 AM  Project Alpha "
-                                 "Development\n"
-                                 "11/18/26 9:15 AM  11/18/26 9:45 AM  Gardening\n"));
-    QCOMPARE(quorvel({QStringLiteral("status")}).out, QByteArray("Gardening\t0:30\n"));
+    // The option's earlier name still works the same.
+    for (const char *option : {"--category-from-first-sorted-tag", "--category-from-first-tag"}) {
+        writeHistory();
+        Run run = quorvel(
+            {QStringLiteral("import"), QStringLiteral("timew.json"), QLatin1String(option)});
+        QCOMPARE(run.exitCode, 1);
+        QCOMPARE(run.out, QByteArray("Created the activity “Gardening” in “Private”.\n"
+                                     "Imported 3 tasks from “timew.json”.\n"));
+        QCOMPARE(run.err, QByteArray("Skipped 2 tasks:\n"
+                                     "  timew.json, line 4: it is shorter than a minute\n"
+                                     "  timew.json, line 5: no tags\n"));
+        run = quorvel({QStringLiteral("list"), QStringLiteral("--from"),
+                       QStringLiteral("2026-11-18"), QStringLiteral("--to"),
+                       QStringLiteral("2026-11-18")});
+        QCOMPARE(run.out, QByteArray("11/18/26 8:00 AM  11/18/26 9:00 AM  Project Alpha "
+                                     "Development\n"
+                                     "11/18/26 9:15 AM  11/18/26 9:45 AM  Gardening\n"));
+        QCOMPARE(quorvel({QStringLiteral("status")}).out, QByteArray("Gardening\t0:30\n"));
+    }
 
     // Without the option, the tags together name the activity, in the category given.
     writeHistory();
-    run = quorvel({QStringLiteral("import"), QStringLiteral("timew.json"),
-                   QStringLiteral("--category"), QStringLiteral("Imported")});
+    const Run run = quorvel({QStringLiteral("import"), QStringLiteral("timew.json"),
+                             QStringLiteral("--category"), QStringLiteral("Imported")});
     QCOMPARE(run.exitCode, 1);
     QCOMPARE(run.out, QByteArray("Created the activity “Bill rate 1 Project Alpha Development” "
                                  "in “Imported”.\n"
                                  "Created the activity “Private Gardening” in “Imported”.\n"
                                  "Imported 3 tasks from “timew.json”.\n"));
+}
+
+void TestCli::importNamesTheLinesOfTheFile()
+{
+    writeHistory();
+    // Written by a pretty-printer: each task over several lines, a tag with a bracket and a
+    // quote in it.
+    writeFile(inDocuments(QStringLiteral("pretty.json")),
+              "[\n"
+              "  {\n"
+              "    \"start\": \"20261118T080000Z\",\n"
+              "    \"end\": \"20261118T080020Z\",\n"
+              "    \"tags\": [\n"
+              "      \"Reading ] \\\"notes\\\" {\"\n"
+              "    ]\n"
+              "  },\n"
+              "  {\n"
+              "    \"start\": \"20261118T090000Z\",\n"
+              "    \"end\": \"20261118T100000Z\",\n"
+              "    \"tags\": [\"Private\", \"Gardening\"]\n"
+              "  },\n"
+              "  {\n"
+              "    \"start\": \"20261118T110000Z\",\n"
+              "    \"end\": \"20261118T120000Z\"\n"
+              "  }\n"
+              "]\n");
+    Run run = quorvel({QStringLiteral("import"), QStringLiteral("pretty.json"),
+                       QStringLiteral("--category-from-first-sorted-tag")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.out, QByteArray("Created the activity “Gardening” in “Private”.\n"
+                                 "Imported 1 task from “pretty.json”.\n"));
+    QCOMPARE(run.err, QByteArray("Skipped 2 tasks:\n"
+                                 "  pretty.json, line 2: it is shorter than a minute\n"
+                                 "  pretty.json, line 14: no tags\n"));
+
+    // All on one line: the tasks are told apart by their place in the file. A file name with
+    // a placeholder of its own is shown as it is.
+    writeHistory();
+    writeFile(inDocuments(QStringLiteral("one %2 line.json")),
+              "[{\"start\":\"20261118T080000Z\",\"end\":\"20261118T090000Z\","
+              "\"tags\":[\"Home Project Beta\"]},"
+              "{\"start\":\"20261118T090000Z\",\"end\":\"20261118T093000Z\",\"tags\":[]},"
+              "{\"start\":\"20261118T083000Z\",\"end\":\"20261118T093000Z\","
+              "\"tags\":[\"Home Project Beta\"]}]");
+    run = quorvel({QStringLiteral("import"), QStringLiteral("one %2 line.json"),
+                   QStringLiteral("--category"), QStringLiteral("Private")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.out, QByteArray("Imported 1 task from “one %2 line.json”.\n"));
+    QCOMPARE(run.err, QByteArray("Skipped 2 tasks:\n"
+                                 "  one %2 line.json, line 1, task 2 of the file: no tags\n"
+                                 "  one %2 line.json, line 1, task 3 of the file: it overlaps a "
+                                 "recorded task\n"));
 }
 
 void TestCli::importRefusesOverlaps()
@@ -1015,6 +1127,97 @@ void TestCli::importRefusesOverlaps()
     run = quorvel({QStringLiteral("import"), QStringLiteral("missing.csv")});
     QCOMPARE(run.exitCode, 1);
     QCOMPARE(run.err, QByteArray("quorvel: cannot read “missing.csv”: it does not exist\n"));
+}
+
+// A Timewarrior export of as many half-hour tasks of "Home Project Beta", one an hour from
+// 1 January 2024 on, long before the history's tasks.
+QByteArray timewarriorTasks(int count)
+{
+    QByteArray json = "[\n";
+    const QDateTime first(QDate(2024, 1, 1), QTime(0, 0), Qt::UTC);
+    for (int i = 0; i < count; ++i) {
+        const QDateTime start = first.addSecs(3600 * qint64(i));
+        json += "{\"id\":" + QByteArray::number(count - i) + ",\"start\":\""
+                + start.toString(QStringLiteral("yyyyMMdd'T'HHmmss'Z'")).toLatin1()
+                + "\",\"end\":\""
+                + start.addSecs(1800).toString(QStringLiteral("yyyyMMdd'T'HHmmss'Z'")).toLatin1()
+                + "\",\"tags\":[\"Home Project Beta\"]}" + (i + 1 < count ? ",\n" : "\n");
+    }
+    return json + "]\n";
+}
+
+void TestCli::importProgressOnlyOnATerminal()
+{
+    writeFile(inDocuments(QStringLiteral("three.json")), timewarriorTasks(3));
+    writeFile(inDocuments(QStringLiteral("many.json")), timewarriorTasks(20000));
+    const QStringList three = {QStringLiteral("import"), QStringLiteral("three.json"),
+                               QStringLiteral("--category"), QStringLiteral("Private")};
+    const QStringList many = {QStringLiteral("import"), QStringLiteral("many.json"),
+                              QStringLiteral("--category"), QStringLiteral("Private")};
+
+    // For a script, standard error holds nothing but what the command has to say.
+    writeHistory();
+    Run run = quorvel(many);
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Imported 20000 tasks from “many.json”.\n"));
+    QCOMPARE(run.err, QByteArray());
+
+    // On a terminal: one line, written over, and taken away at the end.
+    writeHistory();
+    run = quorvelOnTerminal(three);
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Imported 3 tasks from “three.json”.\n"));
+    QCOMPARE(run.err, QByteArray("\rImporting tasks… 0 of 3\rImporting tasks… 3 of 3\r"
+                                 + QByteArray(23, ' ') + "\r"));
+    QCOMPARE(loaded()->tasks.size(), 7);
+    // Refusals come after the line is gone (the terminal ends its lines with CR LF).
+    writeFile(inDocuments(QStringLiteral("untagged.json")),
+              "[\n{\"start\":\"20240101T000000Z\",\"end\":\"20240101T003000Z\"}\n]\n");
+    run = quorvelOnTerminal({QStringLiteral("import"), QStringLiteral("untagged.json")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.out, QByteArray("Imported 0 tasks from “untagged.json”.\n"));
+    QCOMPARE(run.err,
+             QByteArray("\rImporting tasks… 0 of 1\rImporting tasks… 1 of 1\r" + QByteArray(23, ' ')
+                        + "\rSkipped 1 task:\r\n  untagged.json, line 2: no tags\r\n"));
+
+    // A large file moves it on a few times a second, from the first task to the last.
+    writeHistory();
+    run = quorvelOnTerminal(many);
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Imported 20000 tasks from “many.json”.\n"));
+    QVERIFY2(run.err.startsWith("\rImporting tasks… 0 of 20,000\r"), run.err.constData());
+    QVERIFY2(run.err.endsWith("\rImporting tasks… 20,000 of 20,000\r" + QByteArray(33, ' ') + "\r"),
+             run.err.constData());
+    QList<QByteArray> steps = run.err.split('\r');
+    QCOMPARE(steps.takeFirst(), QByteArray());
+    QCOMPARE(steps.takeLast(), QByteArray());
+    QCOMPARE(steps.takeLast(), QByteArray(33, ' '));
+    const QRegularExpression step(QStringLiteral("^Importing tasks… ([\\d,]+) of 20,000 *$"));
+    qlonglong previous = -1;
+    for (const QByteArray &text : std::as_const(steps)) {
+        const QRegularExpressionMatch match = step.match(QString::fromUtf8(text));
+        QVERIFY2(match.hasMatch(), text.constData());
+        QVERIFY(match.captured(1).remove(u',').toLongLong() > previous);
+        previous = match.captured(1).remove(u',').toLongLong();
+    }
+    QCOMPARE(previous, 20000);
+
+    // In German, with German numbers.
+    writeHistory();
+    QProcessEnvironment german = processEnvironment(QStringLiteral("2026-11-21T09:30:00"));
+    german.insert(QStringLiteral("LC_ALL"), QStringLiteral("de_DE.UTF-8"));
+    german.insert(QStringLiteral("LANG"), QStringLiteral("de_DE.UTF-8"));
+    german.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("default.warning=false"));
+    QVERIFY(quorvel(three).exitCode == 0);
+    run = quorvelOnTerminal(many, german);
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("19997 Aufgaben aus „many.json“ importiert.\n"
+                                 "3 Aufgaben waren bereits erfasst.\n"));
+    QVERIFY2(run.err.startsWith("\rAufgaben werden importiert … 0 von 20.000\r"),
+             run.err.constData());
+    QVERIFY2(run.err.endsWith("\rAufgaben werden importiert … 20.000 von 20.000\r"
+                              + QByteArray(46, ' ') + "\r"),
+             run.err.constData());
 }
 
 void TestCli::refusalsNameTheReason()
@@ -1162,6 +1365,21 @@ void TestCli::help()
                                  "09:30, 2026-11-21T09:30 or yesterday 17:00\n"
                                  "  --force                         take an --at more than a day "
                                  "ahead\n"
+                                 "  -h, --help                      show this help\n"));
+    // A long option keeps its description apart; the option's earlier name is not shown.
+    run = quorvel({QStringLiteral("help"), QStringLiteral("import")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Usage: quorvel import FILE [--format FORMAT] [--category "
+                                 "CATEGORY] [--category-from-first-sorted-tag]\n\n"
+                                 "Add the tasks of an export, or of a Timewarrior export (timew "
+                                 "export).\n\n"
+                                 "Options:\n"
+                                 "  --format FORMAT                 csv or json (by default told "
+                                 "from the contents)\n"
+                                 "  --category CATEGORY             the category of Timewarrior's "
+                                 "tasks (Timewarrior unless given)\n"
+                                 "  --category-from-first-sorted-tag  a Timewarrior task's "
+                                 "alphabetically first tag is its category\n"
                                  "  -h, --help                      show this help\n"));
     // Every command answers --help the same way.
     for (const char *command :

@@ -37,11 +37,15 @@ QString timeText(const QDateTime &time)
     return text;
 }
 
-// One row as "line|activity|category|start|stop|problem", "-" for no time.
+// One row as "line|activity|category|start|stop|problem", "-" for no time; the line as
+// "line:task" when the row has a task number too.
 QString rowText(const ImportRow &row)
 {
-    return QString::number(row.line) + u'|' + row.activity + u'|' + row.category + u'|'
-           + timeText(row.start) + u'|' + timeText(row.stop) + u'|' + row.problem;
+    QString line = QString::number(row.line);
+    if (row.task != 0)
+        line += u':' + QString::number(row.task);
+    return line + u'|' + row.activity + u'|' + row.category + u'|' + timeText(row.start) + u'|'
+           + timeText(row.stop) + u'|' + row.problem;
 }
 
 QStringList rowTexts(const ImportFile &file)
@@ -135,6 +139,9 @@ private Q_SLOTS:
     void jsonFileErrors_data();
     void jsonFileErrors();
     void jsonEmptyArray();
+    void jsonLinesOfPrettyPrintedTasks();
+    void jsonLinesOfOneLineExport();
+    void jsonLinesBesideTextThatLooksLikeJson();
     void otherTimeZones();
     void randomBytesDoNotCrash();
     void unterminatedQuote();
@@ -569,19 +576,19 @@ void TestCliParse::jsonOwnExport()
     QCOMPARE(file.error, QString());
     QCOMPARE(rowTexts(file),
              QStringList({
-                 str("1|Café, \"Ölbaum\"|Küche|2026-11-21 09:30:00.000|2026-11-21 10:45:00.000|"),
-                 str("2|Running|Dev|2026-11-21 11:00:00.000|-|"),
-                 str("3|No stop key||2026-11-21 11:00:00.000|-|"),
-                 str("4||X|2026-11-21 11:00:00.000|2026-11-21 12:00:00.000|no activity"),
-                 str("5|Bad start||-|2026-11-21 12:00:00.000|“yesterday” is not a start time"),
-                 str("6|Bad stop||2026-11-21 11:00:00.000|-|“17” is not a stop time"),
-                 str("7|No start||-|-|“” is not a start time"),
-                 str("8|||-|-|not a task"),
+                 str("2|Café, \"Ölbaum\"|Küche|2026-11-21 09:30:00.000|2026-11-21 10:45:00.000|"),
+                 str("3|Running|Dev|2026-11-21 11:00:00.000|-|"),
+                 str("4|No stop key||2026-11-21 11:00:00.000|-|"),
+                 str("5||X|2026-11-21 11:00:00.000|2026-11-21 12:00:00.000|no activity"),
+                 str("6|Bad start||-|2026-11-21 12:00:00.000|“yesterday” is not a start time"),
+                 str("7|Bad stop||2026-11-21 11:00:00.000|-|“17” is not a stop time"),
+                 str("8|No start||-|-|“” is not a start time"),
                  str("9|||-|-|not a task"),
-                 str("10|Line break|Spaced|2026-11-21 08:00:00.000|-|"),
-                 str("11|Seconds||2026-11-21 09:30:00.000|2026-11-21 09:31:00.000|"),
-                 str("12|Wrong form||-|-|“20261121T093000Z” is not a start time"),
-                 str("13|||2026-11-21 09:30:00.000|-|no activity"),
+                 str("10|||-|-|not a task"),
+                 str("11|Line break|Spaced|2026-11-21 08:00:00.000|-|"),
+                 str("12|Seconds||2026-11-21 09:30:00.000|2026-11-21 09:31:00.000|"),
+                 str("13|Wrong form||-|-|“20261121T093000Z” is not a start time"),
+                 str("14|||2026-11-21 09:30:00.000|-|no activity"),
              }));
     QVERIFY(file.rows.at(1).stop.isNull());
     QVERIFY(file.rows.at(2).stop.isNull());
@@ -607,22 +614,22 @@ void TestCliParse::jsonTimewarrior_data()
     QTest::addRow("tags are the activity")
         << str("Timewarrior") << false
         << QStringList(
-               {str("1|Acme Design review|Timewarrior|") + localOf(2026, 11, 20, 22, 0) + u'|'
+               {str("2|Acme Design review|Timewarrior|") + localOf(2026, 11, 20, 22, 0) + u'|'
                     + localOf(2026, 11, 20, 23, 30) + u'|',
-                str("2|Email|Timewarrior|") + localOf(2026, 11, 21, 8, 0) + u'|'
+                str("3|Email|Timewarrior|") + localOf(2026, 11, 21, 8, 0) + u'|'
                     + localOf(2026, 11, 21, 9, 15) + u'|',
-                str("3||Timewarrior|") + localOf(2026, 11, 21, 10, 0) + u'|'
+                str("4||Timewarrior|") + localOf(2026, 11, 21, 10, 0) + u'|'
                     + localOf(2026, 11, 21, 11, 0) + str("|no tags"),
-                str("4|Acme Coding C++|Timewarrior|") + localOf(2026, 11, 21, 12, 0) + str("|-|")});
+                str("5|Acme Coding C++|Timewarrior|") + localOf(2026, 11, 21, 12, 0) + str("|-|")});
     QTest::addRow("first tag is the category")
         << str("Mine") << true
-        << QStringList({str("1|Design review|Acme|") + localOf(2026, 11, 20, 22, 0) + u'|'
+        << QStringList({str("2|Design review|Acme|") + localOf(2026, 11, 20, 22, 0) + u'|'
                             + localOf(2026, 11, 20, 23, 30) + u'|',
-                        str("2|Email|Mine|") + localOf(2026, 11, 21, 8, 0) + u'|'
+                        str("3|Email|Mine|") + localOf(2026, 11, 21, 8, 0) + u'|'
                             + localOf(2026, 11, 21, 9, 15) + u'|',
-                        str("3||Mine|") + localOf(2026, 11, 21, 10, 0) + u'|'
+                        str("4||Mine|") + localOf(2026, 11, 21, 10, 0) + u'|'
                             + localOf(2026, 11, 21, 11, 0) + str("|no tags"),
-                        str("4|Coding C++|Acme|") + localOf(2026, 11, 21, 12, 0) + str("|-|")});
+                        str("5|Coding C++|Acme|") + localOf(2026, 11, 21, 12, 0) + str("|-|")});
 }
 
 void TestCliParse::jsonTimewarrior()
@@ -657,18 +664,18 @@ void TestCliParse::jsonTimewarriorProblems()
     const QString nineThirty = localOf(2026, 11, 21, 9, 30);
     QCOMPARE(
         rowTexts(file),
-        QStringList(
-            {str("1|a|Timewarrior|-|") + localOf(2026, 11, 21, 10, 0)
-                 + str("|“2026-11-21T09:30” is not a start time"),
-             str("2|b|Timewarrior|") + nineThirty + str("|-|“20261121T250000Z” is not a stop time"),
-             str("3||Timewarrior|") + nineThirty + str("|-|no tags"),
-             str("4||Timewarrior|") + nineThirty + str("|-|no tags"),
-             str("5|c|Timewarrior|-|") + nineThirty + str("|“” is not a start time"),
-             str("6|d|Timewarrior|-|-|“123” is not a start time"),
-             str("7|f g|e|") + nineThirty + str("|-|"),
-             str("8|h|Timewarrior|-|-|“20261121T093000” is not a start time"),
-             str("9|i|Timewarrior|") + nineThirty + str("|-|“false” is not a stop time"),
-             str("10|||-|-|not a task")}));
+        QStringList({str("1:1|a|Timewarrior|-|") + localOf(2026, 11, 21, 10, 0)
+                         + str("|“2026-11-21T09:30” is not a start time"),
+                     str("1:2|b|Timewarrior|") + nineThirty
+                         + str("|-|“20261121T250000Z” is not a stop time"),
+                     str("1:3||Timewarrior|") + nineThirty + str("|-|no tags"),
+                     str("1:4||Timewarrior|") + nineThirty + str("|-|no tags"),
+                     str("1:5|c|Timewarrior|-|") + nineThirty + str("|“” is not a start time"),
+                     str("1:6|d|Timewarrior|-|-|“123” is not a start time"),
+                     str("1:7|f g|e|") + nineThirty + str("|-|"),
+                     str("1:8|h|Timewarrior|-|-|“20261121T093000” is not a start time"),
+                     str("1:9|i|Timewarrior|") + nineThirty + str("|-|“false” is not a stop time"),
+                     str("1:10|||-|-|not a task")}));
 }
 
 void TestCliParse::jsonFileErrors_data()
@@ -714,6 +721,84 @@ void TestCliParse::jsonEmptyArray()
     }
 }
 
+void TestCliParse::jsonLinesOfPrettyPrintedTasks()
+{
+    // As "jq ." writes an export: each task over several lines, with a byte order mark, CRLF
+    // line ends and a blank line before the array.
+    const QByteArray data = bytes("\xEF\xBB\xBF\r\n"
+                                  "[\r\n"
+                                  "  {\r\n"
+                                  "    \"id\": 2,\r\n"
+                                  "    \"start\": \"20261121T080000Z\",\r\n"
+                                  "    \"end\": \"20261121T090000Z\",\r\n"
+                                  "    \"tags\": [\r\n"
+                                  "      \"Acme\",\r\n"
+                                  "      \"Coding\"\r\n"
+                                  "    ]\r\n"
+                                  "  },\r\n"
+                                  "  {\r\n"
+                                  "    \"id\": 1,\r\n"
+                                  "    \"start\": \"20261121T100000Z\",\r\n"
+                                  "    \"tags\": []\r\n"
+                                  "  }\r\n"
+                                  "  ,\r\n"
+                                  "\r\n"
+                                  "  {\"start\": \"late\", \"tags\": [\"x\"]}\r\n"
+                                  "]\r\n");
+    const ImportFile file = ImportReader::readJson(data, str("T"), true);
+    QCOMPARE(file.error, QString());
+    QCOMPARE(rowTexts(file),
+             QStringList({str("3|Coding|Acme|") + localOf(2026, 11, 21, 8, 0) + u'|'
+                              + localOf(2026, 11, 21, 9, 0) + u'|',
+                          str("12||T|") + localOf(2026, 11, 21, 10, 0) + str("|-|no tags"),
+                          str("19|x|T|-|-|“late” is not a start time")}));
+}
+
+void TestCliParse::jsonLinesOfOneLineExport()
+{
+    // Several tasks on one line are told apart by their place in the file.
+    const QByteArray data = bytes(
+        "[{\"start\":\"20261121T080000Z\",\"tags\":[\"a\"]},{\"start\":\"x\",\"tags\":[\"b\"]},"
+        "{\"start\":\"20261121T090000Z\",\"end\":\"20261121T091000Z\",\"tags\":[\"c\"]},\n"
+        "{\"start\":\"y\",\"tags\":[\"d\"]},\n"
+        "7, {\"start\":\"z\",\"tags\":[\"e\"]}]");
+    const ImportFile file = ImportReader::readJson(data, str("T"), false);
+    QCOMPARE(file.error, QString());
+    QCOMPARE(rowTexts(file),
+             QStringList({str("1:1|a|T|") + localOf(2026, 11, 21, 8, 0) + str("|-|"),
+                          str("1:2|b|T|-|-|“x” is not a start time"),
+                          str("1:3|c|T|") + localOf(2026, 11, 21, 9, 0) + u'|'
+                              + localOf(2026, 11, 21, 9, 10) + u'|',
+                          str("2|d|T|-|-|“y” is not a start time"), str("3:5|||-|-|not a task"),
+                          str("3:6|e|T|-|-|“z” is not a start time")}));
+
+    // A single task on its line has no number.
+    const ImportFile one
+        = ImportReader::readJson(bytes("[{\"start\":\"x\",\"tags\":[\"a\"]}]"), str("T"), false);
+    QCOMPARE(rowTexts(one), QStringList({str("1|a|T|-|-|“x” is not a start time")}));
+}
+
+void TestCliParse::jsonLinesBesideTextThatLooksLikeJson()
+{
+    // Brackets, braces, commas and escaped quotes inside strings are text, and so are escaped
+    // line breaks; a string that ends in a backslash ends all the same.
+    const QByteArray data
+        = bytes("[\n"
+                "{\"tags\":[\"],{[\\\"\", \"a\\\\\"], \"annotation\":\"}]\\n,{\",\n"
+                "  \"start\":\"bad 1\"},\n"
+                "\"]\", \"{\\\"\", [\"[\", {\"k\":\"]}\"}],\n"
+                "{\"tags\":[\"\\\\\"],\"start\":\"bad 2\",\n"
+                "\"x\":{\"y\":[[\"\\\"],\"]]}}\n"
+                ", {\"tags\":[\"\\u005d\"],\"start\":\"bad 3\"}]\n");
+    const ImportFile file = ImportReader::readJson(data, str("T"), false);
+    QCOMPARE(file.error, QString());
+    QCOMPARE(rowTexts(file), QStringList({str("2|],{[\" a\\|T|-|-|“bad 1” is not a start time"),
+                                          str("4:2|||-|-|not a task"), str("4:3|||-|-|not a task"),
+                                          str("4:4|||-|-|not a task"),
+                                          str("5|\\|T|-|-|“bad 2” is not a start time"),
+                                          str("7|]|T|-|-|“bad 3” is not a start time")}));
+}
+
 void TestCliParse::otherTimeZones()
 {
     {
@@ -726,8 +811,8 @@ void TestCliParse::otherTimeZones()
                 "{\"start\":\"20261025T003059Z\",\"end\":\"20261025T013000Z\",\"tags\":[\"b\"]}]"),
             str("T"), false);
         QCOMPARE(rowTexts(file),
-                 QStringList({str("1|a|T|2026-11-21 10:30:00.000|2026-07-01 11:30:00.000|"),
-                              str("2|b|T|2026-10-25 02:30:00.000|2026-10-25 02:30:00.000|")}));
+                 QStringList({str("1:1|a|T|2026-11-21 10:30:00.000|2026-07-01 11:30:00.000|"),
+                              str("1:2|b|T|2026-10-25 02:30:00.000|2026-10-25 02:30:00.000|")}));
         const ImportRow &twice = file.rows.at(1);
         QCOMPARE(twice.start.offsetFromUtc(), 7200);
         QCOMPARE(twice.stop.offsetFromUtc(), 3600);
@@ -853,7 +938,7 @@ void TestCliParse::manyRows()
              str("200001|Work|Office|2026-11-21 09:00:00.000|2026-11-21 17:00:00.000|"));
     const ImportFile fromJson = ImportReader::readJson(json, str("T"), false);
     QCOMPARE(fromJson.rows.size(), 200001);
-    QCOMPARE(rowText(fromJson.rows.last()), str("200001|Last||2026-11-21 09:00:00.000|-|"));
+    QCOMPARE(rowText(fromJson.rows.last()), str("1:200001|Last||2026-11-21 09:00:00.000|-|"));
 }
 
 QUORVEL_TEST_GUILESS_MAIN(TestCliParse)

@@ -404,8 +404,8 @@ wirklich löschen?</translation>
         <translation>die Kategorie der Timewarrior-Aufgaben (ohne Angabe Timewarrior)</translation>
     </message>
     <message>
-        <source>a Timewarrior task&apos;s first tag is its category</source>
-        <translation>das erste Tag einer Timewarrior-Aufgabe ist ihre Kategorie</translation>
+        <source>a Timewarrior task&apos;s alphabetically first tag is its category</source>
+        <translation>das alphabetisch erste Tag einer Timewarrior-Aufgabe ist ihre Kategorie</translation>
     </message>
     <message>
         <source>name the file to import.</source>
@@ -538,6 +538,14 @@ wirklich löschen?</translation>
     <message>
         <source>%1, line %2: %3</source>
         <translation>%1, Zeile %2: %3</translation>
+    </message>
+    <message>
+        <source>Importing tasks… %1 of %2</source>
+        <translation>Aufgaben werden importiert … %1 von %2</translation>
+    </message>
+    <message>
+        <source>%1, line %2, task %3 of the file: %4</source>
+        <translation>%1, Zeile %2, Aufgabe %3 der Datei: %4</translation>
     </message>
     <message>
         <source>it stops before it starts</source>

@@ -27,6 +27,9 @@ struct OptionEntry
     const char *name;
     const char *valueName; // null for a switch
     const char *description;
+    // An earlier name that still works, so that scripts written with it keep running; help
+    // and completion offer only the name.
+    const char *formerName = nullptr;
 };
 
 struct CommandEntry
@@ -100,6 +103,6 @@ void activities(const QuorvelDocument &doc, Commands::Result *result);
 void report(const QuorvelDocument &doc, const Invocation &call, Commands::Result *result);
 bool exportRecords(char *data, int length, const Invocation &call, Commands::Result *result);
 void importTasks(QuorvelDocument &doc, const Invocation &call, const QString &workingFolder,
-                 Commands::Result *result);
+                 Commands::Result *result, Commands::Progress *progress);
 
 } // namespace CommandParts

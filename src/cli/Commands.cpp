@@ -110,8 +110,11 @@ const std::vector<CommandEntry> &commandTable()
           {"category", QT_TRANSLATE_NOOP("Commands", "CATEGORY"),
            QT_TRANSLATE_NOOP("Commands", "the category of Timewarrior's tasks (Timewarrior "
                                          "unless given)")},
-          {"category-from-first-tag", nullptr,
-           QT_TRANSLATE_NOOP("Commands", "a Timewarrior task's first tag is its category")}},
+          // Timewarrior keeps a task's tags sorted, so "first" was never the first typed.
+          {"category-from-first-sorted-tag", nullptr,
+           QT_TRANSLATE_NOOP("Commands", "a Timewarrior task's alphabetically first tag is its "
+                                         "category"),
+           "category-from-first-tag"}},
          1,
          1,
          Commands::Needs::Writing,
@@ -181,8 +184,9 @@ QString helpOf(const CommandEntry &entry)
     if (!entry.options.empty()) {
         text += QLatin1Char('\n') + Commands::tr("Options:") + QLatin1Char('\n');
         for (const OptionEntry &option : entry.options) {
-            text += QStringLiteral("  ") + optionSynopsis(option).leftJustified(32)
-                    + trText(option.description) + QLatin1Char('\n');
+            // Two blanks at least after a long option.
+            text += QStringLiteral("  ") + optionSynopsis(option).leftJustified(30)
+                    + QStringLiteral("  ") + trText(option.description) + QLatin1Char('\n');
         }
     }
     text += QStringLiteral("  ") + QStringLiteral("-h, --help").leftJustified(32)
@@ -242,7 +246,10 @@ bool parse(const QStringList &arguments, Invocation *call, Commands::Result *res
     QCommandLineOption help(QStringList{QStringLiteral("h"), QStringLiteral("help")});
     parser.addOption(help);
     for (const OptionEntry &option : entry.options) {
-        QCommandLineOption parserOption(QLatin1String(option.name));
+        QStringList names(QLatin1String(option.name));
+        if (option.formerName)
+            names << QLatin1String(option.formerName);
+        QCommandLineOption parserOption(names);
         if (option.valueName)
             parserOption.setValueName(QLatin1String(option.valueName));
         parser.addOption(parserOption);
@@ -426,7 +433,7 @@ void Commands::period(const QStringList &arguments, QDate *from, QDate *to)
 }
 
 Commands::Result Commands::run(QuorvelDocument &doc, const QStringList &arguments,
-                               const QString &workingFolder)
+                               const QString &workingFolder, Progress *progress)
 {
     Result result;
     Invocation call;
@@ -450,7 +457,7 @@ Commands::Result Commands::run(QuorvelDocument &doc, const QStringList &argument
         QByteArray bytes = doc.getDocumentBytes();
         exportRecords(bytes.data(), int(bytes.size()), call, &result);
     } else if (name == QLatin1String("import"))
-        importTasks(doc, call, workingFolder, &result);
+        importTasks(doc, call, workingFolder, &result, progress);
     return result;
 }
 

@@ -65,10 +65,20 @@ public:
     // usage errors are answered in *result and Needs::Nothing is returned.
     static Needs check(const QStringList &arguments, Result *result);
 
+    // Told how far a long command has come, for a person who waits for it at a terminal.
+    class Progress
+    {
+    public:
+        virtual ~Progress() = default;
+        // "quorvel import": done of the file's total tasks are through. Called for each task,
+        // and once more with done equal to total at the end.
+        virtual void importing(qsizetype done, qsizetype total) = 0;
+    };
+
     // Runs the command on doc, at the moment Clock gives. workingFolder resolves the file name
-    // of "import".
+    // of "import"; progress, when given, hears how far it has come.
     static Result run(QuorvelDocument &doc, const QStringList &arguments,
-                      const QString &workingFolder);
+                      const QString &workingFolder, Progress *progress = nullptr);
 
     // Runs a command that needs only the records (Needs::Records) on a document string, as
     // it is read. False when the string cannot be read.

@@ -7,6 +7,7 @@
 
 #include "ImportReader.h"
 #include "model/QuorvelDocument.h"
+#include "model/TaskTimeText.h"
 #include "platform/SystemError.h"
 
 #include <QDir>
@@ -134,7 +135,7 @@ Activity *newActivityFor(QuorvelDocument &doc, const ImportRow &row, QString *re
 } // namespace
 
 void importTasks(QuorvelDocument &doc, const Invocation &call, const QString &workingFolder,
-                 Commands::Result *result)
+                 Commands::Result *result, Commands::Progress *progress)
 {
     if (refuseUnlessSetUp(doc, result))
         return;
@@ -171,7 +172,7 @@ void importTasks(QuorvelDocument &doc, const Invocation &call, const QString &wo
     const ImportFile read
         = format == ImportReader::Format::Json ? ImportReader::readJson(
               bytes, call.has("category") ? call.value("category") : QStringLiteral("Timewarrior"),
-              call.has("category-from-first-tag"))
+              call.has("category-from-first-sorted-tag"))
                                                : ImportReader::readCsv(bytes);
     if (!read.error.isEmpty()) {
         refuse(result, Commands::tr("%1: %2").arg(given, read.error));
@@ -188,12 +189,23 @@ void importTasks(QuorvelDocument &doc, const Invocation &call, const QString &wo
     ActivityNames activities(doc);
     RecordedTimes times(doc);
     std::vector<QObject *> created;
+    // Each task's display texts would otherwise read the settings anew: a second for a large
+    // history.
+    const TaskTimeText::Batch texts;
     int imported = 0;
     int already = 0;
     QStringList skipped;
+    const qsizetype total = read.rows.size();
+    qsizetype done = 0;
     for (const ImportRow &row : read.rows) {
+        if (progress)
+            progress->importing(done++, total);
+        // All arguments at once: a file name may hold "%2" itself.
         const auto skip = [&](const QString &why) {
-            skipped << Commands::tr("%1, line %2: %3").arg(given).arg(row.line).arg(why);
+            const QString line = QString::number(row.line);
+            skipped << (row.task > 0 ? Commands::tr("%1, line %2, task %3 of the file: %4")
+                                           .arg(given, line, QString::number(row.task), why)
+                                     : Commands::tr("%1, line %2: %3").arg(given, line, why));
         };
         if (!row.problem.isEmpty()) {
             skip(row.problem);
@@ -255,6 +267,8 @@ void importTasks(QuorvelDocument &doc, const Invocation &call, const QString &wo
         times.add(row.start, stop);
         ++imported;
     }
+    if (progress)
+        progress->importing(total, total);
     doc.tasks.sort();
     for (const QObject *object : created) {
         if (const auto *activity = qobject_cast<const Activity *>(object)) {

@@ -249,6 +249,84 @@ private:
     int m_line = 1;
 };
 
+// Where each element of a JSON array begins, by line of the file, for the messages: QJson
+// keeps no positions. Run only on text that has been parsed as an array, so it need only
+// follow strings (which may hold brackets, braces and escaped quotes) and nesting.
+class ElementLines
+{
+public:
+    explicit ElementLines(const QByteArray &bytes)
+        : m_data(bytes.constData())
+        , m_size(bytes.size())
+    {
+        while (m_pos < m_size && m_data[m_pos] != '[')
+            step();
+        if (m_pos < m_size)
+            ++m_pos;
+    }
+
+    // The line of the next element's first character, or 0 after the last one.
+    int next()
+    {
+        while (m_pos < m_size && isBlank(m_data[m_pos]))
+            step();
+        if (m_pos >= m_size || m_data[m_pos] == ']')
+            return 0;
+        const int line = m_line;
+        int depth = 0;
+        while (m_pos < m_size) {
+            const char c = m_data[m_pos];
+            if (c == '"') {
+                skipString();
+                continue;
+            }
+            if (c == '[' || c == '{') {
+                ++depth;
+            } else if (c == ']' || c == '}') {
+                if (depth == 0)
+                    break; // the end of the array, read by the next call
+                --depth;
+            } else if (c == ',' && depth == 0) {
+                ++m_pos;
+                break;
+            }
+            step();
+        }
+        return line;
+    }
+
+private:
+    static bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
+    void step()
+    {
+        if (m_data[m_pos] == '\n')
+            ++m_line;
+        ++m_pos;
+    }
+
+    // From an opening quote to just after its closing one.
+    void skipString()
+    {
+        ++m_pos;
+        while (m_pos < m_size) {
+            const char c = m_data[m_pos];
+            if (c == '"') {
+                ++m_pos;
+                return;
+            }
+            if (c == '\\' && m_pos + 1 < m_size)
+                ++m_pos;
+            step();
+        }
+    }
+
+    const char *m_data;
+    qsizetype m_size;
+    qsizetype m_pos = 0;
+    int m_line = 1;
+};
+
 enum Column { Activity, Category, Start, Stop, ColumnCount };
 
 struct HeaderSink
@@ -437,9 +515,13 @@ ImportFile readJson(const QByteArray &bytes, const QString &category, bool categ
     }
     const QJsonArray array = document.array();
     file.rows.reserve(array.size());
+    ElementLines lines(bytes);
     int position = 0;
     for (const QJsonValue &value : array) {
         ++position;
+        // The scan finds every element the parser found; should it ever not, the last line
+        // found is still near.
+        const int line = lines.next();
         ImportRow row;
         if (!value.isObject()) {
             row.problem = QCoreApplication::translate("ImportReader", "not a task");
@@ -450,7 +532,11 @@ ImportFile readJson(const QByteArray &bytes, const QString &category, bool categ
             else
                 row = timewarriorRow(object, category, categoryFromFirstTag);
         }
-        row.line = position;
+        row.line = line > 0 ? line : (file.rows.isEmpty() ? 1 : file.rows.constLast().line);
+        if (!file.rows.isEmpty() && file.rows.constLast().line == row.line) {
+            file.rows.last().task = position - 1;
+            row.task = position;
+        }
         file.rows.append(row);
     }
     return file;

@@ -11,9 +11,12 @@
 // One task read from a file to import.
 struct ImportRow
 {
-    // 1-based line of the row's first line in the file (CSV), or 1-based position of the
-    // object in the JSON array.
+    // 1-based line of the file where the row begins: a CSV record's first line, or the line
+    // of the first character of a JSON array's element.
     int line = 0;
+    // 1-based place of the element in the JSON array when another element begins on the same
+    // line (an export written on one line), so that a message can still tell them apart; else 0.
+    int task = 0;
     QString activity;
     QString category;
     QDateTime start; // local time, whole minutes

@@ -18,8 +18,10 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <QLocale>
 #include <QProcess>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -210,6 +212,49 @@ QString saveFailure(const QuorvelDocument &doc, bool contentsWritten)
         .arg(path, doc.saveProblem());
 }
 
+// A long command's progress as one line on standard error, written over at each step and
+// taken away at the end, for a person at a terminal. Scripts, whose standard error is no
+// terminal, never get it.
+class TerminalProgress final : public Commands::Progress
+{
+public:
+    void importing(qsizetype done, qsizetype total) override
+    {
+        if (total <= 0)
+            return;
+        // The first and the last step, and a few times a second between them.
+        if (done > 0 && done < total && m_sinceShown.isValid() && m_sinceShown.elapsed() < 100)
+            return;
+        const QLocale locale;
+        show(Commands::tr("Importing tasks… %1 of %2")
+                 .arg(locale.toString(qlonglong(done)), locale.toString(qlonglong(total))));
+    }
+
+    // Takes the line away, leaving the cursor where the line began.
+    void clear()
+    {
+        if (m_width == 0)
+            return;
+        write(stderr, (QLatin1Char('\r') + QString(m_width, u' ') + QLatin1Char('\r')).toUtf8());
+        m_width = 0;
+    }
+
+private:
+    void show(const QString &text)
+    {
+        QString line = QLatin1Char('\r') + text;
+        // Blanks over what a longer text before left.
+        if (text.size() < m_width)
+            line += QString(m_width - text.size(), u' ');
+        m_width = std::max(m_width, text.size());
+        write(stderr, line.toUtf8());
+        m_sinceShown.start();
+    }
+
+    qsizetype m_width = 0;
+    QElapsedTimer m_sinceShown;
+};
+
 // Loads, changes and writes the data file; the caller holds the data lock.
 int runHere(const QStringList &arguments, const QString &workingFolder)
 {
@@ -223,7 +268,9 @@ int runHere(const QStringList &arguments, const QString &workingFolder)
     QuorvelDocument doc;
     if (!doc.load() && QFileInfo::exists(QuorvelDocument::dataFilePath()))
         return refuse(unreadableDataFile());
-    Commands::Result result = Commands::run(doc, arguments, workingFolder);
+    TerminalProgress progress;
+    Commands::Result result = Commands::run(doc, arguments, workingFolder,
+                                            ::isatty(STDERR_FILENO) ? &progress : nullptr);
     if (result.changed) {
         const bool written = doc.save();
         if (!written || !doc.savedToDataFile()) {
@@ -234,6 +281,8 @@ int runHere(const QStringList &arguments, const QString &workingFolder)
                        .toUtf8();
         }
     }
+    // Only now: the last step stays on the terminal while the data file is written.
+    progress.clear();
     return finish(result);
 }
 
