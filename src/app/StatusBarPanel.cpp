@@ -17,6 +17,9 @@
 
 namespace {
 
+// Between the parts, in pixels.
+constexpr int Spacing = 12;
+
 // Whole minutes from start to the end, none for a start after it.
 int minutesBetween(const QDateTime &start, const QDateTime &end)
 {
@@ -37,11 +40,10 @@ StatusBarPanel::StatusBarPanel(QuorvelMainWindow *window)
     , m_window(window)
 {
     setObjectName(QStringLiteral("statusBarPanel"));
-    auto *layout = new QHBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    m_runningLayout = new QHBoxLayout();
-    m_runningLayout->setContentsMargins(0, 0, 0, 0);
-    layout->addLayout(m_runningLayout);
+    m_layout = new QHBoxLayout(this);
+    m_layout->setContentsMargins(0, 0, 0, 0);
+    m_layout->setSpacing(Spacing);
+    auto *layout = m_layout;
     m_selected = new QLabel(this);
     m_selected->setObjectName(QStringLiteral("selectedDuration"));
     m_selected->setToolTip(tr("The selected task's duration; a running task's up to now"));
@@ -96,6 +98,59 @@ void StatusBarPanel::tick()
         refresh();
 }
 
+QSize StatusBarPanel::sizeHint() const
+{
+    int width = 0;
+    int height = 0;
+    int parts = 0;
+    for (const QWidget *part : findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly)) {
+        if (part->isHidden() && !part->property("fitHidden").toBool())
+            continue;
+        const QSize hint = part->sizeHint();
+        width += hint.width();
+        height = qMax(height, hint.height());
+        ++parts;
+    }
+    return QSize(width + Spacing * qMax(0, parts - 1), height);
+}
+
+QSize StatusBarPanel::minimumSizeHint() const
+{
+    // Parts that find no room are left out (fitParts), so that none is cut short.
+    return QSize(0, sizeHint().height());
+}
+
+void StatusBarPanel::resizeEvent(QResizeEvent *event)
+{
+    QWidget::resizeEvent(event);
+    fitParts();
+}
+
+void StatusBarPanel::fitParts()
+{
+    // The totals first, then the running tasks, then the selected task.
+    QList<QList<QWidget *>> parts = {{m_today}, {m_week}};
+    for (int i = 0; i < m_stops.size(); ++i)
+        parts.append({m_stops.at(i), m_times.at(i)});
+    parts.append({m_selected});
+    int room = width();
+    bool first = true;
+    for (const QList<QWidget *> &part : std::as_const(parts)) {
+        int need = 0;
+        for (const QWidget *widget : part)
+            need += widget->sizeHint().width() + (first ? 0 : Spacing);
+        const bool fits = need <= room;
+        if (fits) {
+            room -= need;
+            first = false;
+        }
+        for (QWidget *widget : part) {
+            widget->setProperty("fitHidden", !fits);
+            widget->setVisible(fits);
+        }
+    }
+}
+
 void StatusBarPanel::refresh()
 {
     const QDateTime now = Clock::currentTime(true);
@@ -114,6 +169,8 @@ void StatusBarPanel::refresh()
     m_week->setToolTip(tr("Time recorded since %1, counted as in the period summary; running "
                           "tasks count up to now")
                            .arg(from));
+    updateGeometry();
+    fitParts();
 }
 
 void StatusBarPanel::refreshRunning(const QDateTime &now)
@@ -128,10 +185,13 @@ void StatusBarPanel::refreshRunning(const QDateTime &now)
     }
     if (ids != m_runningIds) {
         // Made anew only when other tasks run; the one clicked goes once its click is over.
-        for (ElidedToolButton *stop : std::as_const(m_stops))
-            stop->deleteLater();
-        for (QLabel *time : std::as_const(m_times))
-            time->deleteLater();
+        QList<QWidget *> parts(m_stops.begin(), m_stops.end());
+        parts.append(QList<QWidget *>(m_times.begin(), m_times.end()));
+        for (QWidget *gone : std::as_const(parts)) {
+            gone->setProperty("fitHidden", false);
+            gone->hide();
+            gone->deleteLater();
+        }
         m_stops.clear();
         m_times.clear();
         m_runningIds = ids;
@@ -144,8 +204,9 @@ void StatusBarPanel::refreshRunning(const QDateTime &now)
                     [window = m_window, id] { window->stopRunningTask(id); });
             auto *time = new QLabel(this);
             time->setObjectName(QStringLiteral("runningTime%1").arg(i + 1));
-            m_runningLayout->addWidget(stop);
-            m_runningLayout->addWidget(time);
+            // Before the selected task's duration and the totals.
+            m_layout->insertWidget(2 * i, stop);
+            m_layout->insertWidget(2 * i + 1, time);
             m_stops << stop;
             m_times << time;
         }

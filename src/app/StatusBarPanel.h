@@ -38,6 +38,9 @@ public:
     QList<ElidedToolButton *> stopButtons() const { return m_stops; }
     QList<QLabel *> runningTimes() const { return m_times; }
 
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+
 public Q_SLOTS:
     // The tasks may have changed: the totals look for this week's tasks again.
     void documentChanged();
@@ -46,13 +49,18 @@ public Q_SLOTS:
     // A tick of the window's one-second timer: everything is shown anew at a new minute.
     void tick();
 
+protected:
+    void resizeEvent(QResizeEvent *event) override;
+
 private:
+    // Shows the parts that have room at the present width, and leaves out the others.
+    void fitParts();
     void refresh();
     void refreshRunning(const QDateTime &now);
     void refreshSelected(const QDateTime &now);
 
     QuorvelMainWindow *m_window;
-    QHBoxLayout *m_runningLayout;
+    QHBoxLayout *m_layout;
     QList<ElidedToolButton *> m_stops;
     QList<QLabel *> m_times;
     QList<int> m_runningIds;
