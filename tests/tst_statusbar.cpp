@@ -121,6 +121,7 @@ private Q_SLOTS:
     void refusalsAreTheButtonsRefusals();
     void activityRunningOnAButtonStaysAsItIs();
     void startFromKeyboardAndPanel();
+    void startNeedsAnActivityInUse();
 };
 
 void TestStatusBar::init()
@@ -556,6 +557,19 @@ void TestStatusBar::startFromKeyboardAndPanel()
     QCOMPARE(window.document()->tasks.last()->activityName(), QStringLiteral("B"));
     QCOMPARE(tray.runningActions().size(), 1);
     QCOMPARE(tray.runningActions().at(0)->text(), QStringLiteral("Stop “B” (0:00)"));
+}
+
+void TestStatusBar::startNeedsAnActivityInUse()
+{
+    // Only the withdrawn activity is left: there is nothing to start, as for New Task.
+    Setup setup;
+    setup.task(setup.old, at(22, 9, 0), at(22, 9, 30));
+    for (Activity *activity : {setup.a, setup.b, setup.c})
+        activity->obsolete = true;
+    setup.save();
+    QuorvelMainWindow window;
+    QVERIFY(!actionNamed(window, QStringLiteral("New Task"))->isEnabled());
+    QVERIFY(!actionNamed(window, QStringLiteral("Start…"))->isEnabled());
 }
 
 QUORVEL_TEST_MAIN(TestStatusBar)

@@ -452,6 +452,7 @@ void QuorvelMainWindow::updateControls()
     const QuorvelDocument &doc = *m_document;
     const bool group = doc.configuration.mode() == Configuration::Group;
     m_newTask->setEnabled(doc.getNumActiveActivities(false) != 0);
+    m_quickStart->setEnabled(m_newTask->isEnabled());
     const bool selected = m_mainWidget->selectedTask != nullptr;
     m_editTask->setEnabled(selected);
     m_deleteTask->setEnabled(selected);
