@@ -11,6 +11,7 @@
 #include "BenchSupport.h"
 #include "app/ChangeChannel.h"
 #include "app/QuorvelMainWindow.h"
+#include "app/StatusBarPanel.h"
 #include "model/QuorvelDocument.h"
 #include "platform/Clock.h"
 #include "views/MainWidget.h"
@@ -105,6 +106,11 @@ int main(int argc, char *argv[])
          [&] { button->click(); },
          {}},
         {"a change of one record (the step alone)", [] {}, oneRecord, {}},
+        // What the status bar adds to every change: the week's tasks looked for again.
+        {"status bar after a change (totals anew)",
+         [] {},
+         [&] { window.statusPanel()->documentChanged(); },
+         {}},
     };
     runRounds(cases, runs);
     if (doc.tasks.size() != tasks + runs || doc.activeTasks())

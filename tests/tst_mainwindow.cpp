@@ -281,11 +281,11 @@ void TestMainWindow::windowStructure()
             list << (a->isSeparator() ? QStringLiteral("-") : a->text());
         return list;
     };
-    QCOMPARE(
-        texts(menuActions.at(0)->menu()),
-        (QStringList{QStringLiteral("New Task"), QStringLiteral("Edit Task"),
-                     QStringLiteral("Delete Task"), QStringLiteral("-"),
-                     QStringLiteral("Purge Tasks"), QStringLiteral("Synchronize with Server")}));
+    QCOMPARE(texts(menuActions.at(0)->menu()),
+             (QStringList{QStringLiteral("New Task"), QStringLiteral("Edit Task"),
+                          QStringLiteral("Delete Task"), QStringLiteral("-"),
+                          QStringLiteral("Purge Tasks"), QStringLiteral("Synchronize with Server"),
+                          QStringLiteral("-"), QStringLiteral("Start…")}));
     QCOMPARE(texts(menuActions.at(1)->menu()),
              (QStringList{QStringLiteral("Undo"), QStringLiteral("Redo")}));
     QCOMPARE(

@@ -13,9 +13,11 @@
 #include "TlsTestListener.h"
 
 #include "app/QuorvelMainWindow.h"
+#include "app/StatusBarPanel.h"
 #include "dialogs/ChooseInitialMode.h"
 #include "dialogs/OperatingMode.h"
 #include "dialogs/Synchronize.h"
+#include "dialogs/QuickStart.h"
 #include "model/Configuration.h"
 #include "model/TaskCommands.h"
 #include "platform/Translations.h"
@@ -23,6 +25,8 @@
 #include "reportwindows/PeriodSummaryReport.h"
 #include "reportwindows/PeriodTimeSheetReport.h"
 #include "reportwindows/ReportViewer.h"
+#include "views/ElidedToolButton.h"
+#include "views/MainWidget.h"
 
 #include <QAction>
 #include <QDialogButtonBox>
@@ -34,6 +38,7 @@
 #include <QPrinterInfo>
 #include <QPushButton>
 #include <QTextBrowser>
+#include <QToolButton>
 #include <QtTest>
 
 namespace {
@@ -73,6 +78,7 @@ private Q_SLOTS:
     void cleanupTestCase();
     void installsGermanFromTheSystemLocale();
     void mainWindowMenus();
+    void statusBarAndQuickStart();
     void settingsAndObjectNamesStayEnglish();
     void taskRefusal();
     void firstStartDialog();
@@ -114,7 +120,8 @@ void TestTranslation::mainWindowMenus()
              QStringList({QStringLiteral("Neue Aufgabe"), QStringLiteral("Aufgabe bearbeiten"),
                           QStringLiteral("Aufgabe löschen"), QStringLiteral("-"),
                           QStringLiteral("Aufgaben bereinigen"),
-                          QStringLiteral("Mit Server synchronisieren")}));
+                          QStringLiteral("Mit Server synchronisieren"), QStringLiteral("-"),
+                          QStringLiteral("Starten …")}));
     QCOMPARE(entries(menus.at(1)->menu()),
              QStringList({QStringLiteral("Rückgängig"), QStringLiteral("Wiederholen")}));
     QCOMPARE(entries(menus.at(2)->menu()),
@@ -139,6 +146,28 @@ void TestTranslation::mainWindowMenus()
     const auto *openEdit = window.findChild<QAction *>(QStringLiteral("open menu editMenu"));
     QVERIFY(openEdit);
     QCOMPARE(openEdit->shortcut(), QKeySequence(Qt::ALT | Qt::Key_R));
+}
+
+void TestTranslation::statusBarAndQuickStart()
+{
+    QuorvelMainWindow window;
+    const StatusBarPanel *panel = window.statusPanel();
+    // Saturday, 21 November: the German week began on Monday the 16th.
+    QCOMPARE(panel->todayText(), QStringLiteral("Heute: 1:30"));
+    QCOMPARE(panel->weekText(), QStringLiteral("Diese Woche: 1:30"));
+    QCOMPARE(panel->weekToolTip(),
+             QStringLiteral("Seit 16.11.26 erfasste Zeit, gezählt wie in der Zusammenfassung für "
+                            "Zeitraum; laufende Aufgaben zählen bis jetzt"));
+    window.mainWidget()->button(1)->click();
+    QCOMPARE(panel->stopButtons().size(), 1);
+    QCOMPARE(panel->stopButtons().at(0)->text(),
+             QStringLiteral("Beratung für Kunde R. Vance stoppen"));
+    QCOMPARE(panel->selectedText(), QStringLiteral("Ausgewählt: 0:00"));
+
+    QuickStart dialog(*window.document(), &window);
+    QCOMPARE(dialog.windowTitle(), QStringLiteral("Tätigkeit starten"));
+    QCOMPARE(dialog.findChild<QDialogButtonBox *>()->button(QDialogButtonBox::Ok)->text(),
+             QStringLiteral("Starten"));
 }
 
 void TestTranslation::settingsAndObjectNamesStayEnglish()

@@ -107,7 +107,8 @@ void TestTray::entriesFollowTheButtons()
     QVERIFY(!tray.shortcutAction(3)->isVisible());
     QCOMPARE(tray.openAction()->text(), QStringLiteral("Open Quorvel"));
     QCOMPARE(tray.quitAction()->text(), QStringLiteral("Quit"));
-    QCOMPARE(tray.menu()->actions().size(), 6);
+    QCOMPARE(tray.startAction()->text(), QStringLiteral("Start…"));
+    QCOMPARE(tray.menu()->actions().size(), 7);
     QCOMPARE(tray.toolTip(), QStringLiteral("Quorvel"));
     QVERIFY(!tray.showsRunning());
 
@@ -386,15 +387,18 @@ void TestTray::runningTasksWithoutAButtonAreListed()
     QuorvelMainWindow window;
     TrayIcon tray(&window);
     window.mainWidget()->button(1)->click();
-    QCOMPARE(tray.runningActions().size(), 1);
+    // Every running task, oldest first, with its running time; the task on button 1 too.
+    QCOMPARE(tray.runningActions().size(), 2);
     QAction *entry = tray.runningActions().at(0);
-    QCOMPARE(entry->text(), QStringLiteral("Old && done"));
+    QCOMPARE(entry->text(), QStringLiteral("Stop “Old && done” (1:30)"));
+    QCOMPARE(tray.runningActions().at(1)->text(), QStringLiteral("Stop “A” (0:00)"));
     QVERIFY(entry->isCheckable());
     QVERIFY(entry->isChecked());
     QVERIFY(entry->isVisible());
-    // After the buttons' entries, before the separator.
-    QCOMPARE(tray.menu()->actions().size(), 7);
+    // After the buttons' entries, before Start… and the separator.
+    QCOMPARE(tray.menu()->actions().size(), 9);
     QCOMPARE(tray.menu()->actions().at(3), entry);
+    QCOMPARE(tray.menu()->actions().at(5), tray.startAction());
     QCOMPARE(tray.toolTip(), QStringLiteral("Quorvel\nOld & done\t1:30\nA\t0:00"));
 
     const QByteArray before = window.document()->getDocumentBytes();
@@ -404,8 +408,9 @@ void TestTray::runningTasksWithoutAButtonAreListed()
     QVTask *stopped = window.document()->tasks.at(2);
     QCOMPARE(stopped->activityName(), QStringLiteral("Old & done"));
     QCOMPARE(stopped->stop(), at(21, 9, 45));
-    QVERIFY(tray.runningActions().isEmpty());
-    QCOMPARE(tray.menu()->actions().size(), 6);
+    QCOMPARE(tray.runningActions().size(), 1);
+    QCOMPARE(tray.runningActions().at(0)->text(), QStringLiteral("Stop “A” (0:15)"));
+    QCOMPARE(tray.menu()->actions().size(), 8);
     // Button 1's task runs on.
     QVERIFY(tray.shortcutAction(1)->isChecked());
 
@@ -413,7 +418,7 @@ void TestTray::runningTasksWithoutAButtonAreListed()
     QCOMPARE(undo->text(), QStringLiteral("Undo Stop of Old && done"));
     undo->trigger();
     QCOMPARE(window.document()->getDocumentBytes(), before);
-    QCOMPARE(tray.runningActions().size(), 1);
+    QCOMPARE(tray.runningActions().size(), 2);
     QVERIFY(tray.runningActions().at(0)->isChecked());
 }
 

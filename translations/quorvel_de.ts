@@ -1160,6 +1160,21 @@ für eine verschlüsselte Verbindung</translation>
     </message>
 </context>
 <context>
+    <name>QuickStart</name>
+    <message>
+        <source>Start Activity</source>
+        <translation>Tätigkeit starten</translation>
+    </message>
+    <message>
+        <source>Type a part of the activity&apos;s name:</source>
+        <translation>Geben Sie einen Teil des Namens der Tätigkeit ein:</translation>
+    </message>
+    <message>
+        <source>Start</source>
+        <translation>Starten</translation>
+    </message>
+</context>
+<context>
     <name>QuorvelDocument</name>
     <message>
         <source>Consulting for client R. Vance</source>
@@ -1184,6 +1199,14 @@ für eine verschlüsselte Verbindung</translation>
 </context>
 <context>
     <name>QuorvelMainWindow</name>
+    <message>
+        <source>Start…</source>
+        <translation>Starten …</translation>
+    </message>
+    <message>
+        <source>%1 is running already.</source>
+        <translation>%1 läuft bereits.</translation>
+    </message>
     <message>
         <source>For additional help, tap the (?)
 icon at the top of the screen.
@@ -1849,6 +1872,41 @@ nach dem Bis-Datum liegen.</translation>
     </message>
 </context>
 <context>
+    <name>StatusBarPanel</name>
+    <message>
+        <source>The selected task&apos;s duration; a running task&apos;s up to now</source>
+        <translation>Dauer der ausgewählten Aufgabe; bei einer laufenden bis jetzt</translation>
+    </message>
+    <message>
+        <source>Today: %1</source>
+        <translation>Heute: %1</translation>
+    </message>
+    <message>
+        <source>This week: %1</source>
+        <translation>Diese Woche: %1</translation>
+    </message>
+    <message>
+        <source>Time recorded today, counted as in the period summary; running tasks count up to now</source>
+        <translation>Heute erfasste Zeit, gezählt wie in der Zusammenfassung für Zeitraum; laufende Aufgaben zählen bis jetzt</translation>
+    </message>
+    <message>
+        <source>Time recorded since %1, counted as in the period summary; running tasks count up to now</source>
+        <translation>Seit %1 erfasste Zeit, gezählt wie in der Zusammenfassung für Zeitraum; laufende Aufgaben zählen bis jetzt</translation>
+    </message>
+    <message>
+        <source>Stop %1</source>
+        <translation>%1 stoppen</translation>
+    </message>
+    <message>
+        <source>Stop %1, running since %2</source>
+        <translation>%1 stoppen, läuft seit %2</translation>
+    </message>
+    <message>
+        <source>Selected: %1</source>
+        <translation>Ausgewählt: %1</translation>
+    </message>
+</context>
+<context>
     <name>Synchronize</name>
     <message>
         <source>The rest of the server&apos;s messages (%1) was left out.</source>
@@ -2379,6 +2437,14 @@ künftig überspringen?</translation>
 </context>
 <context>
     <name>TrayIcon</name>
+    <message>
+        <source>Start…</source>
+        <translation>Starten …</translation>
+    </message>
+    <message>
+        <source>Stop “%1” (%2)</source>
+        <translation>„%1“ stoppen (%2)</translation>
+    </message>
     <message>
         <source>Open Quorvel</source>
         <translation>Quorvel öffnen</translation>

@@ -7,6 +7,7 @@
 #include "DesktopConfig.h"
 #include "ForgottenTimer.h"
 #include "IdleWatcher.h"
+#include "StatusBarPanel.h"
 #include "TrayIcon.h"
 #include "app/SingleInstance.h"
 #include "dialogs/ActivityList.h"
@@ -87,6 +88,7 @@ QuorvelMainWindow::QuorvelMainWindow(QWidget *parent)
     setupCentralWidget();
     setupKeyboard();
     setupTimer();
+    setupStatusBar();
     updateView(nullptr);
     showBalloonTips();
 
@@ -200,6 +202,8 @@ void QuorvelMainWindow::addTaskMenuItems(QMenu *taskMenu, QMenu *tablePopup, QTo
                                 tr("Synchronize with Server"), this);
     connect(m_synchronise, &QAction::triggered, this, &QuorvelMainWindow::syncServer);
     taskMenu->addAction(m_synchronise);
+
+    addQuickStartItem(taskMenu);
 }
 
 void QuorvelMainWindow::addEditMenuItems(QMenu *editMenu)
@@ -448,6 +452,7 @@ void QuorvelMainWindow::updateControls()
     const QuorvelDocument &doc = *m_document;
     const bool group = doc.configuration.mode() == Configuration::Group;
     m_newTask->setEnabled(doc.getNumActiveActivities(false) != 0);
+    m_quickStart->setEnabled(m_newTask->isEnabled());
     const bool selected = m_mainWidget->selectedTask != nullptr;
     m_editTask->setEnabled(selected);
     m_deleteTask->setEnabled(selected);
@@ -463,6 +468,8 @@ void QuorvelMainWindow::updateControls()
 void QuorvelMainWindow::taskChanged()
 {
     updateControls();
+    if (m_statusPanel)
+        m_statusPanel->selectionChanged();
 }
 
 void QuorvelMainWindow::rememberWritten()

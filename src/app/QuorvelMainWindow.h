@@ -26,8 +26,10 @@ class QMenu;
 class QTimer;
 class QToolBar;
 class QToolButton;
+class Activity;
 class QuorvelDocument;
 class SingleInstance;
+class StatusBarPanel;
 class TrayIcon;
 class QVTask;
 class Report;
@@ -57,6 +59,8 @@ public:
 
     QuorvelDocument *document() const { return m_document.get(); }
     MainWidget *mainWidget() const { return m_mainWidget; }
+    // The running tasks, the selected task's duration and the totals in the status bar.
+    StatusBarPanel *statusPanel() const { return m_statusPanel; }
     // The one way the document is changed, with the history of Edit → Undo.
     ChangeChannel *changes() const { return m_changes; }
 
@@ -110,6 +114,12 @@ public Q_SLOTS:
     // Stops a running task (by its id) as its shortcut button would, once the window is free:
     // for a running task that has no button.
     void stopRunningTask(int taskId);
+    // Task → Start…: picks an active activity by typing, once the window is free, and starts
+    // it as its shortcut button would (QuickStarting.cpp).
+    void quickStart();
+    // Starts a task of the activity by the shortcut buttons' rules, with their refusals and
+    // questions; an activity already running on a button is left as it is.
+    void startActivity(Activity *activity);
 
     // Brings the window before the person: out of the panel or the minimised state (a
     // maximised window stays maximised), raised and active. A second start asks for this.
@@ -187,6 +197,11 @@ private:
     // Starts (on) or stops (off) a task of the activity shown by the given button.
     void shortcutToggled(int shortcut, bool on, QToolButton *button);
     void startShortcutTask(QVTask *shown, QToolButton *button, ChangeScope &change);
+    // The start of a task of the activity now, by the buttons' rules; false when refused.
+    bool startTaskOf(Activity *activity, ChangeScope &change);
+    // Task → Start… and the status bar (QuickStarting.cpp).
+    void addQuickStartItem(QMenu *taskMenu);
+    void setupStatusBar();
     // Stops a running task now by the buttons' rules, with their question and refusals; a
     // stop refused because a later task is in the way offers to stop it where that task
     // starts. False when the task still runs.
@@ -222,6 +237,8 @@ private:
     QAction *m_twelveHourClock = nullptr;
     QAction *m_desktopSettings = nullptr;
     QAction *m_undo = nullptr;
+    QAction *m_quickStart = nullptr;
+    StatusBarPanel *m_statusPanel = nullptr;
     QAction *m_redo = nullptr;
     IdleWatcher *m_idleWatcher = nullptr;
     ChangeChannel *m_changes = nullptr;

@@ -185,31 +185,36 @@ void QuorvelMainWindow::startShortcutTask(QVTask *shown, QToolButton *button, Ch
 {
     if (shown->isRunning())
         return;
+    if (!startTaskOf(shown->activity, change))
+        button->setChecked(false);
+}
+
+bool QuorvelMainWindow::startTaskOf(Activity *activity, ChangeScope &change)
+{
     const QDateTime now = getQVTime(false);
     if (m_document->validateTask(now, now.addSecs(60), now, nullptr) == QuorvelDocument::Overlaps) {
         showMessage(TaskMessages::cannotStartOverlap(), false);
-        button->setChecked(false);
-        return;
+        return false;
     }
 
     auto *task = new QVTask();
     task->id = m_document->allocateId();
     task->setStart(now);
     task->shortcut = 0;
-    task->activity = shown->activity;
+    task->activity = activity;
     m_document->tasks.append(task);
 
     if (!stopOtherTasks(task, now, false, change)) {
-        button->setChecked(false);
         m_document->removeTask(task);
         giveIdBack(task);
         delete task;
-        return;
+        return false;
     }
     change.setText(TaskMessages::startChange(task->activityName()));
     m_document->includeShortcut(task);
     m_mainWidget->selectedTask = task;
     m_document->tasks.sort();
+    return true;
 }
 
 bool QuorvelMainWindow::stopNow(QVTask *task, ChangeScope &change)

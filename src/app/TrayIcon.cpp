@@ -7,6 +7,7 @@
 #include "model/QuorvelDocument.h"
 #include "model/TaskTimeText.h"
 #include "platform/Clock.h"
+#include "reports/ReportText.h"
 #include "views/MainWidget.h"
 #include "widgets/Resource.h"
 
@@ -60,6 +61,9 @@ TrayIcon::TrayIcon(QuorvelMainWindow *window)
         });
         m_shortcuts[slot - 1] = entry;
     }
+    m_start = m_menu->addAction(tr("Start…"));
+    m_start->setObjectName(QStringLiteral("trayStart"));
+    connect(m_start, &QAction::triggered, window, &QuorvelMainWindow::quickStart);
     m_separator = m_menu->addSeparator();
     m_open = m_menu->addAction(tr("Open Quorvel"));
     m_open->setObjectName(QStringLiteral("trayOpen"));
@@ -211,21 +215,24 @@ void TrayIcon::refresh()
 
 void TrayIcon::refreshRunning()
 {
-    // A running task whose activity or category was withdrawn has no button, and stays within
-    // reach here.
+    // Every running task can be stopped here, also one whose activity or category was
+    // withdrawn and so has no button.
     QList<int> ids;
-    QStringList names;
+    QStringList texts;
+    const QDateTime now = Clock::currentTime(true);
     for (const QVTask *task : m_window->document()->tasks) {
-        if (task->isRunning() && (task->shortcut < 1 || task->shortcut > 3)) {
-            ids << task->id;
-            names << task->activityName();
-        }
+        if (!task->isRunning())
+            continue;
+        ids << task->id;
+        const qint64 seconds = task->start().isValid() ? task->start().secsTo(now) : 0;
+        const QString time = ReportText::formatMinutes(int(qMax<qint64>(0, seconds) / 60), false);
+        QString name = task->activityName();
+        texts << tr("Stop “%1” (%2)").arg(name.replace(QLatin1Char('&'), "&&"), time);
     }
     // Rebuilt only when they changed, not with every tick of the tooltip's timer.
-    if (ids == m_runningIds && m_running.size() == names.size()) {
-        for (int i = 0; i < names.size(); ++i) {
-            QString text = names.at(i);
-            m_running.at(i)->setText(text.replace(QLatin1Char('&'), QLatin1String("&&")));
+    if (ids == m_runningIds && m_running.size() == texts.size()) {
+        for (int i = 0; i < texts.size(); ++i) {
+            m_running.at(i)->setText(texts.at(i));
             // A stop that was refused leaves the task running, and its entry ticked.
             m_running.at(i)->setChecked(true);
         }
@@ -239,9 +246,7 @@ void TrayIcon::refreshRunning()
     m_running.clear();
     m_runningIds = ids;
     for (int i = 0; i < ids.size(); ++i) {
-        QString text = names.at(i);
-        auto *entry
-            = new QAction(text.replace(QLatin1Char('&'), QLatin1String("&&")), m_menu.get());
+        auto *entry = new QAction(texts.at(i), m_menu.get());
         entry->setObjectName(QStringLiteral("trayRunning%1").arg(i + 1));
         entry->setCheckable(true);
         entry->setChecked(true);
@@ -250,7 +255,7 @@ void TrayIcon::refreshRunning()
             m_window->stopRunningTask(id);
             refresh();
         });
-        m_menu->insertAction(m_separator, entry);
+        m_menu->insertAction(m_start, entry);
         m_running << entry;
     }
 }

@@ -20,10 +20,11 @@ class QuorvelMainWindow;
 // extension). Its icon tells whether a task runs, its tooltip lists the running tasks with
 // their running times, and its menu has the three shortcut buttons (clicking the buttons
 // themselves: the same command, with every refusal and question), then every running task
-// that has no button (a click stops it by the same rules), "Open Quorvel" and "Quit", which
-// ends Quorvel. The window closed while a task runs stays here (QuorvelMainWindow::closeEvent);
-// should the panel go away meanwhile, the window comes back. A task the reminder asked about
-// is marked in the icon and the tooltip until it is stopped or kept (ForgottenTimer).
+// with its running time (a click stops it by the same rules), "Start…" (the window's quick
+// start), "Open Quorvel" and "Quit", which ends Quorvel. The window closed while a task runs stays
+// here (QuorvelMainWindow::closeEvent); should the panel go away meanwhile, the window comes back.
+// A task the reminder asked about is marked in the icon and the tooltip until it is stopped or kept
+// (ForgottenTimer).
 class TrayIcon : public QObject
 {
     Q_OBJECT
@@ -39,8 +40,10 @@ public:
     QMenu *menu() const { return m_menu.get(); }
     // The entry of a shortcut button, 1 to 3.
     QAction *shortcutAction(int slot) const;
-    // The entries of the running tasks without a button, oldest first.
+    // The entries of the running tasks, "Stop “activity” (h:mm)", oldest first.
     QList<QAction *> runningActions() const { return m_running; }
+    // "Start…": the window's quick start.
+    QAction *startAction() const { return m_start; }
     QAction *openAction() const { return m_open; }
     QAction *quitAction() const { return m_quit; }
     // "Quorvel", then a line "activity<tab>H:MM" for each running task, oldest first; a task
@@ -68,7 +71,7 @@ public:
     static void setPanelForTesting(bool on);
 
 private:
-    // Puts an entry for every running task without a button after the buttons' entries.
+    // Puts an entry for every running task after the buttons' entries.
     void refreshRunning();
 
     QuorvelMainWindow *m_window;
@@ -77,6 +80,7 @@ private:
     QAction *m_shortcuts[3] = {};
     QAction *m_open = nullptr;
     QAction *m_quit = nullptr;
+    QAction *m_start = nullptr;
     QAction *m_separator = nullptr;
     QList<QAction *> m_running;
     // The ids of the tasks those entries stand for, in order.

@@ -13,21 +13,6 @@
 
 namespace {
 
-// A task's share of the stretch [first, last), by the same cases and the same truncation as
-// the document's own per-activity sum; all moments in milliseconds since the epoch.
-int share(qint64 s, qint64 e, int duration, qint64 first, qint64 last)
-{
-    if (s >= first && e <= last)
-        return duration;
-    if (s < first && e > last)
-        return int((last - first) / 1000 / 60);
-    if (s < first && e > first && e <= last)
-        return int((e - first) / 1000 / 60);
-    if (s >= first && s < last && e > last)
-        return int((last - s) / 1000 / 60);
-    return 0;
-}
-
 // Turns local dates and times into epoch milliseconds without a time-zone look-up on days
 // whose UTC offset holds all day, which are nearly all of them.
 class DayTable
@@ -168,7 +153,8 @@ struct ScannedSource
             const qint64 e = table.msecs(ed, t->stopTime(), [t] { return t->stop(); });
             const int duration
                 = (sd.isValid() && st.isValid()) ? int((e - s) / 1000 / 60) : t->duration();
-            periodTotals[size_t(a)] += share(s, e, duration, periodFirst, periodLast);
+            periodTotals[size_t(a)]
+                += ReportData::minutesWithin(s, e, duration, periodFirst, periodLast);
             if (!perDay || dayCount == 0)
                 continue;
             // The days the task can reach: those within a day of its start and stop dates.
@@ -180,7 +166,8 @@ struct ScannedSource
             }
             int *row = dayTotals.data() + size_t(a) * size_t(dayCount);
             for (int i = firstDay; i <= lastDay; ++i)
-                row[i] += share(s, e, duration, dayFirst[size_t(i)], dayLast[size_t(i)]);
+                row[i] += ReportData::minutesWithin(s, e, duration, dayFirst[size_t(i)],
+                                                    dayLast[size_t(i)]);
         }
     }
 
@@ -198,6 +185,19 @@ bool rowShown(int minutes, bool includeZero, bool obsolete, bool hasTasks)
 }
 
 } // namespace
+
+int ReportData::minutesWithin(qint64 s, qint64 e, int duration, qint64 first, qint64 last)
+{
+    if (s >= first && e <= last)
+        return duration;
+    if (s < first && e > last)
+        return int((last - first) / 1000 / 60);
+    if (s < first && e > first && e <= last)
+        return int((e - first) / 1000 / 60);
+    if (s >= first && s < last && e > last)
+        return int((last - s) / 1000 / 60);
+    return 0;
+}
 
 ReportData ReportData::collect(const QuorvelDocument &doc, const QDate &from, const QDate &to,
                                bool includeZero, ReportKind kind)

@@ -63,6 +63,11 @@ struct ReportData
     // place that decides which rows show, where a time goes, and that running tasks stay out.
     static ReportData collect(const QuorvelDocument &doc, const QDate &from, const QDate &to,
                               bool includeZero, ReportKind kind);
+
+    // A task's whole minutes within the stretch [first, last): all of its duration when it lies
+    // inside, else the minutes of the part inside, truncated per task as the document's own
+    // per-activity sum does. Moments in milliseconds since the epoch.
+    static int minutesWithin(qint64 s, qint64 e, int duration, qint64 first, qint64 last);
 };
 
 bool operator==(const ReportCategory &a, const ReportCategory &b);
