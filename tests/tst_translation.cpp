@@ -109,7 +109,8 @@ void TestTranslation::mainWindowMenus()
     for (const QAction *menu : menus)
         titles << menu->text();
     QCOMPARE(titles, QStringList({QStringLiteral("Aufgabe"), QStringLiteral("Bearbeiten"),
-                                  QStringLiteral("Bericht"), QStringLiteral("Einstellungen")}));
+                                  QStringLiteral("Ansicht"), QStringLiteral("Bericht"),
+                                  QStringLiteral("Einstellungen"), QStringLiteral("Hilfe")}));
     QCOMPARE(entries(menus.at(0)->menu()),
              QStringList({QStringLiteral("Neue Aufgabe"), QStringLiteral("Aufgabe bearbeiten"),
                           QStringLiteral("Aufgabe löschen"), QStringLiteral("-"),
@@ -118,14 +119,20 @@ void TestTranslation::mainWindowMenus()
     QCOMPARE(entries(menus.at(1)->menu()),
              QStringList({QStringLiteral("Rückgängig"), QStringLiteral("Wiederholen")}));
     QCOMPARE(entries(menus.at(2)->menu()),
+             QStringList(
+                 {QStringLiteral("Spalte Dauer"), QStringLiteral("-"), QStringLiteral("Suchen…")}));
+    QCOMPARE(entries(menus.at(3)->menu()),
              QStringList({QStringLiteral("Zusammenfassung für Zeitraum"),
                           QStringLiteral("Stundenzettel für Zeitraum"), QStringLiteral("-"),
                           QStringLiteral("Gespeicherten Bericht ansehen")}));
-    QCOMPARE(entries(menus.at(3)->menu()),
+    QCOMPARE(entries(menus.at(4)->menu()),
              QStringList({QStringLiteral("Tätigkeiten"), QStringLiteral("Kategorien"),
                           QStringLiteral("-"), QStringLiteral("Gleichzeitige Aufgaben erlauben"),
                           QStringLiteral("12-Stunden-Uhr"), QStringLiteral("Betriebsmodus"),
                           QStringLiteral("-"), QStringLiteral("Abwesenheit und Erinnerungen")}));
+    QCOMPARE(entries(menus.at(5)->menu()),
+             QStringList({QStringLiteral("Tastenkürzel"), QStringLiteral("Quorvel-Hilfe"),
+                          QStringLiteral("-"), QStringLiteral("Über Quorvel")}));
     // Alt with the first letter of each German title opens its menu.
     const auto *openTask = window.findChild<QAction *>(QStringLiteral("open menu taskMenu"));
     const auto *openReport = window.findChild<QAction *>(QStringLiteral("open menu reportMenu"));
@@ -139,6 +146,12 @@ void TestTranslation::mainWindowMenus()
     const auto *openEdit = window.findChild<QAction *>(QStringLiteral("open menu editMenu"));
     QVERIFY(openEdit);
     QCOMPARE(openEdit->shortcut(), QKeySequence(Qt::ALT | Qt::Key_R));
+    // "Ansicht" after "Aufgabe": its first letter left over.
+    const auto *openView = window.findChild<QAction *>(QStringLiteral("open menu viewMenu"));
+    const auto *openHelp = window.findChild<QAction *>(QStringLiteral("open menu helpMenu"));
+    QVERIFY(openView && openHelp);
+    QCOMPARE(openView->shortcut(), QKeySequence(Qt::ALT | Qt::Key_N));
+    QCOMPARE(openHelp->shortcut(), QKeySequence(Qt::ALT | Qt::Key_H));
 }
 
 void TestTranslation::settingsAndObjectNamesStayEnglish()
