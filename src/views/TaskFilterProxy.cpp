@@ -26,20 +26,24 @@ void TaskFilterProxy::setText(const QString &text)
 {
     if (text == m_text)
         return;
+    // A reset, not the filter's row-by-row removals: with many tasks, each removed stretch
+    // would be a signal the view handles across the whole table.
+    beginResetModel();
     m_text = text;
     m_foldedText = folded(text.trimmed());
     m_matches.clear();
-    invalidateRowsFilter();
+    endResetModel();
 }
 
 void TaskFilterProxy::setPeriod(const QDate &from, const QDate &to)
 {
     if (from == m_from && to == m_to)
         return;
+    beginResetModel();
     m_from = from;
     m_to = to;
     m_today = Clock::now().date();
-    invalidateRowsFilter();
+    endResetModel();
 }
 
 void TaskFilterProxy::setActive(bool active)
