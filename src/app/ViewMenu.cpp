@@ -48,9 +48,9 @@ void ViewMenu::attach(MainWidget *view)
 {
     m_view = view;
     view->setDurationShown(m_durationColumn->isChecked());
-    // The bar opens and closes with the table's commands' state.
-    connect(view, &MainWidget::taskChanged, this, &ViewMenu::updateCloseFind);
-    updateCloseFind();
+    // Only the bar's own opening and closing, never the view's teardown, reaches the entry.
+    connect(view, &MainWidget::filteringChanged, m_closeFind, &QAction::setEnabled);
+    m_closeFind->setEnabled(view->filtering());
 }
 
 bool ViewMenu::durationColumnShown()
@@ -63,9 +63,4 @@ void ViewMenu::durationColumnToggled(bool on)
     DesktopConfig::setFlag(QStringLiteral("DurationColumn"), on);
     if (m_view)
         m_view->setDurationShown(on);
-}
-
-void ViewMenu::updateCloseFind()
-{
-    m_closeFind->setEnabled(m_view && m_view->filtering());
 }

@@ -32,7 +32,6 @@ public:
 
 private:
     void durationColumnToggled(bool on);
-    void updateCloseFind();
 
     MainWidget *m_view = nullptr;
     QAction *m_durationColumn;

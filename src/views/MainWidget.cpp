@@ -149,6 +149,7 @@ void MainWidget::showFilterBar()
             m_filterBar->show();
             setSelectedTask(-1);
         }
+        Q_EMIT filteringChanged(true);
         Q_EMIT taskChanged();
     }
     m_filterBar->focusText();
@@ -168,6 +169,7 @@ void MainWidget::closeFilterBar()
         setSelectedTask(-1);
     }
     table->setFocus();
+    Q_EMIT filteringChanged(false);
     Q_EMIT taskChanged();
 }
 

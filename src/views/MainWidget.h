@@ -82,6 +82,8 @@ public:
 
 Q_SIGNALS:
     void taskChanged();
+    // The find bar opened (true) or closed.
+    void filteringChanged(bool filtering);
 
 public Q_SLOTS:
     void tableCellChanged(int row, int column);
