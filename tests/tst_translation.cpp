@@ -12,9 +12,12 @@
 #include "TestEnvironment.h"
 #include "TlsTestListener.h"
 
+#include "app/HelpMenu.h"
 #include "app/QuorvelMainWindow.h"
 #include "dialogs/ChooseInitialMode.h"
+#include "dialogs/HelpWindow.h"
 #include "dialogs/OperatingMode.h"
+#include "dialogs/ShortcutsWindow.h"
 #include "model/Configuration.h"
 #include "model/TaskCommands.h"
 #include "platform/Translations.h"
@@ -23,8 +26,12 @@
 #include "reports/ReportText.h"
 #include "reports/ReportViewer.h"
 #include "sync/Synchronize.h"
+#include "views/FilterBar.h"
+#include "views/MainWidget.h"
+#include "views/QVTable.h"
 
 #include <QAction>
+#include <QComboBox>
 #include <QDialogButtonBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -34,6 +41,7 @@
 #include <QPrinterInfo>
 #include <QPushButton>
 #include <QTextBrowser>
+#include <QTreeWidget>
 #include <QtTest>
 
 namespace {
@@ -73,6 +81,7 @@ private Q_SLOTS:
     void cleanupTestCase();
     void installsGermanFromTheSystemLocale();
     void mainWindowMenus();
+    void viewAndHelpTexts();
     void settingsAndObjectNamesStayEnglish();
     void taskRefusal();
     void firstStartDialog();
@@ -152,6 +161,44 @@ void TestTranslation::mainWindowMenus()
     QVERIFY(openView && openHelp);
     QCOMPARE(openView->shortcut(), QKeySequence(Qt::ALT | Qt::Key_N));
     QCOMPARE(openHelp->shortcut(), QKeySequence(Qt::ALT | Qt::Key_H));
+}
+
+void TestTranslation::viewAndHelpTexts()
+{
+    QuorvelMainWindow window;
+    window.findChild<QAction *>(QStringLiteral("durationColumn"))->trigger();
+    QCOMPARE(window.mainWidget()->table->model()->headerData(3, Qt::Horizontal).toString(),
+             QStringLiteral("Dauer"));
+    window.findChild<QAction *>(QStringLiteral("durationColumn"))->trigger();
+    const FilterBar *bar = window.mainWidget()->filterBar();
+    QStringList periods;
+    for (int i = 0; i < bar->periodBox()->count(); ++i)
+        periods << bar->periodBox()->itemText(i);
+    QCOMPARE(periods, QStringList({QStringLiteral("Alle"), QStringLiteral("Heute"),
+                                   QStringLiteral("Diese Woche"), QStringLiteral("Dieser Monat"),
+                                   QStringLiteral("Gewählte Tage")}));
+    QCOMPARE(bar->textField()->placeholderText(), QStringLiteral("Tätigkeit oder Kategorie"));
+
+    window.findChild<QAction *>(QStringLiteral("keyboardShortcuts"))->trigger();
+    const auto *shortcuts = window.findChild<ShortcutsWindow *>();
+    QVERIFY(shortcuts);
+    QCOMPARE(shortcuts->windowTitle(), QStringLiteral("Tastenkürzel"));
+    QCOMPARE(shortcuts->list()->headerItem()->text(0), QStringLiteral("Befehl"));
+    QStringList rows;
+    for (int i = 0; i < shortcuts->list()->topLevelItemCount(); ++i)
+        rows << shortcuts->list()->topLevelItem(i)->text(0);
+    QVERIFY(rows.contains(QStringLiteral("Suchleiste schließen")));
+    QVERIFY(rows.contains(QStringLiteral("Schnellstart-Taste 1")));
+    QVERIFY(rows.contains(QStringLiteral("Menü Ansicht öffnen")));
+    QVERIFY(rows.contains(QStringLiteral("Quorvel beenden")));
+
+    window.findChild<QAction *>(QStringLiteral("quorvelHelp"))->trigger();
+    const auto *help = window.findChild<HelpWindow *>();
+    QVERIFY(help);
+    QCOMPARE(help->windowTitle(), QStringLiteral("Quorvel-Hilfe"));
+    QCOMPARE(HelpMenu::aboutTitle(), QStringLiteral("Über Quorvel"));
+    QVERIFY(HelpMenu::aboutText().contains(
+        QStringLiteral("Lizenz: GNU General Public License, Version 3 oder später")));
 }
 
 void TestTranslation::settingsAndObjectNamesStayEnglish()
