@@ -272,7 +272,8 @@ void TestMainWindow::windowStructure()
     for (const QAction *a : menuActions)
         menus << a->text();
     QCOMPARE(menus, (QStringList{QStringLiteral("Task"), QStringLiteral("Edit"),
-                                 QStringLiteral("Report"), QStringLiteral("Settings")}));
+                                 QStringLiteral("View"), QStringLiteral("Report"),
+                                 QStringLiteral("Settings"), QStringLiteral("Help")}));
 
     const auto texts = [](const QMenu *menu) {
         QStringList list;
@@ -288,22 +289,29 @@ void TestMainWindow::windowStructure()
                           QStringLiteral("-"), QStringLiteral("Start…")}));
     QCOMPARE(texts(menuActions.at(1)->menu()),
              (QStringList{QStringLiteral("Undo"), QStringLiteral("Redo")}));
+    QCOMPARE(texts(menuActions.at(2)->menu()),
+             (QStringList{QStringLiteral("Duration Column"), QStringLiteral("-"),
+                          QStringLiteral("Find…")}));
     QCOMPARE(
-        texts(menuActions.at(2)->menu()),
+        texts(menuActions.at(3)->menu()),
         (QStringList{QStringLiteral("Period Summary Report"), QStringLiteral("Period Time Sheet"),
                      QStringLiteral("-"), QStringLiteral("View Saved Report")}));
-    QCOMPARE(texts(menuActions.at(3)->menu()),
+    QCOMPARE(texts(menuActions.at(4)->menu()),
              (QStringList{QStringLiteral("Activities"), QStringLiteral("Categories"),
                           QStringLiteral("-"), QStringLiteral("Allow Concurrent Tasks"),
                           QStringLiteral("Twelve-Hour Clock"), QStringLiteral("Operating Mode"),
                           QStringLiteral("-"), QStringLiteral("Idle Time and Reminders")}));
+    QCOMPARE(texts(menuActions.at(5)->menu()),
+             (QStringList{QStringLiteral("Keyboard Shortcuts"), QStringLiteral("Quorvel Help"),
+                          QStringLiteral("-"), QStringLiteral("About Quorvel")}));
 
     for (const QString &text :
          {QStringLiteral("New Task"), QStringLiteral("Edit Task"), QStringLiteral("Delete Task"),
           QStringLiteral("Purge Tasks"), QStringLiteral("Synchronize with Server")})
         QVERIFY2(!action(window, text)->icon().isNull(), qPrintable(text));
 
-    // The icon tool bar carries New, Edit and Delete; the table pop-up Edit and Delete.
+    // The icon tool bar carries New, Edit and Delete, then, pushed to its right end by a spacer,
+    // the (?) of Quorvel Help; the table pop-up Edit and Delete.
     auto *toolBar = window.findChild<QToolBar *>(QStringLiteral("taskToolBar"));
     QVERIFY(toolBar);
     QStringList tools;
@@ -311,7 +319,8 @@ void TestMainWindow::windowStructure()
     for (const QAction *a : toolActions)
         tools << a->text();
     QCOMPARE(tools, (QStringList{QStringLiteral("New Task"), QStringLiteral("Edit Task"),
-                                 QStringLiteral("Delete Task")}));
+                                 QStringLiteral("Delete Task"), QString(),
+                                 QStringLiteral("Quorvel Help")}));
     auto *popup = window.findChild<QMenu *>(QStringLiteral("tablePopup"));
     QVERIFY(popup);
     QCOMPARE(texts(popup),

@@ -12,12 +12,15 @@
 #include "TestEnvironment.h"
 #include "TlsTestListener.h"
 
+#include "app/HelpMenu.h"
 #include "app/QuorvelMainWindow.h"
 #include "app/StatusBarPanel.h"
 #include "dialogs/ChooseInitialMode.h"
+#include "dialogs/HelpWindow.h"
 #include "dialogs/OperatingMode.h"
 #include "dialogs/Synchronize.h"
 #include "dialogs/QuickStart.h"
+#include "dialogs/ShortcutsWindow.h"
 #include "model/Configuration.h"
 #include "model/TaskCommands.h"
 #include "platform/Translations.h"
@@ -27,8 +30,11 @@
 #include "reportwindows/ReportViewer.h"
 #include "views/ElidedToolButton.h"
 #include "views/MainWidget.h"
+#include "views/FilterBar.h"
+#include "views/QVTable.h"
 
 #include <QAction>
+#include <QComboBox>
 #include <QDialogButtonBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -39,6 +45,7 @@
 #include <QPushButton>
 #include <QTextBrowser>
 #include <QToolButton>
+#include <QTreeWidget>
 #include <QtTest>
 
 namespace {
@@ -79,6 +86,7 @@ private Q_SLOTS:
     void installsGermanFromTheSystemLocale();
     void mainWindowMenus();
     void statusBarAndQuickStart();
+    void viewAndHelpTexts();
     void settingsAndObjectNamesStayEnglish();
     void taskRefusal();
     void firstStartDialog();
@@ -115,7 +123,8 @@ void TestTranslation::mainWindowMenus()
     for (const QAction *menu : menus)
         titles << menu->text();
     QCOMPARE(titles, QStringList({QStringLiteral("Aufgabe"), QStringLiteral("Bearbeiten"),
-                                  QStringLiteral("Bericht"), QStringLiteral("Einstellungen")}));
+                                  QStringLiteral("Ansicht"), QStringLiteral("Bericht"),
+                                  QStringLiteral("Einstellungen"), QStringLiteral("Hilfe")}));
     QCOMPARE(entries(menus.at(0)->menu()),
              QStringList({QStringLiteral("Neue Aufgabe"), QStringLiteral("Aufgabe bearbeiten"),
                           QStringLiteral("Aufgabe löschen"), QStringLiteral("-"),
@@ -125,14 +134,20 @@ void TestTranslation::mainWindowMenus()
     QCOMPARE(entries(menus.at(1)->menu()),
              QStringList({QStringLiteral("Rückgängig"), QStringLiteral("Wiederholen")}));
     QCOMPARE(entries(menus.at(2)->menu()),
+             QStringList(
+                 {QStringLiteral("Spalte Dauer"), QStringLiteral("-"), QStringLiteral("Suchen…")}));
+    QCOMPARE(entries(menus.at(3)->menu()),
              QStringList({QStringLiteral("Zusammenfassung für Zeitraum"),
                           QStringLiteral("Stundenzettel für Zeitraum"), QStringLiteral("-"),
                           QStringLiteral("Gespeicherten Bericht ansehen")}));
-    QCOMPARE(entries(menus.at(3)->menu()),
+    QCOMPARE(entries(menus.at(4)->menu()),
              QStringList({QStringLiteral("Tätigkeiten"), QStringLiteral("Kategorien"),
                           QStringLiteral("-"), QStringLiteral("Gleichzeitige Aufgaben erlauben"),
                           QStringLiteral("12-Stunden-Uhr"), QStringLiteral("Betriebsmodus"),
                           QStringLiteral("-"), QStringLiteral("Abwesenheit und Erinnerungen")}));
+    QCOMPARE(entries(menus.at(5)->menu()),
+             QStringList({QStringLiteral("Tastenkürzel"), QStringLiteral("Quorvel-Hilfe"),
+                          QStringLiteral("-"), QStringLiteral("Über Quorvel")}));
     // Alt with the first letter of each German title opens its menu.
     const auto *openTask = window.findChild<QAction *>(QStringLiteral("open menu taskMenu"));
     const auto *openReport = window.findChild<QAction *>(QStringLiteral("open menu reportMenu"));
@@ -146,6 +161,50 @@ void TestTranslation::mainWindowMenus()
     const auto *openEdit = window.findChild<QAction *>(QStringLiteral("open menu editMenu"));
     QVERIFY(openEdit);
     QCOMPARE(openEdit->shortcut(), QKeySequence(Qt::ALT | Qt::Key_R));
+    // "Ansicht" after "Aufgabe": its first letter left over.
+    const auto *openView = window.findChild<QAction *>(QStringLiteral("open menu viewMenu"));
+    const auto *openHelp = window.findChild<QAction *>(QStringLiteral("open menu helpMenu"));
+    QVERIFY(openView && openHelp);
+    QCOMPARE(openView->shortcut(), QKeySequence(Qt::ALT | Qt::Key_N));
+    QCOMPARE(openHelp->shortcut(), QKeySequence(Qt::ALT | Qt::Key_H));
+}
+
+void TestTranslation::viewAndHelpTexts()
+{
+    QuorvelMainWindow window;
+    window.findChild<QAction *>(QStringLiteral("durationColumn"))->trigger();
+    QCOMPARE(window.mainWidget()->table->model()->headerData(3, Qt::Horizontal).toString(),
+             QStringLiteral("Dauer"));
+    window.findChild<QAction *>(QStringLiteral("durationColumn"))->trigger();
+    const FilterBar *bar = window.mainWidget()->filterBar();
+    QStringList periods;
+    for (int i = 0; i < bar->periodBox()->count(); ++i)
+        periods << bar->periodBox()->itemText(i);
+    QCOMPARE(periods, QStringList({QStringLiteral("Alle"), QStringLiteral("Heute"),
+                                   QStringLiteral("Diese Woche"), QStringLiteral("Dieser Monat"),
+                                   QStringLiteral("Gewählte Tage")}));
+    QCOMPARE(bar->textField()->placeholderText(), QStringLiteral("Tätigkeit oder Kategorie"));
+
+    window.findChild<QAction *>(QStringLiteral("keyboardShortcuts"))->trigger();
+    const auto *shortcuts = window.findChild<ShortcutsWindow *>();
+    QVERIFY(shortcuts);
+    QCOMPARE(shortcuts->windowTitle(), QStringLiteral("Tastenkürzel"));
+    QCOMPARE(shortcuts->list()->headerItem()->text(0), QStringLiteral("Befehl"));
+    QStringList rows;
+    for (int i = 0; i < shortcuts->list()->topLevelItemCount(); ++i)
+        rows << shortcuts->list()->topLevelItem(i)->text(0);
+    QVERIFY(rows.contains(QStringLiteral("Suchleiste schließen")));
+    QVERIFY(rows.contains(QStringLiteral("Schnellstart-Taste 1")));
+    QVERIFY(rows.contains(QStringLiteral("Menü Ansicht öffnen")));
+    QVERIFY(rows.contains(QStringLiteral("Quorvel beenden")));
+
+    window.findChild<QAction *>(QStringLiteral("quorvelHelp"))->trigger();
+    const auto *help = window.findChild<HelpWindow *>();
+    QVERIFY(help);
+    QCOMPARE(help->windowTitle(), QStringLiteral("Quorvel-Hilfe"));
+    QCOMPARE(HelpMenu::aboutTitle(), QStringLiteral("Über Quorvel"));
+    QVERIFY(HelpMenu::aboutText().contains(
+        QStringLiteral("Lizenz: GNU General Public License, Version 3 oder später")));
 }
 
 void TestTranslation::statusBarAndQuickStart()

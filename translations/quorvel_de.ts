@@ -914,6 +914,49 @@ Bearbeiten → Rückgängig zurück; ohne Fenster gibt es kein Rückgängig.
     </message>
 </context>
 <context>
+    <name>FilterBar</name>
+    <message>
+        <source>Find:</source>
+        <translation>Suchen:</translation>
+    </message>
+    <message>
+        <source>Activity or category</source>
+        <translation>Tätigkeit oder Kategorie</translation>
+    </message>
+    <message>
+        <source>All</source>
+        <translation>Alle</translation>
+    </message>
+    <message>
+        <source>Today</source>
+        <translation>Heute</translation>
+    </message>
+    <message>
+        <source>This Week</source>
+        <translation>Diese Woche</translation>
+    </message>
+    <message>
+        <source>This Month</source>
+        <translation>Dieser Monat</translation>
+    </message>
+    <message>
+        <source>Chosen Days</source>
+        <translation>Gewählte Tage</translation>
+    </message>
+    <message>
+        <source>First day</source>
+        <translation>Erster Tag</translation>
+    </message>
+    <message>
+        <source>Last day</source>
+        <translation>Letzter Tag</translation>
+    </message>
+    <message>
+        <source>Close the find bar and show every task</source>
+        <translation>Suchleiste schließen und alle Aufgaben zeigen</translation>
+    </message>
+</context>
+<context>
     <name>ForgottenTimer</name>
     <message>
         <source>Is %1 still running?</source>
@@ -941,6 +984,32 @@ Bearbeiten → Rückgängig zurück; ohne Fenster gibt es kein Rückgängig.
     <message>
         <source>Quorvel needs a graphical session; use `quorvel help` for the command line</source>
         <translation>Quorvel braucht eine grafische Sitzung; `quorvel help` zeigt die Befehlszeile</translation>
+    </message>
+</context>
+<context>
+    <name>HelpMenu</name>
+    <message>
+        <source>Keyboard Shortcuts</source>
+        <translation>Tastenkürzel</translation>
+    </message>
+    <message>
+        <source>Quorvel Help</source>
+        <translation>Quorvel-Hilfe</translation>
+    </message>
+    <message>
+        <source>About Quorvel</source>
+        <translation>Über Quorvel</translation>
+    </message>
+    <message>
+        <source>&lt;h3&gt;Quorvel %1&lt;/h3&gt;&lt;p&gt;Time tracking for the tasks of your day, alone or with a group server.&lt;/p&gt;&lt;p&gt;Licence: GNU General Public License, version 3 or later (GPL-3.0-or-later).&lt;/p&gt;&lt;p&gt;&lt;a href=&quot;%2&quot;&gt;%2&lt;/a&gt;&lt;/p&gt;</source>
+        <translation>&lt;h3&gt;Quorvel %1&lt;/h3&gt;&lt;p&gt;Zeiterfassung für die Aufgaben Ihres Tages, allein oder mit einem Gruppenserver.&lt;/p&gt;&lt;p&gt;Lizenz: GNU General Public License, Version 3 oder später (GPL-3.0-or-later).&lt;/p&gt;&lt;p&gt;&lt;a href=&quot;%2&quot;&gt;%2&lt;/a&gt;&lt;/p&gt;</translation>
+    </message>
+</context>
+<context>
+    <name>HelpWindow</name>
+    <message>
+        <source>Quorvel Help</source>
+        <translation>Quorvel-Hilfe</translation>
     </message>
 </context>
 <context>
@@ -1022,6 +1091,13 @@ Sie können die Endzeit der Aufgabe unter Bearbeiten setzen.</translation>
     <message>
         <source>The JSON text ends too early: the file is cut short.</source>
         <translation>Der JSON-Text endet zu früh: Die Datei ist abgeschnitten.</translation>
+    </message>
+</context>
+<context>
+    <name>MainWidget</name>
+    <message>
+        <source>Duration</source>
+        <translation>Dauer</translation>
     </message>
 </context>
 <context>
@@ -1573,6 +1649,30 @@ Ihre Änderungen bleiben im Fenster erhalten und werden beim nächsten gelungene
         <source>the synchronization</source>
         <translation>die Synchronisierung</translation>
     </message>
+    <message>
+        <source>View</source>
+        <translation>Ansicht</translation>
+    </message>
+    <message>
+        <source>Help</source>
+        <translation>Hilfe</translation>
+    </message>
+    <message>
+        <source>Shortcut Button %1</source>
+        <translation>Schnellstart-Taste %1</translation>
+    </message>
+    <message>
+        <source>Quit Quorvel</source>
+        <translation>Quorvel beenden</translation>
+    </message>
+    <message>
+        <source>Open the Menu %1</source>
+        <translation>Menü %1 öffnen</translation>
+    </message>
+    <message>
+        <source>Open the First Menu</source>
+        <translation>Erstes Menü öffnen</translation>
+    </message>
 </context>
 <context>
     <name>Report</name>
@@ -1838,6 +1938,21 @@ nach dem Bis-Datum liegen.</translation>
     <message>
         <source>the freedesktop screen saver</source>
         <translation>der freedesktop-Bildschirmschoner</translation>
+    </message>
+</context>
+<context>
+    <name>ShortcutsWindow</name>
+    <message>
+        <source>Keyboard Shortcuts</source>
+        <translation>Tastenkürzel</translation>
+    </message>
+    <message>
+        <source>Command</source>
+        <translation>Befehl</translation>
+    </message>
+    <message>
+        <source>Shortcut</source>
+        <translation>Tastenkürzel</translation>
     </message>
 </context>
 <context>
@@ -2423,6 +2538,10 @@ künftig überspringen?</translation>
         <source>Activity</source>
         <translation>Tätigkeit</translation>
     </message>
+    <message>
+        <source>Duration</source>
+        <translation>Dauer</translation>
+    </message>
 </context>
 <context>
     <name>TimeArgument</name>
@@ -2460,6 +2579,21 @@ künftig überspringen?</translation>
     <message>
         <source>%1 (still running?)</source>
         <translation>%1 (läuft sie noch?)</translation>
+    </message>
+</context>
+<context>
+    <name>ViewMenu</name>
+    <message>
+        <source>Duration Column</source>
+        <translation>Spalte Dauer</translation>
+    </message>
+    <message>
+        <source>Find…</source>
+        <translation>Suchen…</translation>
+    </message>
+    <message>
+        <source>Close Find Bar</source>
+        <translation>Suchleiste schließen</translation>
     </message>
 </context>
 <context>

@@ -6,9 +6,11 @@
 #include "ChangeChannel.h"
 #include "DesktopConfig.h"
 #include "ForgottenTimer.h"
+#include "HelpMenu.h"
 #include "IdleWatcher.h"
 #include "StatusBarPanel.h"
 #include "TrayIcon.h"
+#include "ViewMenu.h"
 #include "app/SingleInstance.h"
 #include "dialogs/ActivityList.h"
 #include "dialogs/CategoryList.h"
@@ -150,10 +152,14 @@ void QuorvelMainWindow::setupMenuBar()
     taskMenu->setObjectName(QStringLiteral("taskMenu"));
     QMenu *editMenu = menuBar()->addMenu(tr("Edit"));
     editMenu->setObjectName(QStringLiteral("editMenu"));
+    QMenu *viewMenu = menuBar()->addMenu(tr("View"));
+    viewMenu->setObjectName(QStringLiteral("viewMenu"));
     QMenu *reportMenu = menuBar()->addMenu(tr("Report"));
     reportMenu->setObjectName(QStringLiteral("reportMenu"));
     QMenu *settingsMenu = menuBar()->addMenu(tr("Settings"));
     settingsMenu->setObjectName(QStringLiteral("settingsMenu"));
+    QMenu *helpMenu = menuBar()->addMenu(tr("Help"));
+    helpMenu->setObjectName(QStringLiteral("helpMenu"));
     // Filled like the task menu but never opened in this version.
     m_tablePopup = new QMenu(this);
     m_tablePopup->setObjectName(QStringLiteral("tablePopup"));
@@ -167,6 +173,8 @@ void QuorvelMainWindow::setupMenuBar()
     addEditMenuItems(editMenu);
     addReportMenuItems(reportMenu);
     addSettingsMenuItems(settingsMenu);
+    m_viewMenu = new ViewMenu(this, viewMenu);
+    new HelpMenu(this, helpMenu, toolBar);
 }
 
 void QuorvelMainWindow::addTaskMenuItems(QMenu *taskMenu, QMenu *tablePopup, QToolBar *toolBar)
@@ -293,6 +301,8 @@ void QuorvelMainWindow::setupKeyboard()
     for (int slot = 1; slot <= 3; ++slot) {
         auto *toggle = new QAction(this);
         toggle->setObjectName(QStringLiteral("toggleShortcut%1").arg(slot));
+        // Named for the list of Help → Keyboard Shortcuts; no menu shows it.
+        toggle->setText(tr("Shortcut Button %1").arg(slot));
         toggle->setShortcut(QKeySequence(Qt::CTRL | Qt::Key(Qt::Key_0 + slot)));
         connect(toggle, &QAction::triggered, this, [this, slot] {
             QToolButton *button = m_mainWidget->button(slot);
@@ -304,6 +314,7 @@ void QuorvelMainWindow::setupKeyboard()
 
     auto *quit = new QAction(this);
     quit->setObjectName(QStringLiteral("quit"));
+    quit->setText(tr("Quit Quorvel"));
     quit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
     connect(quit, &QAction::triggered, this, &QWidget::close);
     addAction(quit);
@@ -338,6 +349,7 @@ void QuorvelMainWindow::setupKeyboard()
         auto *open = new QAction(this);
         // Named after the menu's object, not its title, which follows the language.
         open->setObjectName(QStringLiteral("open menu ") + menu->menu()->objectName());
+        open->setText(tr("Open the Menu %1").arg(menu->text()));
         open->setShortcut(QKeySequence(Qt::ALT | Qt::Key(letter.unicode())));
         connect(open, &QAction::triggered, this,
                 [this, menu] { menuBar()->setActiveAction(menu); });
@@ -346,6 +358,7 @@ void QuorvelMainWindow::setupKeyboard()
     if (!menus.isEmpty()) {
         auto *first = new QAction(this);
         first->setObjectName(QStringLiteral("open first menu"));
+        first->setText(tr("Open the First Menu"));
         first->setShortcut(QKeySequence(Qt::Key_F10));
         connect(first, &QAction::triggered, this,
                 [this, menu = menus.first()] { menuBar()->setActiveAction(menu); });
@@ -421,6 +434,7 @@ void QuorvelMainWindow::setupCentralWidget()
 {
     m_mainWidget = new MainWidget(m_document.get(), this);
     setCentralWidget(m_mainWidget);
+    m_viewMenu->attach(m_mainWidget);
     // Notes about what a change did without a word, such as a task removed for lasting under
     // a minute.
     statusBar()->setObjectName(QStringLiteral("statusBar"));

@@ -34,6 +34,7 @@ class TrayIcon;
 class QVTask;
 class Report;
 class TaskEdit;
+class ViewMenu;
 
 // The one main window. It owns the document, runs the first-run choice of operating mode,
 // builds the menus, the tool bar and the central task view, drives the running-time labels
@@ -242,6 +243,7 @@ private:
     QAction *m_redo = nullptr;
     IdleWatcher *m_idleWatcher = nullptr;
     ChangeChannel *m_changes = nullptr;
+    ViewMenu *m_viewMenu = nullptr;
 
     bool m_quitRequested = false;
     QString m_keptDataFile;

@@ -160,10 +160,9 @@ void QuorvelMainWindow::deleteTask()
     const std::unique_ptr<QVTask> deleted(task);
     ChangeScope change(m_changes);
     change.setText(tr("Delete Task %1").arg(task->activityName()));
-    const qsizetype row = m_document->tasks.findRef(task);
+    // The selection stays at the same row of the table: on the task shown after the deleted
+    // one (or before it, at the end), also while the find bar shows only some tasks.
+    QVTask *neighbour = m_mainWidget->neighbourShown(task);
     m_document->removeTask(task);
-    // The selection stays at the same row: on the task after the deleted one.
-    const SortedList<QVTask> &tasks = m_document->tasks;
-    m_mainWidget->selectedTask
-        = tasks.isEmpty() ? nullptr : tasks.at(qBound<qsizetype>(0, row, tasks.size() - 1));
+    m_mainWidget->selectedTask = neighbour;
 }

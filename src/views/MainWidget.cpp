@@ -3,7 +3,9 @@
 
 #include "MainWidget.h"
 
+#include "FilterBar.h"
 #include "QVTable.h"
+#include "TaskFilterProxy.h"
 #include "TaskTableModel.h"
 #include "model/QuorvelDocument.h"
 #include "model/TaskTimeText.h"
@@ -13,6 +15,7 @@
 
 #include <QDebug>
 #include <QHeaderView>
+#include <QItemSelectionModel>
 #include <QLabel>
 #include <QSignalBlocker>
 #include <QToolButton>
@@ -42,7 +45,14 @@ void MainWidget::initTable()
     // opens on the table, so that a Space typed at once starts no task.
     table->setTabKeyNavigation(false);
     table->setFocus();
+    m_filterBar = new FilterBar(this);
+    m_filterBar->hide();
+    tableLayout->addWidget(m_filterBar);
     tableLayout->addWidget(table);
+    m_filter = new TaskFilterProxy(m_model, this);
+    m_filter->setActive(false);
+    connect(m_filterBar, &FilterBar::changed, this, &MainWidget::applyFilter);
+    connect(m_filterBar, &FilterBar::closeRequested, this, &MainWidget::closeFilterBar);
 
     const QSignalBlocker blocker(table);
     table->setModel(m_model);
@@ -62,7 +72,119 @@ void MainWidget::setColumnWidths()
     QHeaderView *header = table->horizontalHeader();
     header->resizeSection(TaskTableModel::StartColumn, timeWidth);
     header->resizeSection(TaskTableModel::StopColumn, timeWidth);
-    header->resizeSection(TaskTableModel::ActivityColumn, 200);
+    if (m_model->durationShown()) {
+        // The activity takes the room left; the duration needs only its few digits.
+        header->setStretchLastSection(false);
+        header->setSectionResizeMode(TaskTableModel::ActivityColumn, QHeaderView::Stretch);
+        const QString longest = tr("Duration") + QStringLiteral("  ");
+        header->resizeSection(
+            TaskTableModel::DurationColumn,
+            qMax(table->fontMetrics().horizontalAdvance(QStringLiteral("8888:88")),
+                 header->fontMetrics().horizontalAdvance(longest))
+                + 16);
+    } else {
+        header->setSectionResizeMode(TaskTableModel::ActivityColumn, QHeaderView::Interactive);
+        header->setStretchLastSection(true);
+        header->resizeSection(TaskTableModel::ActivityColumn, 200);
+    }
+}
+
+void MainWidget::setDurationShown(bool shown)
+{
+    m_model->setDurationShown(shown);
+    if (shown)
+        m_model->setNow(Clock::currentTime(true));
+    setColumnWidths();
+}
+
+bool MainWidget::durationShown() const
+{
+    return m_model->durationShown();
+}
+
+QVTask *MainWidget::taskAtViewRow(int row) const
+{
+    return m_filtering ? m_filter->taskAt(row) : m_model->taskAt(row);
+}
+
+QModelIndex MainWidget::viewIndex(int taskRow, int column) const
+{
+    const QModelIndex index = m_model->index(taskRow, column);
+    return m_filtering ? m_filter->mapFromSource(index) : index;
+}
+
+QVTask *MainWidget::neighbourShown(const QVTask *task) const
+{
+    const qsizetype taskRow = m_document->tasks.findRef(task);
+    if (taskRow < 0)
+        return nullptr;
+    const int row = viewIndex(int(taskRow), 0).row();
+    if (row < 0)
+        return nullptr;
+    if (row + 1 < table->model()->rowCount())
+        return taskAtViewRow(row + 1);
+    return taskAtViewRow(row - 1);
+}
+
+void MainWidget::showModel(bool filtered)
+{
+    // The view leaves the old selection model to its owner, which is us.
+    QItemSelectionModel *old = table->selectionModel();
+    table->setModel(filtered ? static_cast<QAbstractItemModel *>(m_filter) : m_model);
+    delete old;
+    setColumnWidths();
+}
+
+void MainWidget::showFilterBar()
+{
+    if (!m_filtering) {
+        {
+            const QSignalBlocker blocker(table);
+            m_filtering = true;
+            m_filter->setActive(true);
+            const QDate today = Clock::now().date();
+            m_filter->setText(m_filterBar->text());
+            m_filter->setPeriod(m_filterBar->from(today), m_filterBar->to(today));
+            showModel(true);
+            m_filterBar->show();
+            setSelectedTask(-1);
+        }
+        Q_EMIT filteringChanged(true);
+        Q_EMIT taskChanged();
+    }
+    m_filterBar->focusText();
+}
+
+void MainWidget::closeFilterBar()
+{
+    if (!m_filtering)
+        return;
+    {
+        const QSignalBlocker blocker(table);
+        m_filtering = false;
+        m_filterBar->hide();
+        m_filterBar->clear();
+        showModel(false);
+        m_filter->setActive(false);
+        setSelectedTask(-1);
+    }
+    table->setFocus();
+    Q_EMIT filteringChanged(false);
+    Q_EMIT taskChanged();
+}
+
+void MainWidget::applyFilter()
+{
+    if (!m_filtering)
+        return;
+    {
+        const QSignalBlocker blocker(table);
+        const QDate today = Clock::now().date();
+        m_filter->setText(m_filterBar->text());
+        m_filter->setPeriod(m_filterBar->from(today), m_filterBar->to(today));
+        setSelectedTask(-1);
+    }
+    Q_EMIT taskChanged();
 }
 
 void MainWidget::update()
@@ -159,24 +281,30 @@ void MainWidget::setSelectedTask(int column)
     if (column < 0)
         column = 0;
 
+    const QAbstractItemModel *shown = table->model();
+    column = qMin(column, shown->columnCount() - 1);
+
     const SortedList<QVTask> &tasks = m_document->tasks;
     const qsizetype row = tasks.findRef(selectedTask);
     if (selectedTask && row >= 0) {
-        const QModelIndex index = m_model->index(int(row), column);
-        table->scrollTo(index);
-        table->setCurrentIndex(index);
-        return;
+        const QModelIndex index = viewIndex(int(row), column);
+        if (index.isValid()) {
+            table->scrollTo(index);
+            table->setCurrentIndex(index);
+            return;
+        }
     }
-    // The selected task is gone (or there never was one): fall back on the newest task.
-    if (m_model->rowCount() == 0) {
+    // The selected task is gone or not shown (or there never was one): fall back on the
+    // newest task shown.
+    if (shown->rowCount() == 0) {
         selectedTask = nullptr;
         return;
     }
-    const int last = m_model->rowCount() - 1;
-    const QModelIndex index = m_model->index(last, column);
+    const int last = shown->rowCount() - 1;
+    const QModelIndex index = shown->index(last, column);
     table->scrollTo(index);
     table->setCurrentIndex(index);
-    selectedTask = m_model->taskAt(last);
+    selectedTask = taskAtViewRow(last);
 }
 
 QToolButton *MainWidget::button(int slot) const
@@ -222,13 +350,14 @@ void MainWidget::tableCellChanged(int row, int column)
         selectedTask = nullptr;
         return;
     }
-    selectedTask = m_model->taskAt(row);
+    selectedTask = taskAtViewRow(row);
     Q_EMIT taskChanged();
 }
 
 void MainWidget::updateShortcutTimers()
 {
     const QDateTime now = Clock::currentTime(true);
+    m_model->setNow(now);
     updateShortcutTimer(shortcutTask1, now, lblTaskStatus1);
     updateShortcutTimer(shortcutTask2, now, lblTaskStatus2);
     updateShortcutTimer(shortcutTask3, now, lblTaskStatus3);

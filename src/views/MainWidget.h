@@ -7,11 +7,14 @@
 
 #include <QDateTime>
 
+class FilterBar;
 class QLabel;
+class QModelIndex;
 class QToolButton;
 class QuorvelDocument;
 class QVTable;
 class QVTask;
+class TaskFilterProxy;
 class TaskTableModel;
 
 // The main window's central widget: every task of the document in a table ("Start", "Stop",
@@ -49,6 +52,29 @@ public:
     QLabel *statusLabel(int slot) const;
     TaskTableModel *model() const { return m_model; }
 
+    // The find bar above the table and the filter behind it. While the bar is open the table
+    // shows the filter's rows; its rows are then no longer the document's.
+    FilterBar *filterBar() const { return m_filterBar; }
+    TaskFilterProxy *filter() const { return m_filter; }
+    bool filtering() const { return m_filtering; }
+    // Opens the bar (or brings the typing cursor back to it).
+    void showFilterBar();
+    // Closes the bar and shows every task again, the selected task still selected.
+    void closeFilterBar();
+    // The task in a row of the table as shown, or null.
+    QVTask *taskAtViewRow(int row) const;
+    // The table's cell that shows the document's task at taskRow, or an invalid index when it
+    // is filtered out.
+    QModelIndex viewIndex(int taskRow, int column) const;
+
+    // The task shown in the row after task's, or before it when task's row is the last; null
+    // when task is not shown or alone.
+    QVTask *neighbourShown(const QVTask *task) const;
+
+    // The fourth column with each task's duration.
+    void setDurationShown(bool shown);
+    bool durationShown() const;
+
     // The text of a running-time label for a task running since start, at now: "" when the
     // start lies in the future; "H:MM" below a day, "Nd  H:MM" from a day on; the colon is
     // a blank on even seconds.
@@ -56,6 +82,8 @@ public:
 
 Q_SIGNALS:
     void taskChanged();
+    // The find bar opened (true) or closed.
+    void filteringChanged(bool filtering);
 
 public Q_SLOTS:
     void tableCellChanged(int row, int column);
@@ -70,6 +98,15 @@ private:
     void setButton(QToolButton *button, QVTask **slot, QVTask *task);
     void updateShortcutTimer(const QVTask *task, const QDateTime &now, QLabel *label);
 
+    // Shows the tasks the find bar asks for.
+    void applyFilter();
+    // Shows the given model in the table (the document's or the filter's), keeping the columns'
+    // widths.
+    void showModel(bool filtered);
+
     QuorvelDocument *m_document;
     TaskTableModel *m_model = nullptr;
+    TaskFilterProxy *m_filter = nullptr;
+    FilterBar *m_filterBar = nullptr;
+    bool m_filtering = false;
 };

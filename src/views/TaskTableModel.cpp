@@ -4,6 +4,8 @@
 #include "TaskTableModel.h"
 
 #include "model/QuorvelDocument.h"
+#include "platform/Clock.h"
+#include "reports/ReportText.h"
 
 TaskTableModel::TaskTableModel(QuorvelDocument *document, QObject *parent)
     : QAbstractTableModel(parent)
@@ -19,11 +21,16 @@ int TaskTableModel::rowCount(const QModelIndex &parent) const
 
 int TaskTableModel::columnCount(const QModelIndex &parent) const
 {
-    return parent.isValid() ? 0 : ColumnCount;
+    if (parent.isValid())
+        return 0;
+    return m_durationShown ? ColumnCount + 1 : ColumnCount;
 }
 
 QVariant TaskTableModel::data(const QModelIndex &index, int role) const
 {
+    if (role == Qt::TextAlignmentRole && index.isValid() && index.column() == DurationColumn
+        && m_durationShown)
+        return QVariant(int(Qt::AlignRight | Qt::AlignVCenter));
     if (role != Qt::DisplayRole)
         return QVariant();
     const QVTask *task = taskAt(index.isValid() ? index.row() : -1);
@@ -36,6 +43,10 @@ QVariant TaskTableModel::data(const QModelIndex &index, int role) const
         return task->stopText;
     case ActivityColumn:
         return task->activityName();
+    case DurationColumn:
+        if (!m_durationShown)
+            return QVariant();
+        return durationText(*task, m_now.isValid() ? m_now : Clock::currentTime(true));
     default:
         return QVariant();
     }
@@ -52,6 +63,8 @@ QVariant TaskTableModel::headerData(int section, Qt::Orientation orientation, in
         return tr("Stop");
     case ActivityColumn:
         return tr("Activity");
+    case DurationColumn:
+        return m_durationShown ? tr("Duration") : QVariant();
     default:
         return QVariant();
     }
@@ -81,5 +94,57 @@ void TaskTableModel::rowChanged(int row)
 {
     if (row < 0 || row >= rowCount())
         return;
-    Q_EMIT dataChanged(index(row, StartColumn), index(row, ActivityColumn), {Qt::DisplayRole});
+    Q_EMIT dataChanged(index(row, StartColumn), index(row, columnCount() - 1), {Qt::DisplayRole});
+}
+
+void TaskTableModel::setDurationShown(bool shown)
+{
+    if (shown == m_durationShown)
+        return;
+    if (shown) {
+        beginInsertColumns(QModelIndex(), DurationColumn, DurationColumn);
+        m_durationShown = true;
+        endInsertColumns();
+    } else {
+        beginRemoveColumns(QModelIndex(), DurationColumn, DurationColumn);
+        m_durationShown = false;
+        endRemoveColumns();
+    }
+}
+
+void TaskTableModel::setNow(const QDateTime &now)
+{
+    const bool sameMinute = m_now.isValid() && now.isValid()
+                            && m_now.toSecsSinceEpoch() / 60 == now.toSecsSinceEpoch() / 60;
+    m_now = now;
+    if (sameMinute || !m_durationShown)
+        return;
+    // Only running tasks count on: their cells alone change, so a filter over the table has
+    // only those rows to look at again.
+    const SortedList<QVTask> &tasks = m_document->tasks;
+    for (int row = 0; row < tasks.size(); ++row) {
+        if (tasks.at(row)->isRunning()) {
+            const QModelIndex cell = index(row, DurationColumn);
+            Q_EMIT dataChanged(cell, cell, {Qt::DisplayRole});
+        }
+    }
+}
+
+QString TaskTableModel::durationText(const QVTask &task, const QDateTime &now)
+{
+    qint64 minutes = 0;
+    if (task.isRunning()) {
+        const QDateTime start = task.start();
+        if (!start.isValid() || !now.isValid())
+            return QString();
+        // Whole minutes gone, as a running label counts them.
+        minutes = start.secsTo(now) / 60;
+        if (start > now)
+            return QString();
+    } else {
+        if (!task.start().isValid() || task.stop() < task.start())
+            return QString();
+        minutes = task.duration();
+    }
+    return ReportText::formatMinutes(int(qMin<qint64>(minutes, 1000000000)), false);
 }

@@ -74,6 +74,16 @@ void MessageBox::information(QWidget *parent, const QString &title, const QStrin
          QMessageBox::Ok);
 }
 
+void MessageBox::about(QWidget *parent, const QString &title, const QString &text)
+{
+    TestState &state = testState();
+    if (state.testing) {
+        state.shown.append({title, text, QMessageBox::NoIcon, {}, {}, {}});
+        return;
+    }
+    QMessageBox::about(parent, title, text);
+}
+
 bool MessageBox::informationWithCheckBox(QWidget *parent, const QString &title, const QString &text,
                                          const QString &checkBoxText)
 {

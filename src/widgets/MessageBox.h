@@ -26,6 +26,8 @@ public:
     static bool ask(QWidget *parent, const QString &title, const QString &text,
                     const QString &informative = QString());
     static void information(QWidget *parent, const QString &title, const QString &text);
+    // The program's About box (QMessageBox::about): the program's icon and rich text, one OK.
+    static void about(QWidget *parent, const QString &title, const QString &text);
     // An information with a check box (checkBoxText, off at first) below the text; returns
     // whether the person ticked it.
     static bool informationWithCheckBox(QWidget *parent, const QString &title, const QString &text,

@@ -24,6 +24,7 @@ QIcon Resource::loadIcon(const QString &name)
         {QStringLiteral("trash"), QStringLiteral("edit-delete")},
         {QStringLiteral("editdelete"), QStringLiteral("edit-clear")},
         {QStringLiteral("repeat"), QStringLiteral("view-refresh")},
+        {QStringLiteral("help"), QStringLiteral("help-contents")},
     };
     // The program's own icon: by the application's id, else by the name older installations
     // gave it, else the bundled copy.

@@ -6,7 +6,7 @@
 #include <QIcon>
 #include <QString>
 
-// Icons by name ("new", "edit", "trash", "editdelete", "repeat"): the desktop theme's icon
+// Icons by name ("new", "edit", "trash", "editdelete", "repeat", "help"): the desktop theme's icon
 // when it has one, else the copy bundled with the program, so an icon is never missing;
 // "quorvel" is the program's own icon. Any other name gives a null icon.
 namespace Resource {
