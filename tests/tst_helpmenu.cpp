@@ -135,6 +135,7 @@ void TestHelpMenu::shortcutsListEveryShortcut()
                             "Redo\tCtrl+Shift+Z",
                             "Period Summary Report\tCtrl+R",
                             "Find…\tCtrl+F",
+                            "Start…\tCtrl+Shift+N",
                             "Close Find Bar\tEsc",
                             "Quorvel Help\tF1",
                             "Shortcut Button 1\tCtrl+1",
@@ -149,7 +150,7 @@ void TestHelpMenu::shortcutsListEveryShortcut()
                             "Open the Menu Help\tAlt+H",
                             "Open the First Menu\tF10"})
         QVERIFY2(listed.contains(QString::fromUtf8(row)), row);
-    QCOMPARE(listed.size(), 20);
+    QCOMPARE(listed.size(), 21);
     // In the order of the names.
     QCOMPARE(listed.first(), QStringLiteral("Close Find Bar\tEsc"));
     QCOMPARE(listed.last(), QStringLiteral("Undo\tCtrl+Z"));

@@ -14,13 +14,13 @@
 #include "dialogs/QuickStart.h"
 #include "model/Configuration.h"
 #include "platform/Clock.h"
-#include "widgets/MessageBox.h"
 #include "reports/RecentTotals.h"
 #include "reports/ReportData.h"
 #include "views/ElidedToolButton.h"
 #include "views/MainWidget.h"
 #include "views/QVTable.h"
 #include "views/TaskTableModel.h"
+#include "widgets/MessageBox.h"
 
 #include <QAction>
 #include <QLabel>

@@ -18,9 +18,9 @@
 #include "dialogs/ChooseInitialMode.h"
 #include "dialogs/HelpWindow.h"
 #include "dialogs/OperatingMode.h"
-#include "dialogs/Synchronize.h"
 #include "dialogs/QuickStart.h"
 #include "dialogs/ShortcutsWindow.h"
+#include "dialogs/Synchronize.h"
 #include "model/Configuration.h"
 #include "model/TaskCommands.h"
 #include "platform/Translations.h"
@@ -29,8 +29,8 @@
 #include "reportwindows/PeriodTimeSheetReport.h"
 #include "reportwindows/ReportViewer.h"
 #include "views/ElidedToolButton.h"
-#include "views/MainWidget.h"
 #include "views/FilterBar.h"
+#include "views/MainWidget.h"
 #include "views/QVTable.h"
 
 #include <QAction>
