@@ -1238,16 +1238,19 @@ für eine verschlüsselte Verbindung</translation>
 <context>
     <name>QuickStart</name>
     <message>
+        <source>Start</source>
+        <translation>Starten</translation>
+    </message>
+</context>
+<context>
+    <name>QuickStartBase</name>
+    <message>
         <source>Start Activity</source>
         <translation>Tätigkeit starten</translation>
     </message>
     <message>
         <source>Type a part of the activity&apos;s name:</source>
         <translation>Geben Sie einen Teil des Namens der Tätigkeit ein:</translation>
-    </message>
-    <message>
-        <source>Start</source>
-        <translation>Starten</translation>
     </message>
 </context>
 <context>

@@ -5,45 +5,23 @@
 
 #include "model/QuorvelDocument.h"
 
-#include <QDialogButtonBox>
 #include <QKeyEvent>
-#include <QLabel>
-#include <QLineEdit>
-#include <QListWidget>
 #include <QPushButton>
-#include <QVBoxLayout>
 
 QuickStart::QuickStart(const QuorvelDocument &doc, QWidget *parent)
-    : QDialog(parent)
+    : QuickStartBase(parent)
 {
     setObjectName(QStringLiteral("QuickStart"));
-    setWindowTitle(tr("Start Activity"));
     for (Activity *activity : doc.activities) {
         if (!activity->obsolete)
             m_activities << activity;
     }
+    buttonBox->button(QDialogButtonBox::Ok)->setText(tr("Start"));
 
-    auto *layout = new QVBoxLayout(this);
-    auto *label = new QLabel(tr("Type a part of the activity's name:"), this);
-    layout->addWidget(label);
-    txtFind = new QLineEdit(this);
-    txtFind->setObjectName(QStringLiteral("txtFind"));
-    label->setBuddy(txtFind);
-    layout->addWidget(txtFind);
-    lstActivities = new QListWidget(this);
-    lstActivities->setObjectName(QStringLiteral("lstActivities"));
-    lstActivities->setFocusPolicy(Qt::NoFocus);
-    layout->addWidget(lstActivities);
-    m_buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
-    m_buttons->button(QDialogButtonBox::Ok)->setText(tr("Start"));
-    layout->addWidget(m_buttons);
-
-    connect(m_buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
-    connect(m_buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     connect(txtFind, &QLineEdit::textChanged, this, &QuickStart::filter);
     connect(lstActivities, &QListWidget::itemActivated, this, &QDialog::accept);
     connect(lstActivities, &QListWidget::currentRowChanged, this,
-            [this](int row) { m_buttons->button(QDialogButtonBox::Ok)->setEnabled(row >= 0); });
+            [this](int row) { buttonBox->button(QDialogButtonBox::Ok)->setEnabled(row >= 0); });
     txtFind->installEventFilter(this);
     filter();
     txtFind->setFocus();
@@ -76,7 +54,7 @@ void QuickStart::filter()
         }
     }
     lstActivities->setCurrentRow(lstActivities->count() > 0 ? 0 : -1);
-    m_buttons->button(QDialogButtonBox::Ok)->setEnabled(lstActivities->count() > 0);
+    buttonBox->button(QDialogButtonBox::Ok)->setEnabled(lstActivities->count() > 0);
 }
 
 Activity *QuickStart::chosenActivity() const
@@ -105,5 +83,5 @@ bool QuickStart::eventFilter(QObject *watched, QEvent *event)
             return true;
         }
     }
-    return QDialog::eventFilter(watched, event);
+    return QuickStartBase::eventFilter(watched, event);
 }

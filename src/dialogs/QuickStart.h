@@ -3,20 +3,18 @@
 
 #pragma once
 
-#include <QDialog>
+#include "QuickStartBase.h"
+
 #include <QList>
 
 class Activity;
-class QDialogButtonBox;
-class QLineEdit;
-class QListWidget;
 class QuorvelDocument;
 
 // Task → Start…: the activities still in use, narrowed down as the person types, for starting
 // one without the task editor. A name matches when it begins with the typed text or has a word
 // that does, regardless of case; names that begin with it come first. Enter starts the
 // highlighted one (the caller starts it), Up and Down move through the list while typing.
-class QuickStart : public QDialog
+class QuickStart : public QuickStartBase
 {
     Q_OBJECT
 
@@ -32,9 +30,6 @@ public:
     // regardless of case, typed without blanks at its ends ("" matches every name as a start).
     static int match(const QString &name, const QString &typed);
 
-    QLineEdit *txtFind;
-    QListWidget *lstActivities;
-
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
@@ -42,5 +37,4 @@ private:
     void filter();
 
     QList<Activity *> m_activities;
-    QDialogButtonBox *m_buttons;
 };
