@@ -17,6 +17,7 @@
 #include "dialogs/NameComboBox.h"
 #include "dialogs/OperatingMode.h"
 #include "dialogs/PurgeTasks.h"
+#include "dialogs/QuickStart.h"
 #include "dialogs/ReportParams1.h"
 #include "dialogs/TaskEdit.h"
 #include "model/Configuration.h"
@@ -189,6 +190,8 @@ void TestTextVisible::dialogs_data()
            });
     QTest::newRow("FileSelectDialog")
         << Factory([](QuorvelDocument *) -> QWidget * { return new FileSelectDialog; });
+    QTest::newRow("QuickStart") << Factory(
+        [](QuorvelDocument *doc) -> QWidget * { return new QuickStart(*doc, nullptr); });
     QTest::newRow("QuorvelMainWindow") << Factory([](QuorvelDocument *doc) -> QWidget * {
         // The window reads the data file itself.
         if (!doc->save())
@@ -280,6 +283,8 @@ void TestTextVisible::longNames_data()
         [](QuorvelDocument *) -> QWidget * { return new PurgeTasks; });
     QTest::newRow("ReportParams1")
         << Factory([](QuorvelDocument *) -> QWidget * { return new ReportParams1; });
+    QTest::newRow("QuickStart") << Factory(
+        [](QuorvelDocument *doc) -> QWidget * { return new QuickStart(*doc, nullptr); });
 }
 
 // With names of 300 characters everywhere a name appears, every window stays within a small
