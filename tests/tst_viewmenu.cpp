@@ -136,6 +136,7 @@ private Q_SLOTS:
     void findByText();
     void findByPeriod_data();
     void findByPeriod();
+    void periodMovesOnAtMidnight();
     void periodBoxChoices();
     void editActsOnTheFilteredRow();
     void clickEditsTheFilteredRow();
@@ -395,6 +396,29 @@ void TestViewMenu::findByPeriod()
         }
     }
     QCOMPARE(shown, codingStarts);
+}
+
+void TestViewMenu::periodMovesOnAtMidnight()
+{
+    QuorvelMainWindow window;
+    openFind(window);
+    choosePeriod(window, FilterBar::ThisWeek);
+    const auto shownStarts = [&window] {
+        QStringList shown;
+        const QAbstractItemModel *model = window.mainWidget()->table->model();
+        for (int row = 0; row < model->rowCount(); ++row)
+            shown << window.mainWidget()->taskAtViewRow(row)->start().toString(Qt::ISODate);
+        return shown;
+    };
+    QCOMPARE(shownStarts(),
+             (QStringList{at(18, 20, 0).toString(Qt::ISODate), at(20, 9, 0).toString(Qt::ISODate),
+                          at(21, 8, 15).toString(Qt::ISODate)}));
+    // Sunday the 22nd begins a new en_US week, in which only the running task has time; the
+    // window's one-second timer brings the change without the bar being touched.
+    Clock::setFixed(at(22, 0, 0, 1));
+    QTRY_COMPARE(shownStarts(), QStringList{at(21, 8, 15).toString(Qt::ISODate)});
+    QCOMPARE(window.mainWidget()->filterBar()->periodBox()->currentIndex(),
+             int(FilterBar::ThisWeek));
 }
 
 void TestViewMenu::periodBoxChoices()

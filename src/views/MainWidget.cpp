@@ -145,6 +145,7 @@ void MainWidget::showFilterBar()
             const QDate today = Clock::now().date();
             m_filter->setText(m_filterBar->text());
             m_filter->setPeriod(m_filterBar->from(today), m_filterBar->to(today));
+            m_filterDay = today;
             showModel(true);
             m_filterBar->show();
             setSelectedTask(-1);
@@ -182,6 +183,7 @@ void MainWidget::applyFilter()
         const QDate today = Clock::now().date();
         m_filter->setText(m_filterBar->text());
         m_filter->setPeriod(m_filterBar->from(today), m_filterBar->to(today));
+        m_filterDay = today;
         setSelectedTask(-1);
     }
     Q_EMIT taskChanged();
@@ -358,6 +360,9 @@ void MainWidget::updateShortcutTimers()
 {
     const QDateTime now = Clock::currentTime(true);
     m_model->setNow(now);
+    // A bar left open over midnight moves its Today, This Week and This Month along.
+    if (m_filtering && now.date() != m_filterDay)
+        applyFilter();
     updateShortcutTimer(shortcutTask1, now, lblTaskStatus1);
     updateShortcutTimer(shortcutTask2, now, lblTaskStatus2);
     updateShortcutTimer(shortcutTask3, now, lblTaskStatus3);

@@ -5,6 +5,7 @@
 
 #include "MainWidgetBase.h"
 
+#include <QDate>
 #include <QDateTime>
 
 class FilterBar;
@@ -109,4 +110,6 @@ private:
     TaskFilterProxy *m_filter = nullptr;
     FilterBar *m_filterBar = nullptr;
     bool m_filtering = false;
+    // The day the filter's Today, This Week and This Month were worked out for.
+    QDate m_filterDay;
 };
