@@ -550,6 +550,7 @@ void TestStatusBar::startFromKeyboardAndPanel()
                                  QStringLiteral("Start…"), QStringLiteral("-"),
                                  QStringLiteral("Open Quorvel"), QStringLiteral("Quit")}));
     answers.add(typeAndEnter(QStringLiteral("b")));
+    QVERIFY(tray.startAction()->isEnabled());
     tray.startAction()->trigger();
     QCOMPARE(answers.seen().size(), 2);
     // Concurrent tasks are off: the withdrawn one stops, B runs on a button.
@@ -570,6 +571,11 @@ void TestStatusBar::startNeedsAnActivityInUse()
     QuorvelMainWindow window;
     QVERIFY(!actionNamed(window, QStringLiteral("New Task"))->isEnabled());
     QVERIFY(!actionNamed(window, QStringLiteral("Start…"))->isEnabled());
+    TrayIcon::setPanelForTesting(true);
+    TrayIcon tray(&window);
+    QVERIFY(tray.show());
+    // The panel menu follows the Task menu (startFromKeyboardAndPanel has it enabled).
+    QVERIFY(!tray.startAction()->isEnabled());
 }
 
 QUORVEL_TEST_MAIN(TestStatusBar)

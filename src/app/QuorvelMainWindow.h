@@ -60,6 +60,8 @@ public:
 
     QuorvelDocument *document() const { return m_document.get(); }
     MainWidget *mainWidget() const { return m_mainWidget; }
+    // Task → Start…, which the panel menu follows.
+    QAction *quickStartAction() const { return m_quickStart; }
     // The running tasks, the selected task's duration and the totals in the status bar.
     StatusBarPanel *statusPanel() const { return m_statusPanel; }
     // The one way the document is changed, with the history of Edit → Undo.

@@ -198,6 +198,8 @@ void TrayIcon::refresh()
         entry->setEnabled(button->isEnabled());
         entry->setChecked(button->isChecked());
     }
+    // As in the Task menu: nothing to start without an activity in use.
+    m_start->setEnabled(m_window->quickStartAction()->isEnabled());
     refreshRunning();
     bool running = false;
     bool overdue = false;
