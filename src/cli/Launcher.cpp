@@ -47,27 +47,26 @@ QString programFolder()
     return QFileInfo(QFile::decodeName(path)).absolutePath();
 }
 
-// Where the window's program may be: beside this one (the build tree), or where the
-// installation puts it.
-QStringList windowPrograms()
+// The window's program: beside this one (the build tree), or where the installation puts it;
+// empty when neither is there to run.
+QString windowProgram()
 {
     const QString folder = programFolder();
-    return {folder + QStringLiteral("/quorvel-gui"), folder + QLatin1Char('/')
-                                                         + QStringLiteral(QUORVEL_GUI_FROM_BIN)
-                                                         + QStringLiteral("/quorvel-gui")};
+    for (const QString &candidate :
+         {folder + QStringLiteral("/quorvel-gui"), folder + QLatin1Char('/')
+                                                       + QStringLiteral(QUORVEL_GUI_FROM_BIN)
+                                                       + QStringLiteral("/quorvel-gui")}) {
+        if (::access(QFile::encodeName(candidate).constData(), X_OK) == 0)
+            return candidate;
+    }
+    return QString();
 }
 
 // The keyring is the window program's: it stores the password, so that this program starts
 // without the session bus and the keyring's libraries. Empty when stored, else why not.
 QString storePassword(const QString &server, const QString &user, const QString &password)
 {
-    QString program;
-    for (const QString &candidate : windowPrograms()) {
-        if (::access(QFile::encodeName(candidate).constData(), X_OK) == 0) {
-            program = candidate;
-            break;
-        }
-    }
+    const QString program = windowProgram();
     if (program.isEmpty())
         return Commands::tr("the window's program quorvel-gui, which keeps the password, is "
                             "not installed beside %1")
@@ -458,15 +457,14 @@ int Launcher::openWindow(char *argv[])
     if (!GraphicalSession::available(argc, argv))
         return GraphicalSession::refuse(argv);
     const QString folder = programFolder();
-    for (const QString &candidate : windowPrograms()) {
-        const QByteArray path = QFile::encodeName(candidate);
-        if (::access(path.constData(), X_OK) == 0) {
-            argv[0] = const_cast<char *>(path.constData());
-            ::execv(path.constData(), argv);
-            const int error = errno;
-            return windowNotStarted(argv, QT_TRANSLATE_NOOP("Commands", "cannot start %1: %2"),
-                                    candidate, QString::fromLocal8Bit(std::strerror(error)));
-        }
+    const QString program = windowProgram();
+    if (!program.isEmpty()) {
+        const QByteArray path = QFile::encodeName(program);
+        argv[0] = const_cast<char *>(path.constData());
+        ::execv(path.constData(), argv);
+        const int error = errno;
+        return windowNotStarted(argv, QT_TRANSLATE_NOOP("Commands", "cannot start %1: %2"), program,
+                                QString::fromLocal8Bit(std::strerror(error)));
     }
     return windowNotStarted(
         argv,
