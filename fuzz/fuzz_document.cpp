@@ -3,11 +3,13 @@
 
 // The data file reader on any bytes. It must never read outside the buffer (which is exactly
 // as large as the input, so AddressSanitizer sees one byte too far), and a document it accepts
-// must be written and read back to the very same document string.
+// must be written and read back to the very same document string. A report straight from the
+// bytes is refused exactly when the document is, and otherwise equals the document's.
 
 #include "FuzzSupport.h"
 
 #include "model/QuorvelDocument.h"
+#include "reports/ReportData.h"
 
 #include <climits>
 #include <cstring>
@@ -34,6 +36,28 @@ void checkRoundTrip(const QuorvelDocument &doc)
     QuorvelDocument again;
     FUZZ_CHECK(again.populateFromByteArray(copy.get(), int(written.size())));
     FUZZ_CHECK(again.getDocumentString() == doc.getDocumentString());
+}
+
+// The reports of a year and of a week, from the records and from the document read from them.
+void checkReports(const char *data, size_t size, bool read, const QuorvelDocument &doc)
+{
+    const struct
+    {
+        QDate from;
+        QDate to;
+        ReportKind kind;
+    } periods[] = {{QDate(2025, 1, 1), QDate(2025, 12, 31), ReportKind::Summary},
+                   {QDate(2025, 3, 24), QDate(2025, 3, 30), ReportKind::TimeSheet}};
+    for (const auto &period : periods) {
+        const std::unique_ptr<char[]> copy = exactCopy(data, size);
+        ReportData fromRecords;
+        const bool collected = ReportData::collect(copy.get(), int(size), period.from, period.to,
+                                                   true, period.kind, &fromRecords);
+        FUZZ_CHECK(collected == read);
+        if (collected)
+            FUZZ_CHECK(fromRecords
+                       == ReportData::collect(doc, period.from, period.to, true, period.kind));
+    }
 }
 
 } // namespace
@@ -65,10 +89,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     FUZZ_CHECK(sorted.startsWith("--start--\n105\n"));
     FUZZ_CHECK(sorted.endsWith("--end--\n"));
 
+    if (!read)
+        checkReports(reinterpret_cast<const char *>(data), size, read, doc);
     if (read) {
         QuorvelDocument unsorted;
         const std::unique_ptr<char[]> again = exactCopy(reinterpret_cast<const char *>(data), size);
         FUZZ_CHECK(unsorted.populateFromByteArray(again.get(), int(size)));
+        checkReports(reinterpret_cast<const char *>(data), size, read, unsorted);
         checkRoundTrip(unsorted);
         checkRoundTrip(doc);
     }

@@ -88,7 +88,7 @@ const std::vector<CommandEntry> &commandTable()
            QT_TRANSLATE_NOOP("Commands", "html (as the Report menu shows it), text or csv")}},
          1,
          1,
-         Commands::Needs::Reading,
+         Commands::Needs::Records,
          QT_TRANSLATE_NOOP("Commands", "say summary or timesheet.")},
         {"export",
          "",
@@ -468,6 +468,8 @@ bool Commands::runOnRecords(char *data, int length, const QStringList &arguments
         return true;
     if (QLatin1String(call.entry->name) == QLatin1String("export"))
         return exportRecords(data, length, call, result);
+    if (QLatin1String(call.entry->name) == QLatin1String("report"))
+        return reportRecords(data, length, call, result);
     return true;
 }
 

@@ -40,7 +40,7 @@ public:
         Nothing,      // help, a usage error: answered without the data
         RunningTasks, // only the running tasks (status)
         Activities,   // the activities and categories, not the tasks
-        Records,      // the document string, read record by record (export)
+        Records,      // the document string, read record by record (report, export)
         Reading,      // the whole document, unchanged
         Writing,      // the whole document, to change and write
         Setup         // the settings and the whole document, never handed to a window

@@ -9,6 +9,8 @@
 #include "model/TaskTimeText.h"
 #include "reports/ReportText.h"
 
+#include <limits>
+
 namespace CommandParts {
 
 namespace {
@@ -29,25 +31,44 @@ char *putDigits(char *p, int value, int width)
     return p;
 }
 
-// "2026-11-21T09:30", written digit by digit: an export writes two of these per task.
-void appendIsoMinute(QByteArray &out, const QDate &date, const QTime &time)
+// Two digits of 0 to 99 at p.
+char *putTwoDigits(char *p, int value)
 {
-    if (!date.isValid() || !time.isValid() || date.year() < 0)
-        return;
-    int year = 0;
-    int month = 0;
-    int day = 0;
-    date.getDate(&year, &month, &day);
+    *p++ = char('0' + value / 10);
+    *p++ = char('0' + value % 10);
+    return p;
+}
+
+// "2026-11-21T09:30", written digit by digit: an export writes two of these per task. A time
+// as read is written from its numbers; only one that may not be a time is made a QDate first.
+void appendIsoMinute(QByteArray &out, const DocumentFormat::WallClock &when)
+{
+    int year = when.year;
+    int month = when.month;
+    int day = when.day;
+    int hour = when.hour;
+    int minute = when.minute;
+    if (!when.isPlainlyValid()) {
+        const QDate date = when.date();
+        const QTime time = when.time();
+        if (when.isNull() || !date.isValid() || !time.isValid() || date.year() < 0)
+            return;
+        date.getDate(&year, &month, &day);
+        hour = time.hour();
+        minute = time.minute();
+    }
     char text[32];
-    char *p = putDigits(text, year, 4);
+    char *p = year >= 1000 && year <= 9999
+                  ? putTwoDigits(putTwoDigits(text, year / 100), year % 100)
+                  : putDigits(text, year, 4);
     *p++ = '-';
-    p = putDigits(p, month, 2);
+    p = putTwoDigits(p, month);
     *p++ = '-';
-    p = putDigits(p, day, 2);
+    p = putTwoDigits(p, day);
     *p++ = 'T';
-    p = putDigits(p, time.hour(), 2);
+    p = putTwoDigits(p, hour);
     *p++ = ':';
-    p = putDigits(p, time.minute(), 2);
+    p = putTwoDigits(p, minute);
     out.append(text, p - text);
 }
 
@@ -112,13 +133,13 @@ public:
         if (m_json)
             m_out += m_first ? "\n" : ",\n";
         m_out += nameOf(record.activityPosition);
-        appendIsoMinute(m_out, startDate, startTime);
+        appendIsoMinute(m_out, record.start);
         if (m_json) {
             if (running) {
                 m_out += "\",\"stop\":null,\"minutes\":null}";
             } else {
                 m_out += "\",\"stop\":\"";
-                appendIsoMinute(m_out, stopDate, stopTime);
+                appendIsoMinute(m_out, record.stop);
                 m_out += "\",\"minutes\":";
                 appendNumber(m_out, minutes(startDate, startTime, stopDate, stopTime));
                 m_out += '}';
@@ -126,7 +147,7 @@ public:
         } else {
             m_out += ',';
             if (!running) {
-                appendIsoMinute(m_out, stopDate, stopTime);
+                appendIsoMinute(m_out, record.stop);
                 m_out += ',';
                 appendNumber(m_out, minutes(startDate, startTime, stopDate, stopTime));
             } else {
@@ -178,9 +199,23 @@ private:
                 const QTime &stopTime)
     {
         if (startDate.isValid() && startTime.isValid() && startDate == stopDate
-            && m_days.isSteadyDay(startDate))
+            && isSteadyDay(startDate))
             return (stopTime.msecsSinceStartOfDay() - startTime.msecsSinceStartOfDay()) / 60000;
         return int(QDateTime(startDate, startTime).secsTo(QDateTime(stopDate, stopTime)) / 60);
+    }
+
+    // Asked once per day: tasks arrive sorted, so mostly for the day asked last.
+    bool isSteadyDay(const QDate &date)
+    {
+        const qint64 day = date.toJulianDay();
+        if (day == m_lastDay)
+            return m_lastSteady;
+        auto known = m_steadyDays.constFind(day);
+        if (known == m_steadyDays.constEnd())
+            known = m_steadyDays.insert(day, TaskTimeText::isSteadyDay(date));
+        m_lastDay = day;
+        m_lastSteady = known.value();
+        return m_lastSteady;
     }
 
     const Invocation &m_call;
@@ -190,7 +225,9 @@ private:
     QStringList m_categories;
     QList<DocumentFormat::ActivityRecord> m_activities;
     QHash<int, QByteArray> m_names;
-    TaskTimeText::Batch m_days;
+    QHash<qint64, bool> m_steadyDays;
+    qint64 m_lastDay = std::numeric_limits<qint64>::min();
+    bool m_lastSteady = false;
 };
 
 } // namespace

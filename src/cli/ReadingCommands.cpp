@@ -8,7 +8,10 @@
 #include "model/QuorvelDocument.h"
 #include "model/TaskTimeText.h"
 #include "platform/Clock.h"
-#include "reports/ReportText.h"
+#include "reports/ReportCsv.h"
+#include "reports/ReportData.h"
+#include "reports/ReportHtml.h"
+#include "reports/ReportPlainText.h"
 
 namespace CommandParts {
 
@@ -86,25 +89,46 @@ void activities(const QuorvelDocument &doc, Commands::Result *result)
     append(result->out, text);
 }
 
+namespace {
+
+// The report's text from its computed data, in the format asked for.
+QString reportText(const ReportData &data, const Invocation &call)
+{
+    const bool summary = data.kind == ReportKind::Summary;
+    const QString format = call.has("format") ? call.value("format") : QStringLiteral("html");
+    const bool decimal = call.has("decimal");
+    if (format == QLatin1String("csv"))
+        return summary ? ReportCsv::summary(data) : ReportCsv::timeSheet(data);
+    if (format == QLatin1String("text"))
+        return summary ? ReportPlainText::summary(data, decimal)
+                       : ReportPlainText::timeSheet(data, decimal);
+    return (summary ? ReportHtml::summary(data, decimal) : ReportHtml::timeSheet(data, decimal))
+           + QLatin1Char('\n');
+}
+
+ReportKind reportKind(const Invocation &call)
+{
+    return call.positional.first() == QLatin1String("summary") ? ReportKind::Summary
+                                                               : ReportKind::TimeSheet;
+}
+
+} // namespace
+
 void report(const QuorvelDocument &doc, const Invocation &call, Commands::Result *result)
 {
-    const bool summary = call.positional.first() == QLatin1String("summary");
-    const QString format = call.has("format") ? call.value("format") : QStringLiteral("html");
-    const bool zero = call.has("zero");
-    const bool decimal = call.has("decimal");
-    QString text;
-    if (format == QLatin1String("csv")) {
-        text = summary ? ReportText::periodSummaryCsv(doc, call.from, call.to, zero)
-                       : ReportText::periodTimeSheetCsv(doc, call.from, call.to, zero);
-    } else if (format == QLatin1String("text")) {
-        text = summary ? ReportText::periodSummaryText(doc, call.from, call.to, zero, decimal)
-                       : ReportText::periodTimeSheetText(doc, call.from, call.to, zero, decimal);
-    } else {
-        text = summary ? ReportText::periodSummary(doc, call.from, call.to, zero, decimal)
-                       : ReportText::periodTimeSheet(doc, call.from, call.to, zero, decimal);
-        text += QLatin1Char('\n');
-    }
-    append(result->out, text);
+    const ReportData data
+        = ReportData::collect(doc, call.from, call.to, call.has("zero"), reportKind(call));
+    append(result->out, reportText(data, call));
+}
+
+bool reportRecords(char *data, int length, const Invocation &call, Commands::Result *result)
+{
+    ReportData report;
+    if (!ReportData::collect(data, length, call.from, call.to, call.has("zero"), reportKind(call),
+                             &report))
+        return false;
+    append(result->out, reportText(report, call));
+    return true;
 }
 
 } // namespace CommandParts

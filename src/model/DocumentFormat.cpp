@@ -68,19 +68,50 @@ inline void skipControls(char **cursor, int *remaining)
     }
 }
 
+// readInt() for the task list, which is nearly all of a large file: the usual line, a line
+// feed and up to nine digits, is converted inline, anything else as readInt() does.
+inline int nextInt(char **cursor, int *remaining)
+{
+    const char *p = *cursor;
+    const int left = *remaining;
+    if (left >= 2 && p[0] == '\n' && unsigned(p[1] - '0') < 10) {
+        const int limit = qMin(left, 10);
+        int value = 0;
+        int i = 1;
+        for (; i < limit && unsigned(p[i] - '0') < 10; ++i)
+            value = value * 10 + (p[i] - '0');
+        if (i == left || p[i] == '\n') {
+            *cursor += i;
+            *remaining -= i;
+            return value;
+        }
+    }
+    return readInt(cursor, remaining);
+}
+
 WallClock readWallClock(char **cursor, int *remaining, bool withSeconds)
 {
     WallClock when;
-    when.year = readInt(cursor, remaining);
-    when.month = readInt(cursor, remaining);
-    when.day = readInt(cursor, remaining);
-    when.hour = readInt(cursor, remaining);
-    when.minute = readInt(cursor, remaining);
-    when.second = withSeconds ? readInt(cursor, remaining) : 0;
+    when.year = nextInt(cursor, remaining);
+    when.month = nextInt(cursor, remaining);
+    when.day = nextInt(cursor, remaining);
+    when.hour = nextInt(cursor, remaining);
+    when.minute = nextInt(cursor, remaining);
+    when.second = withSeconds ? nextInt(cursor, remaining) : 0;
     return when;
 }
 
 } // namespace
+
+bool WallClock::isPlainlyValid() const
+{
+    static constexpr int monthDays[] = {31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    if (year < 1 || year > 9999 || month < 1 || month > 12 || day < 1 || day > monthDays[month - 1]
+        || hour < 0 || hour > 23 || minute < 0 || minute > 59 || second < 0 || second > 59)
+        return false;
+    const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+    return month != 2 || day < 29 || leap;
+}
 
 WallClock WallClock::of(const QDate &date, const QTime &time, bool withSeconds)
 {
@@ -203,13 +234,13 @@ bool read(char *data, int length, Sink &sink)
         return false;
     TaskRecord task;
     for (int i = 0; i < taskCount && remaining > 0; ++i) {
-        task.id = readInt(c, r);
-        task.activityPosition = readInt(c, r);
-        task.shortcut = readInt(c, r);
+        task.id = nextInt(c, r);
+        task.activityPosition = nextInt(c, r);
+        task.shortcut = nextInt(c, r);
         task.start = readWallClock(c, r, false);
         task.stop = readWallClock(c, r, false);
         task.stamp = readWallClock(c, r, true);
-        task.synchronised = readInt(c, r) != 0;
+        task.synchronised = nextInt(c, r) != 0;
         if (!sink.task(task))
             return false;
     }

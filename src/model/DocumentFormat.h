@@ -36,6 +36,10 @@ struct WallClock
     int second = 0;
 
     bool isNull() const { return year == 0; }
+    // True when date() and time() are certainly valid, told from the numbers alone without
+    // making them: for years 1 to 9999, the years nearly every record holds. False says
+    // nothing; QDate and QTime decide the rest.
+    bool isPlainlyValid() const;
     QDate date() const { return QDate(year, month, day); }
     QTime time() const { return QTime(hour, minute, second, 0); }
     // A null QDateTime for "not set".

@@ -55,22 +55,27 @@ const TaskTimeText::Batch::Day &TaskTimeText::Batch::day(const QDate &date)
     if (known == m_days.end()) {
         Day d;
         d.text = TimeString::shortDate(date) + QLatin1Char(' ');
-        const QDateTime midnight(date, QTime(0, 0));
-        const QDateTime nextMidnight(date.addDays(1), QTime(0, 0));
-        // Both midnights exist as given and lie a plain 24 hours apart at the same offset:
-        // no transition falls within the day. (Two transitions that cancel out within one
-        // day do not occur in the time zone database.)
-        d.steady = midnight.isValid() && nextMidnight.isValid() && midnight.time() == QTime(0, 0)
-                   && nextMidnight.time() == QTime(0, 0) && midnight.date() == date
-                   && nextMidnight.date() == date.addDays(1)
-                   && midnight.offsetFromUtc() == nextMidnight.offsetFromUtc()
-                   && midnight.secsTo(nextMidnight) == 24 * 60 * 60;
+        d.steady = TaskTimeText::isSteadyDay(date);
         known = m_days.insert(julianDay, d);
     }
     // The address stays good until the next insertion, which comes back here and resets it.
     m_lastJulianDay = julianDay;
     m_lastDay = &known.value();
     return *m_lastDay;
+}
+
+bool TaskTimeText::isSteadyDay(const QDate &date)
+{
+    const QDateTime midnight(date, QTime(0, 0));
+    const QDateTime nextMidnight(date.addDays(1), QTime(0, 0));
+    // Both midnights exist as given and lie a plain 24 hours apart at the same offset: no
+    // transition falls within the day. (Two transitions that cancel out within one day do not
+    // occur in the time zone database.)
+    return midnight.isValid() && nextMidnight.isValid() && midnight.time() == QTime(0, 0)
+           && nextMidnight.time() == QTime(0, 0) && midnight.date() == date
+           && nextMidnight.date() == date.addDays(1)
+           && midnight.offsetFromUtc() == nextMidnight.offsetFromUtc()
+           && midnight.secsTo(nextMidnight) == 24 * 60 * 60;
 }
 
 bool TaskTimeText::Batch::isSteadyDay(const QDate &date)

@@ -29,6 +29,11 @@ public:
     static QString runningTime(const QDateTime &start, const QDateTime &now,
                                const char *separator = ":");
 
+    // True when every wall-clock time of the day is one moment that QDateTime keeps as
+    // given: the local time's offset is the same all day (no daylight-saving change, no gap,
+    // no repeated hour). Two local-time conversions; Batch keeps the answer per day.
+    static bool isSteadyDay(const QDate &date);
+
     class Batch
     {
     public:

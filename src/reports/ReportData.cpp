@@ -3,6 +3,7 @@
 
 #include "ReportData.h"
 
+#include "model/DocumentFormat.h"
 #include "model/QuorvelDocument.h"
 
 #include <QDateTime>
@@ -65,7 +66,58 @@ qint64 epochOfNextMidnight(const QDate &d)
 // their day table.
 constexpr qint64 longPeriodDays = 3653;
 
-// What one pass over the tasks learns for the activities in list order.
+// A task as a report sees it: its activity's place in the list and its wall-clock times. The
+// task itself when it comes from a document, whose moment in a repeated hour is its own.
+struct ReportTask
+{
+    int activity = -1;
+    QDate startDate;
+    QTime startTime;
+    QDate stopDate;
+    QTime stopTime;
+    const QVTask *task = nullptr;
+
+    bool running() const { return !(stopDate.isValid() && stopTime.isValid()); }
+    QDateTime start() const { return task ? task->start() : QDateTime(startDate, startTime); }
+    QDateTime stop() const { return task ? task->stop() : QDateTime(stopDate, stopTime); }
+    int duration() const { return task ? task->duration() : int(start().secsTo(stop()) / 60); }
+};
+
+// The tasks a report of one period takes in: every task marks its activity as having tasks,
+// and only one that can reach the period is kept.
+class ReportTasks
+{
+public:
+    ReportTasks(const QDate &from, const QDate &to)
+        // Every boundary lies on these dates; a task wholly more than a day away from all of
+        // them takes no share (daylight-saving shifts are far less than a day).
+        : low(std::min(from, to.addDays(1)).addDays(-1))
+        , high(std::max(from, to.addDays(1)).addDays(1))
+    {}
+
+    // True when a task that runs between these dates cannot reach the period.
+    bool outside(const QDate &first, const QDate &last) const { return last < low || first > high; }
+
+    void add(const ReportTask &task)
+    {
+        if (task.activity < 0)
+            return;
+        hasTasks.resize(std::max(hasTasks.size(), size_t(task.activity) + 1), 0);
+        hasTasks[size_t(task.activity)] = 1;
+        if (!task.running() && task.startDate.isValid() && task.startTime.isValid()
+            && outside(std::min(task.startDate, task.stopDate),
+                       std::max(task.startDate, task.stopDate)))
+            return;
+        kept.push_back(task);
+    }
+
+    const QDate low;
+    const QDate high;
+    std::vector<char> hasTasks; // per activity, grown as tasks name them
+    std::vector<ReportTask> kept;
+};
+
+// What one pass over the kept tasks learns for the activities in list order.
 struct ScannedSource
 {
     bool perDay = false;
@@ -76,15 +128,13 @@ struct ScannedSource
     std::vector<int> dayTotals;      // per activity and day, day-major within an activity
     bool anyDayRunning = false;
 
-    ScannedSource(const QuorvelDocument &doc, const QDate &from, const QDate &to, bool days)
+    ScannedSource(const ReportTasks &tasks, int activityCount, const QDate &from, const QDate &to,
+                  bool days)
         : perDay(days)
     {
-        const int activityCount = doc.activities.size();
-        QHash<const Activity *, int> indexOf;
-        indexOf.reserve(activityCount);
-        for (int a = 0; a < activityCount; ++a)
-            indexOf.insert(doc.activities.at(a), a);
         taskFlags.assign(size_t(activityCount), 0);
+        for (size_t a = 0; a < taskFlags.size() && a < tasks.hasTasks.size(); ++a)
+            taskFlags[a] = tasks.hasTasks[a];
         periodTotals.assign(size_t(activityCount), 0);
         periodRunning.assign(size_t(activityCount), 0);
         dayCount = from.isValid() && to.isValid() && from <= to ? int(from.daysTo(to)) + 1 : 0;
@@ -102,18 +152,16 @@ struct ScannedSource
                 dayLast.push_back(epochOfNextMidnight(d));
             }
         }
-        // Every boundary lies on these dates; a task wholly more than a day away from all of
-        // them takes no share (daylight-saving shifts are far less than a day).
-        const QDate low = std::min(from, to.addDays(1)).addDays(-1);
-        const QDate high = std::max(from, to.addDays(1)).addDays(1);
+        const QDate low = tasks.low;
+        const QDate high = tasks.high;
         // Over a long period the table covers only the days that have tasks: a summary over
         // decades needs no entry for every day of them. A shorter period is not worth the pass.
         QDate firstTaskDate = low.addDays(-1);
         QDate lastTaskDate = high.addDays(1);
         if (low.daysTo(high) > longPeriodDays) {
             firstTaskDate = lastTaskDate = QDate();
-            for (const QVTask *t : doc.tasks) {
-                for (const QDate &d : {t->startDate(), t->stopDate()}) {
+            for (const ReportTask &t : tasks.kept) {
+                for (const QDate &d : {t.startDate, t.stopDate}) {
                     if (!d.isValid())
                         continue;
                     if (!firstTaskDate.isValid() || d < firstTaskDate)
@@ -126,35 +174,26 @@ struct ScannedSource
         const DayTable table(std::max(low.addDays(-1), firstTaskDate.addDays(-1)),
                              std::min(high.addDays(1), lastTaskDate.addDays(1)));
 
-        for (const QVTask *t : doc.tasks) {
-            const auto found = indexOf.constFind(t->activity);
-            if (found == indexOf.constEnd())
+        for (const ReportTask &t : tasks.kept) {
+            if (t.activity < 0 || t.activity >= activityCount)
                 continue;
-            const int a = found.value();
-            taskFlags[size_t(a)] = 1;
-            const QDate sd = t->startDate();
-            const QTime st = t->startTime();
-            if (t->isRunning()) {
-                const qint64 s = table.msecs(sd, st, [t] { return t->start(); });
+            const size_t a = size_t(t.activity);
+            const QDate sd = t.startDate;
+            const QTime st = t.startTime;
+            if (t.running()) {
+                const qint64 s = table.msecs(sd, st, [&t] { return t.start(); });
                 if (s < periodLast)
-                    periodRunning[size_t(a)] = 1;
+                    periodRunning[a] = 1;
                 if (perDay && dayCount > 0 && s < dayLast.back())
                     anyDayRunning = true;
                 continue;
             }
-            const QDate ed = t->stopDate();
-            if (sd.isValid() && st.isValid()) {
-                const QDate lowDate = std::min(sd, ed);
-                const QDate highDate = std::max(sd, ed);
-                if (highDate < low || lowDate > high)
-                    continue;
-            }
-            const qint64 s = table.msecs(sd, st, [t] { return t->start(); });
-            const qint64 e = table.msecs(ed, t->stopTime(), [t] { return t->stop(); });
+            const QDate ed = t.stopDate;
+            const qint64 s = table.msecs(sd, st, [&t] { return t.start(); });
+            const qint64 e = table.msecs(ed, t.stopTime, [&t] { return t.stop(); });
             const int duration
-                = (sd.isValid() && st.isValid()) ? int((e - s) / 1000 / 60) : t->duration();
-            periodTotals[size_t(a)]
-                += ReportData::minutesWithin(s, e, duration, periodFirst, periodLast);
+                = (sd.isValid() && st.isValid()) ? int((e - s) / 1000 / 60) : t.duration();
+            periodTotals[a] += ReportData::minutesWithin(s, e, duration, periodFirst, periodLast);
             if (!perDay || dayCount == 0)
                 continue;
             // The days the task can reach: those within a day of its start and stop dates.
@@ -164,7 +203,7 @@ struct ScannedSource
                 firstDay = int(std::max<qint64>(0, from.daysTo(std::min(sd, ed)) - 1));
                 lastDay = int(std::min<qint64>(dayCount - 1, from.daysTo(std::max(sd, ed)) + 1));
             }
-            int *row = dayTotals.data() + size_t(a) * size_t(dayCount);
+            int *row = dayTotals.data() + a * size_t(dayCount);
             for (int i = firstDay; i <= lastDay; ++i)
                 row[i] += ReportData::minutesWithin(s, e, duration, dayFirst[size_t(i)],
                                                     dayLast[size_t(i)]);
@@ -175,6 +214,97 @@ struct ScannedSource
     {
         return dayTotals[size_t(a) * size_t(dayCount) + size_t(dayIndex)];
     }
+};
+
+// A date as read, as one number that orders as the dates do; -1 unless it is certainly a valid
+// date and time, which QDate and QTime then decide.
+int plainDay(const DocumentFormat::WallClock &when)
+{
+    return when.isPlainlyValid() ? (when.year * 16 + when.month) * 32 + when.day : -1;
+}
+
+int plainDay(const QDate &date)
+{
+    return (date.year() * 16 + date.month()) * 32 + date.day();
+}
+
+// Reads the records a report needs out of a document string: the categories, the activities,
+// and of the tasks only those that can reach the period, looked at first by their dates as
+// read so that the rest are never converted.
+class RecordsSink : public DocumentFormat::Sink
+{
+public:
+    explicit RecordsSink(ReportTasks &tasks)
+        : m_tasks(tasks)
+    {
+        const bool plain = tasks.low.year() >= 1 && tasks.high.year() <= 9999;
+        m_lowDay = plain ? plainDay(tasks.low) : -1;
+        m_highDay = plain ? plainDay(tasks.high) : -1;
+    }
+
+    void nextId(int) override {}
+    bool category(const DocumentFormat::CategoryRecord &record) override
+    {
+        categories.push_back(record);
+        return true;
+    }
+    bool activity(const DocumentFormat::ActivityRecord &record) override
+    {
+        activities.push_back(record);
+        return true;
+    }
+    bool task(const DocumentFormat::TaskRecord &record) override
+    {
+        const int a = record.activityPosition;
+        if (a < 0 || a >= int(activities.size()))
+            return true;
+        if (m_lowDay >= 0 && !record.stop.isNull()) {
+            const int startDay = plainDay(record.start);
+            const int stopDay = plainDay(record.stop);
+            if (startDay >= 0 && stopDay >= 0
+                && (std::max(startDay, stopDay) < m_lowDay
+                    || std::min(startDay, stopDay) > m_highDay)) {
+                m_tasks.hasTasks.resize(std::max(m_tasks.hasTasks.size(), size_t(a) + 1), 0);
+                m_tasks.hasTasks[size_t(a)] = 1;
+                return true;
+            }
+        }
+        // As the document's reader makes them: a time not given stays null.
+        ReportTask task;
+        task.activity = a;
+        if (!record.start.isNull()) {
+            task.startDate = record.start.date();
+            task.startTime = record.start.time();
+        }
+        if (!record.stop.isNull()) {
+            task.stopDate = record.stop.date();
+            task.stopTime = record.stop.time();
+        }
+        normalise(&task.startDate, &task.startTime);
+        normalise(&task.stopDate, &task.stopTime);
+        m_tasks.add(task);
+        return true;
+    }
+    void deletedTaskIds(const QList<int> &) override {}
+
+    std::vector<DocumentFormat::CategoryRecord> categories;
+    std::vector<DocumentFormat::ActivityRecord> activities;
+
+private:
+    // A date with a time that is not one holds what the document's task would hold: the
+    // parts of the date-time they make.
+    static void normalise(QDate *date, QTime *time)
+    {
+        if (date->isValid() == time->isValid())
+            return;
+        const QDateTime made(*date, *time);
+        *date = made.date();
+        *time = made.time();
+    }
+
+    ReportTasks &m_tasks;
+    int m_lowDay = -1;
+    int m_highDay = -1;
 };
 
 // A row shows with time; without, only when zero rows are asked for and the activity is still
@@ -199,31 +329,21 @@ int ReportData::minutesWithin(qint64 s, qint64 e, int duration, qint64 first, qi
     return 0;
 }
 
-ReportData ReportData::collect(const QuorvelDocument &doc, const QDate &from, const QDate &to,
-                               bool includeZero, ReportKind kind)
+namespace {
+
+// The report from its catalogue (categories and activities as listed, an activity's column
+// already found) and its tasks: the one place that decides which rows show and where a time
+// goes.
+ReportData assemble(ReportData data, const ReportTasks &tasks, bool includeZero)
 {
-    const bool perDay = kind == ReportKind::TimeSheet;
-    const ScannedSource source(doc, from, to, perDay);
-    ReportData data;
-    data.kind = kind;
-    data.from = from;
-    data.to = to;
+    const bool perDay = data.kind == ReportKind::TimeSheet;
+    const int activityCount = int(data.activities.size());
+    const ScannedSource source(tasks, activityCount, data.from, data.to, perDay);
 
     // Every category is listed, in the heads and the totals, so an obsolete one always shows.
-    QHash<const ActivityCategory *, int> columnOf;
-    for (int c = 0; c < doc.categories.size(); ++c) {
-        const ActivityCategory *category = doc.categories.at(c);
-        data.categories.push_back({category->name, category->obsolete});
-        if (category->obsolete)
+    for (const ReportCategory &category : data.categories) {
+        if (category.obsolete)
             data.obsoleteShown = true;
-        if (!columnOf.contains(category))
-            columnOf.insert(category, c);
-    }
-    for (const Activity *activity : doc.activities) {
-        const ActivityCategory *category = activity->category;
-        data.activities.push_back({activity->name, category ? category->name : QString(),
-                                   category ? columnOf.value(category, -1) : -1,
-                                   activity->obsolete});
     }
     data.totals.assign(data.categories.size(), 0);
 
@@ -242,7 +362,6 @@ ReportData ReportData::collect(const QuorvelDocument &doc, const QDate &from, co
             (*dayTotals)[size_t(activity.column)] += minutes;
     };
 
-    const int activityCount = int(data.activities.size());
     if (!perDay) {
         for (int a = 0; a < activityCount; ++a) {
             if (source.periodRunning[size_t(a)])
@@ -257,7 +376,7 @@ ReportData ReportData::collect(const QuorvelDocument &doc, const QDate &from, co
     data.days.resize(size_t(source.dayCount));
     for (int i = 0; i < source.dayCount; ++i) {
         ReportDay &day = data.days[size_t(i)];
-        day.date = from.addDays(i);
+        day.date = data.from.addDays(i);
         day.firstRow = int(data.rows.size());
         day.totals.assign(data.categories.size(), 0);
         for (int a = 0; a < activityCount; ++a)
@@ -265,6 +384,99 @@ ReportData ReportData::collect(const QuorvelDocument &doc, const QDate &from, co
         day.rowCount = int(data.rows.size()) - day.firstRow;
     }
     return data;
+}
+
+ReportData emptyReport(const QDate &from, const QDate &to, ReportKind kind)
+{
+    ReportData data;
+    data.kind = kind;
+    data.from = from;
+    data.to = to;
+    return data;
+}
+
+} // namespace
+
+ReportData ReportData::collect(const QuorvelDocument &doc, const QDate &from, const QDate &to,
+                               bool includeZero, ReportKind kind)
+{
+    ReportData data = emptyReport(from, to, kind);
+    QHash<const ActivityCategory *, int> columnOf;
+    for (int c = 0; c < doc.categories.size(); ++c) {
+        const ActivityCategory *category = doc.categories.at(c);
+        data.categories.push_back({category->name, category->obsolete});
+        if (!columnOf.contains(category))
+            columnOf.insert(category, c);
+    }
+    QHash<const Activity *, int> indexOf;
+    indexOf.reserve(doc.activities.size());
+    for (int a = 0; a < doc.activities.size(); ++a) {
+        const Activity *activity = doc.activities.at(a);
+        const ActivityCategory *category = activity->category;
+        data.activities.push_back({activity->name, category ? category->name : QString(),
+                                   category ? columnOf.value(category, -1) : -1,
+                                   activity->obsolete});
+        indexOf.insert(activity, a);
+    }
+    ReportTasks tasks(from, to);
+    for (const QVTask *t : doc.tasks) {
+        const auto found = indexOf.constFind(t->activity);
+        if (found != indexOf.constEnd())
+            tasks.add(
+                {found.value(), t->startDate(), t->startTime(), t->stopDate(), t->stopTime(), t});
+    }
+    return assemble(std::move(data), tasks, includeZero);
+}
+
+bool ReportData::collect(char *data, int length, const QDate &from, const QDate &to,
+                         bool includeZero, ReportKind kind, ReportData *report)
+{
+    ReportTasks tasks(from, to);
+    RecordsSink sink(tasks);
+    if (!DocumentFormat::read(data, length, sink))
+        return false;
+
+    // As a document read from the string keeps them: an obsolete activity only with tasks,
+    // an obsolete category only with an activity kept.
+    const size_t activityCount = sink.activities.size();
+    tasks.hasTasks.resize(activityCount, 0);
+    std::vector<int> newPlace(activityCount, -1);
+    std::vector<char> categoryUsed(sink.categories.size(), 0);
+    for (size_t a = 0; a < activityCount; ++a) {
+        const DocumentFormat::ActivityRecord &record = sink.activities[a];
+        if (record.obsolete && !tasks.hasTasks[a])
+            continue;
+        const int c = record.categoryPosition;
+        if (c >= 0 && c < int(categoryUsed.size()))
+            categoryUsed[size_t(c)] = 1;
+    }
+    ReportData result = emptyReport(from, to, kind);
+    std::vector<int> column(sink.categories.size(), -1);
+    for (size_t c = 0; c < sink.categories.size(); ++c) {
+        const DocumentFormat::CategoryRecord &record = sink.categories[c];
+        if (record.obsolete && !categoryUsed[c])
+            continue;
+        column[c] = int(result.categories.size());
+        result.categories.push_back({record.name, record.obsolete});
+    }
+    std::vector<char> keptHasTasks;
+    for (size_t a = 0; a < activityCount; ++a) {
+        const DocumentFormat::ActivityRecord &record = sink.activities[a];
+        if (record.obsolete && !tasks.hasTasks[a])
+            continue;
+        const int c = record.categoryPosition;
+        const bool inList = c >= 0 && c < int(column.size());
+        newPlace[a] = int(result.activities.size());
+        result.activities.push_back({record.name,
+                                     inList ? sink.categories[size_t(c)].name : QString(),
+                                     inList ? column[size_t(c)] : -1, record.obsolete});
+        keptHasTasks.push_back(tasks.hasTasks[a]);
+    }
+    tasks.hasTasks = std::move(keptHasTasks);
+    for (ReportTask &task : tasks.kept)
+        task.activity = newPlace[size_t(task.activity)];
+    *report = assemble(std::move(result), tasks, includeZero);
+    return true;
 }
 
 bool operator==(const ReportCategory &a, const ReportCategory &b)

@@ -64,6 +64,13 @@ struct ReportData
     static ReportData collect(const QuorvelDocument &doc, const QDate &from, const QDate &to,
                               bool includeZero, ReportKind kind);
 
+    // The same report straight from a document string (the data file's contents), equal to
+    // the one of the document read from it, without building that document: a task is looked
+    // at by its dates as read, and only one that can reach the period is converted further.
+    // False, with *report untouched, when the string cannot be read as a document.
+    static bool collect(char *data, int length, const QDate &from, const QDate &to,
+                        bool includeZero, ReportKind kind, ReportData *report);
+
     // A task's whole minutes within the stretch [first, last): all of its duration when it lies
     // inside, else the minutes of the part inside, truncated per task as the document's own
     // per-activity sum does. Moments in milliseconds since the epoch.
