@@ -37,10 +37,10 @@ int main(int argc, char *argv[])
         return 2;
     }
     const QString path = args.at(1);
-    const QDate from = args.size() == 4 ? QDate::fromString(args.at(2), Qt::ISODate)
-                                        : QDate(2025, 1, 1);
-    const QDate to = args.size() == 4 ? QDate::fromString(args.at(3), Qt::ISODate)
-                                      : QDate(2025, 12, 31);
+    const QDate from
+        = args.size() == 4 ? QDate::fromString(args.at(2), Qt::ISODate) : QDate(2025, 1, 1);
+    const QDate to
+        = args.size() == 4 ? QDate::fromString(args.at(3), Qt::ISODate) : QDate(2025, 12, 31);
 
     QByteArray bytes;
     QByteArray scratch;
@@ -62,8 +62,8 @@ int main(int argc, char *argv[])
          [&] { scratch = QByteArray(bytes.constData(), bytes.size()); },
          [&] {
              readable = readable
-                        && ReportData::collect(scratch.data(), int(scratch.size()), from, to,
-                                               false, ReportKind::Summary, &report);
+                        && ReportData::collect(scratch.data(), int(scratch.size()), from, to, false,
+                                               ReportKind::Summary, &report);
          },
          {}},
         {"render", [] {}, [&] { html = ReportHtml::summary(report, false); }, {}},
@@ -90,7 +90,6 @@ int main(int argc, char *argv[])
     }
     text << "  " << QStringLiteral("together").leftJustified(10) << ' '
          << QString::number(total, 'f', 2).rightJustified(7) << " ms\n";
-    text << "Peak memory of this process: " << QString::number(peakMemoryMiB(), 'f', 1)
-         << " MiB\n";
+    text << "Peak memory of this process: " << QString::number(peakMemoryMiB(), 'f', 1) << " MiB\n";
     return 0;
 }

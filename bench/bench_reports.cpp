@@ -4,6 +4,10 @@
 // Times the two period report texts on the large document (100 000 tasks over three years, 200
 // activities, 20 categories) for a one-year period ending 2026-11-21, with and without the
 // activities that have no time. Reports the median of 15 rounds; --runs N for more.
+//
+// With "--data FILE" the document is that data file instead (a benchmark history of
+// ../shared/bench/gen_dataset.py), and the period the year 2025 (--from and --to for another),
+// as the window's Report menu computes it from the document it holds.
 
 #include "BenchSupport.h"
 #include "model/QuorvelDocument.h"
@@ -11,6 +15,7 @@
 #include "reports/ReportText.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QTextStream>
 
 #include <vector>
@@ -22,10 +27,32 @@ int main(int argc, char *argv[])
     const QStringList args = app.arguments();
     const int runs = runsArgument(args);
 
+    const auto option = [&args](const char *name) {
+        const qsizetype at = args.indexOf(QLatin1String(name));
+        return at >= 0 && at + 1 < args.size() ? args.at(at + 1) : QString();
+    };
     QuorvelDocument doc;
-    LargeDocument().fill(doc);
-    const QDate to(2026, 11, 21);
-    const QDate from = to.addYears(-1).addDays(1);
+    QDate to(2026, 11, 21);
+    QDate from = to.addYears(-1).addDays(1);
+    const QString dataFile = option("--data");
+    if (dataFile.isEmpty()) {
+        LargeDocument().fill(doc);
+    } else {
+        QFile file(dataFile);
+        QByteArray bytes;
+        if (file.open(QIODevice::ReadOnly))
+            bytes = file.readAll();
+        if (!doc.populateFromByteArray(bytes.data(), int(bytes.size()))) {
+            QTextStream(stderr) << "bench_reports: " << dataFile << " cannot be read\n";
+            return 1;
+        }
+        from = QDate(2025, 1, 1);
+        to = QDate(2025, 12, 31);
+    }
+    if (!option("--from").isEmpty())
+        from = QDate::fromString(option("--from"), Qt::ISODate);
+    if (!option("--to").isEmpty())
+        to = QDate::fromString(option("--to"), Qt::ISODate);
 
     // The length of each text, kept so that the compiler cannot drop the work and shown because
     // the time sheet's cost is mostly the writing of its tens of millions of characters.

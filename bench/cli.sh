@@ -16,15 +16,19 @@
 #
 # This is a benchmark, not a test: it is not registered with CTest.
 #
+# The year's report is also broken down into its steps inside one process (bench_clireport:
+# read, collect, render, write); what the whole process takes beyond them is its start and end.
+#
 # Environment: QUORVEL (the binary), EMPTYQT (an empty Qt program built like it,
-# bench_emptyqt), GENERATOR (gen_dataset.py), YEAR (the report's year, 2025), WARMUP (3),
-# RUNS (20), MEM_RUNS (5).
+# bench_emptyqt), PHASES (bench_clireport), GENERATOR (gen_dataset.py), YEAR (the report's
+# year, 2025), WARMUP (3), RUNS (20), MEM_RUNS (5).
 
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 quorvel=${QUORVEL:-$root/build/default/bin/quorvel}
 emptyqt=${EMPTYQT:-$root/build/default/bench/bench_emptyqt}
+phases=${PHASES:-$root/build/default/bench/bench_clireport}
 generator=${GENERATOR:-$root/../shared/bench/gen_dataset.py}
 year=${YEAR:-2025}
 warmup=${WARMUP:-3}
@@ -58,6 +62,8 @@ command -v python3 >/dev/null || die "python3 is missing"
   cmake --preset default && cmake --build --preset default --target quorvel"
 [[ -x $emptyqt ]] || die "no $emptyqt; build it with:
   cmake --build --preset default --target bench_emptyqt"
+[[ -x $phases ]] || die "no $phases; build it with:
+  cmake --build --preset default --target bench_clireport"
 
 if (($# == 0)); then
     set -- /tmp/ds-10k /tmp/ds-100k /tmp/ds-300k
@@ -68,6 +74,7 @@ out=$(mktemp -d "${TMPDIR:-/tmp}/quorvel-cli-bench.XXXXXX")
 trap 'rm -rf "$out/work"' EXIT
 rows=()          # Markdown table rows, printed at the end
 memory_rows=()
+phase_rows=()
 warnings=()
 
 # The median of a hyperfine result (index 0 or 1) in milliseconds.
@@ -198,6 +205,21 @@ for dir in "$@"; do
     target=$(report_target_for "$tasks")
     rows+=("| $tasks | report summary $year | $mq ms | $mt ms | ${r}× | ≥ ${target}× | $(at_least "$r" "$target") |")
 
+    # The same report's steps inside one process; the rest of the whole process's median is
+    # its start and end.
+    "$phases" "$work/data/quorvelqpe/quorvelqpe.dat" "$first" "$last" --runs "$runs" \
+        >"$out/phases-$name.txt" || die "$name: $phases failed"
+    phase_rows+=("$(python3 - "$out/phases-$name.txt" "$tasks" "$mq" <<'EOF'
+import re, sys
+text = open(sys.argv[1]).read()
+ms = {m.group(1): float(m.group(2)) for m in re.finditer(r"^  (\w+) +([0-9.]+) ms$", text, re.M)}
+whole = float(sys.argv[3])
+rest = whole - ms["together"]
+print(f"| {sys.argv[2]} | {whole:.1f} ms | {rest:.1f} ms | {ms['read']:.2f} ms | "
+      f"{ms['collect']:.2f} ms | {ms['render']:.2f} ms | {ms['write']:.2f} ms |")
+EOF
+    )")
+
     json=$out/export-$name.json
     "${hf[@]}" --export-json "$json" \
         -n "quorvel export --format json" "$q export --format json" \
@@ -254,6 +276,10 @@ echo
 echo "| Tasks | Command | quorvel | timew | timew / quorvel | Target | Met |"
 echo "|---|---|---|---|---|---|---|"
 printf '%s\n' "${rows[@]}"
+echo
+echo "| Tasks | report summary $year, whole process | start and end | read | collect | render | write |"
+echo "|---|---|---|---|---|---|---|"
+printf '%s\n' "${phase_rows[@]}"
 echo
 echo "| Tasks | Command | Peak memory: quorvel | timew | empty Qt program | Target | Met |"
 echo "|---|---|---|---|---|---|---|"

@@ -83,38 +83,66 @@ struct ReportTask
     int duration() const { return task ? task->duration() : int(start().secsTo(stop()) / 60); }
 };
 
-// The tasks a report of one period takes in: every task marks its activity as having tasks,
-// and only one that can reach the period is kept.
-class ReportTasks
+// The dates every boundary of a period lies within: a task wholly more than a day away from
+// them takes no share (daylight-saving shifts are far less than a day).
+struct PeriodReach
 {
-public:
-    ReportTasks(const QDate &from, const QDate &to)
-        // Every boundary lies on these dates; a task wholly more than a day away from all of
-        // them takes no share (daylight-saving shifts are far less than a day).
+    PeriodReach(const QDate &from, const QDate &to)
         : low(std::min(from, to.addDays(1)).addDays(-1))
         , high(std::max(from, to.addDays(1)).addDays(1))
     {}
 
-    // True when a task that runs between these dates cannot reach the period.
-    bool outside(const QDate &first, const QDate &last) const { return last < low || first > high; }
-
-    void add(const ReportTask &task)
+    // True when a stopped task cannot reach the period.
+    bool outside(const ReportTask &task) const
     {
-        if (task.activity < 0)
-            return;
-        hasTasks.resize(std::max(hasTasks.size(), size_t(task.activity) + 1), 0);
-        hasTasks[size_t(task.activity)] = 1;
-        if (!task.running() && task.startDate.isValid() && task.startTime.isValid()
-            && outside(std::min(task.startDate, task.stopDate),
-                       std::max(task.startDate, task.stopDate)))
-            return;
-        kept.push_back(task);
+        return !task.running() && task.startDate.isValid() && task.startTime.isValid()
+               && (std::max(task.startDate, task.stopDate) < low
+                   || std::min(task.startDate, task.stopDate) > high);
     }
 
     const QDate low;
     const QDate high;
+};
+
+// The tasks of a document, looked at where they are.
+struct DocumentTasks
+{
+    const QuorvelDocument &doc;
+    const QHash<const Activity *, int> &indexOf;
+    std::vector<char> hasTasks; // none known before the pass
+
+    template<typename Visit>
+    void forEach(Visit visit) const
+    {
+        for (const QVTask *t : doc.tasks) {
+            const auto found = indexOf.constFind(t->activity);
+            if (found != indexOf.constEnd())
+                visit(ReportTask{found.value(), t->startDate(), t->startTime(), t->stopDate(),
+                                 t->stopTime(), t});
+        }
+    }
+};
+
+// The tasks read from records: only those that can reach the period are kept, and every task
+// read marks its activity as having tasks.
+struct KeptTasks
+{
     std::vector<char> hasTasks; // per activity, grown as tasks name them
     std::vector<ReportTask> kept;
+
+    void mark(int activity)
+    {
+        if (size_t(activity) >= hasTasks.size())
+            hasTasks.resize(size_t(activity) + 1, 0);
+        hasTasks[size_t(activity)] = 1;
+    }
+
+    template<typename Visit>
+    void forEach(Visit visit) const
+    {
+        for (const ReportTask &t : kept)
+            visit(t);
+    }
 };
 
 // What one pass over the kept tasks learns for the activities in list order.
@@ -128,10 +156,12 @@ struct ScannedSource
     std::vector<int> dayTotals;      // per activity and day, day-major within an activity
     bool anyDayRunning = false;
 
-    ScannedSource(const ReportTasks &tasks, int activityCount, const QDate &from, const QDate &to,
+    template<typename Tasks>
+    ScannedSource(const Tasks &tasks, int activityCount, const QDate &from, const QDate &to,
                   bool days)
         : perDay(days)
     {
+        const PeriodReach reach(from, to);
         taskFlags.assign(size_t(activityCount), 0);
         for (size_t a = 0; a < taskFlags.size() && a < tasks.hasTasks.size(); ++a)
             taskFlags[a] = tasks.hasTasks[a];
@@ -152,15 +182,15 @@ struct ScannedSource
                 dayLast.push_back(epochOfNextMidnight(d));
             }
         }
-        const QDate low = tasks.low;
-        const QDate high = tasks.high;
+        const QDate low = reach.low;
+        const QDate high = reach.high;
         // Over a long period the table covers only the days that have tasks: a summary over
         // decades needs no entry for every day of them. A shorter period is not worth the pass.
         QDate firstTaskDate = low.addDays(-1);
         QDate lastTaskDate = high.addDays(1);
         if (low.daysTo(high) > longPeriodDays) {
             firstTaskDate = lastTaskDate = QDate();
-            for (const ReportTask &t : tasks.kept) {
+            tasks.forEach([&](const ReportTask &t) {
                 for (const QDate &d : {t.startDate, t.stopDate}) {
                     if (!d.isValid())
                         continue;
@@ -169,15 +199,18 @@ struct ScannedSource
                     if (!lastTaskDate.isValid() || d > lastTaskDate)
                         lastTaskDate = d;
                 }
-            }
+            });
         }
         const DayTable table(std::max(low.addDays(-1), firstTaskDate.addDays(-1)),
                              std::min(high.addDays(1), lastTaskDate.addDays(1)));
 
-        for (const ReportTask &t : tasks.kept) {
+        tasks.forEach([&](const ReportTask &t) {
             if (t.activity < 0 || t.activity >= activityCount)
-                continue;
+                return;
             const size_t a = size_t(t.activity);
+            taskFlags[a] = 1;
+            if (reach.outside(t))
+                return;
             const QDate sd = t.startDate;
             const QTime st = t.startTime;
             if (t.running()) {
@@ -186,7 +219,7 @@ struct ScannedSource
                     periodRunning[a] = 1;
                 if (perDay && dayCount > 0 && s < dayLast.back())
                     anyDayRunning = true;
-                continue;
+                return;
             }
             const QDate ed = t.stopDate;
             const qint64 s = table.msecs(sd, st, [&t] { return t.start(); });
@@ -195,7 +228,7 @@ struct ScannedSource
                 = (sd.isValid() && st.isValid()) ? int((e - s) / 1000 / 60) : t.duration();
             periodTotals[a] += ReportData::minutesWithin(s, e, duration, periodFirst, periodLast);
             if (!perDay || dayCount == 0)
-                continue;
+                return;
             // The days the task can reach: those within a day of its start and stop dates.
             int firstDay = 0;
             int lastDay = dayCount - 1;
@@ -207,7 +240,7 @@ struct ScannedSource
             for (int i = firstDay; i <= lastDay; ++i)
                 row[i] += ReportData::minutesWithin(s, e, duration, dayFirst[size_t(i)],
                                                     dayLast[size_t(i)]);
-        }
+        });
     }
 
     int minutesOnDay(int a, int dayIndex) const
@@ -234,12 +267,13 @@ int plainDay(const QDate &date)
 class RecordsSink : public DocumentFormat::Sink
 {
 public:
-    explicit RecordsSink(ReportTasks &tasks)
-        : m_tasks(tasks)
+    RecordsSink(const PeriodReach &reach, KeptTasks &tasks)
+        : m_reach(reach)
+        , m_tasks(tasks)
     {
-        const bool plain = tasks.low.year() >= 1 && tasks.high.year() <= 9999;
-        m_lowDay = plain ? plainDay(tasks.low) : -1;
-        m_highDay = plain ? plainDay(tasks.high) : -1;
+        const bool plain = reach.low.year() >= 1 && reach.high.year() <= 9999;
+        m_lowDay = plain ? plainDay(reach.low) : -1;
+        m_highDay = plain ? plainDay(reach.high) : -1;
     }
 
     void nextId(int) override {}
@@ -264,8 +298,7 @@ public:
             if (startDay >= 0 && stopDay >= 0
                 && (std::max(startDay, stopDay) < m_lowDay
                     || std::min(startDay, stopDay) > m_highDay)) {
-                m_tasks.hasTasks.resize(std::max(m_tasks.hasTasks.size(), size_t(a) + 1), 0);
-                m_tasks.hasTasks[size_t(a)] = 1;
+                m_tasks.mark(a);
                 return true;
             }
         }
@@ -282,7 +315,9 @@ public:
         }
         normalise(&task.startDate, &task.startTime);
         normalise(&task.stopDate, &task.stopTime);
-        m_tasks.add(task);
+        m_tasks.mark(a);
+        if (!m_reach.outside(task))
+            m_tasks.kept.push_back(task);
         return true;
     }
     void deletedTaskIds(const QList<int> &) override {}
@@ -302,7 +337,8 @@ private:
         *time = made.time();
     }
 
-    ReportTasks &m_tasks;
+    const PeriodReach m_reach;
+    KeptTasks &m_tasks;
     int m_lowDay = -1;
     int m_highDay = -1;
 };
@@ -334,7 +370,8 @@ namespace {
 // The report from its catalogue (categories and activities as listed, an activity's column
 // already found) and its tasks: the one place that decides which rows show and where a time
 // goes.
-ReportData assemble(ReportData data, const ReportTasks &tasks, bool includeZero)
+template<typename Tasks>
+ReportData assemble(ReportData data, const Tasks &tasks, bool includeZero)
 {
     const bool perDay = data.kind == ReportKind::TimeSheet;
     const int activityCount = int(data.activities.size());
@@ -418,21 +455,14 @@ ReportData ReportData::collect(const QuorvelDocument &doc, const QDate &from, co
                                    activity->obsolete});
         indexOf.insert(activity, a);
     }
-    ReportTasks tasks(from, to);
-    for (const QVTask *t : doc.tasks) {
-        const auto found = indexOf.constFind(t->activity);
-        if (found != indexOf.constEnd())
-            tasks.add(
-                {found.value(), t->startDate(), t->startTime(), t->stopDate(), t->stopTime(), t});
-    }
-    return assemble(std::move(data), tasks, includeZero);
+    return assemble(std::move(data), DocumentTasks{doc, indexOf, {}}, includeZero);
 }
 
 bool ReportData::collect(char *data, int length, const QDate &from, const QDate &to,
                          bool includeZero, ReportKind kind, ReportData *report)
 {
-    ReportTasks tasks(from, to);
-    RecordsSink sink(tasks);
+    KeptTasks tasks;
+    RecordsSink sink(PeriodReach(from, to), tasks);
     if (!DocumentFormat::read(data, length, sink))
         return false;
 
