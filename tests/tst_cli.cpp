@@ -241,6 +241,7 @@ private Q_SLOTS:
     void stopNamedActivity();
     void list();
     void reportsEqualTheReportMenu();
+    void reportsRefuseGigabytesOfText();
     void exportCsvAndJson();
     void importRoundTrip();
     void csvNamesNeverRunAsFormulas();
@@ -830,6 +831,49 @@ void TestCli::list()
     QCOMPARE(run.exitCode, 0);
     QCOMPARE(run.out, QByteArray("11/20/26 6:00 PM  11/20/26 7:05 PM  Home Project Beta\n"
                                  "11/20/26 8:00 PM  11/20/26 8:20 PM  Café, \"Ölbaum\"\n"));
+}
+
+// A time sheet over centuries, or with a row for each of many activities on each of many
+// days, would be gigabytes of text: refused in words before any of it is built.
+void TestCli::reportsRefuseGigabytesOfText()
+{
+    TestEnvironment::wipe();
+    Configuration().setMode(Configuration::Personal);
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    for (int i = 0; i < 30; ++i)
+        build.activity(QStringLiteral("Activity %1").arg(i, 2, 10, QLatin1Char('0')), nullptr);
+    build.task(doc.activities.first(), at(19, 9, 0), at(19, 10, 30));
+    build.sortAll();
+    QVERIFY(doc.save());
+
+    Run run = quorvel({QStringLiteral("report"), QStringLiteral("timesheet"),
+                       QStringLiteral("--from"), QStringLiteral("1926-11-19"),
+                       QStringLiteral("--to"), QStringLiteral("2026-11-19")});
+    QCOMPARE(run.exitCode, 2);
+    QCOMPARE(run.out, QByteArray());
+    QCOMPARE(QString::fromUtf8(run.err),
+             QString::fromUtf8(
+                 "quorvel report: a time sheet covers at most 36525 days; choose a shorter "
+                 "period.\nTry “quorvel help report”.\n"));
+
+    // 36 525 days less one, so 36 525 days with a row for each of the 30 activities.
+    const QStringList longest
+        = {QStringLiteral("report"),     QStringLiteral("timesheet"), QStringLiteral("--from"),
+           QStringLiteral("1926-11-20"), QStringLiteral("--to"),      QStringLiteral("2026-11-19")};
+    run = quorvel(longest + QStringList{QStringLiteral("--zero")});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.out, QByteArray());
+    QCOMPARE(QString::fromUtf8(run.err),
+             QString::fromUtf8(
+                 "quorvel: the time sheet of that period would have 1095750 rows, more than the "
+                 "1000000 a report writes; choose a shorter period, or leave out --zero.\n"));
+
+    // Without --zero only the day with time has a row.
+    run = quorvel(longest + QStringList{QStringLiteral("--format"), QStringLiteral("csv")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Date,Activity,Category,Minutes\r\n"
+                                 "2026-11-19,Activity 00,,90\r\n"));
 }
 
 void TestCli::reportsEqualTheReportMenu()

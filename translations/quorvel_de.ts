@@ -851,6 +851,14 @@ Bearbeiten → Rückgängig zurück; ohne Fenster gibt es kein Rückgängig.
         <source>“%1” cannot start at %2: the running “%3” would have to stop then, and would overlap another task.</source>
         <translation>„%1“ kann nicht um %2 beginnen: die laufende Aufgabe „%3“ müsste dann enden und würde sich mit einer anderen überschneiden.</translation>
     </message>
+    <message>
+        <source>a time sheet covers at most %1 days; choose a shorter period.</source>
+        <translation>ein Stundenzettel umfasst höchstens %1 Tage; wählen Sie einen kürzeren Zeitraum.</translation>
+    </message>
+    <message>
+        <source>the time sheet of that period would have %1 rows, more than the %2 a report writes; choose a shorter period, or leave out --zero.</source>
+        <translation>der Stundenzettel dieses Zeitraums hätte %1 Zeilen, mehr als die %2, die ein Bericht schreibt; wählen Sie einen kürzeren Zeitraum oder lassen Sie --zero weg.</translation>
+    </message>
 </context>
 <context>
     <name>DesktopSettingsBase</name>

@@ -378,6 +378,16 @@ bool parse(const QStringList &arguments, Invocation *call, Commands::Result *res
             badUsage(name, Commands::tr("--from and --to are needed."), result);
             return false;
         }
+        // A day of a time sheet holds a row per activity with time (with --zero, per activity):
+        // over centuries that is more text than a terminal or a file should take.
+        if (kind == QLatin1String("timesheet")
+            && call->from.daysTo(call->to) >= CommandParts::MaxTimeSheetDays) {
+            badUsage(name,
+                     Commands::tr("a time sheet covers at most %1 days; choose a shorter period.")
+                         .arg(CommandParts::MaxTimeSheetDays),
+                     result);
+            return false;
+        }
         return checkFormat(
             *call, {QStringLiteral("html"), QStringLiteral("text"), QStringLiteral("csv")}, result);
     }

@@ -112,13 +112,26 @@ ReportKind reportKind(const Invocation &call)
                                                                : ReportKind::TimeSheet;
 }
 
+// Writes the report, or refuses one with more rows than a report writes.
+void writeReport(const ReportData &data, const Invocation &call, Commands::Result *result)
+{
+    if (qsizetype(data.rows.size()) > MaxReportRows) {
+        refuse(result,
+               Commands::tr("the time sheet of that period would have %1 rows, more than the "
+                            "%2 a report writes; choose a shorter period, or leave out --zero.")
+                   .arg(qulonglong(data.rows.size()))
+                   .arg(MaxReportRows));
+        return;
+    }
+    append(result->out, reportText(data, call));
+}
+
 } // namespace
 
 void report(const QuorvelDocument &doc, const Invocation &call, Commands::Result *result)
 {
-    const ReportData data
-        = ReportData::collect(doc, call.from, call.to, call.has("zero"), reportKind(call));
-    append(result->out, reportText(data, call));
+    writeReport(ReportData::collect(doc, call.from, call.to, call.has("zero"), reportKind(call)),
+                call, result);
 }
 
 bool reportRecords(char *data, int length, const Invocation &call, Commands::Result *result)
@@ -127,7 +140,7 @@ bool reportRecords(char *data, int length, const Invocation &call, Commands::Res
     if (!ReportData::collect(data, length, call.from, call.to, call.has("zero"), reportKind(call),
                              &report))
         return false;
-    append(result->out, reportText(report, call));
+    writeReport(report, call, result);
     return true;
 }
 
