@@ -10,6 +10,7 @@
 #include <QHash>
 
 #include <algorithm>
+#include <ctime>
 #include <limits>
 
 namespace {
@@ -22,15 +23,44 @@ public:
     DayTable(const QDate &first, const QDate &last)
         : m_first(first)
     {
+        if (!first.isValid() || !last.isValid() || first > last)
+            return;
+        m_start.reserve(size_t(first.daysTo(last)) + 1);
+        // The midnight of each day, the next one stepped from it by a plain 24 hours and
+        // confirmed by the C library's local time, which QDateTime itself asks: one cheap
+        // look-up per day instead of three local-time conversions. Off the years where both
+        // surely agree, and after a day that is not steady, QDateTime finds the midnight.
+        qint64 midnight = 0;
+        long offset = 0;
+        bool known = false;
         for (QDate d = first; d.isValid() && d <= last; d = d.addDays(1)) {
-            const QDateTime midnight(d, QTime(0, 0));
-            const QDateTime lastMoment(d, QTime(23, 59, 59, 999));
-            const QDateTime nextMidnight(d.addDays(1), QTime(0, 0));
-            // A day of 25 hours repeats an hour, whose times the offset at its ends misses.
-            const bool steady = midnight.time() == QTime(0, 0)
-                                && midnight.offsetFromUtc() == lastMoment.offsetFromUtc()
-                                && midnight.msecsTo(nextMidnight) == qint64(86400) * 1000;
-            m_start.push_back(steady ? midnight.toMSecsSinceEpoch() : unsteady);
+            if (!known) {
+                const QDateTime made(d, QTime(0, 0));
+                known = made.time() == QTime(0, 0) && made.date() == d;
+                midnight = made.toMSecsSinceEpoch();
+                offset = made.offsetFromUtc();
+            }
+            const QDate next = d.addDays(1);
+            const qint64 nextMidnight = midnight + qint64(86400) * 1000;
+            bool steady = false;
+            if (known && d.year() > 1970 && next.year() < 2038) {
+                const time_t seconds = time_t(nextMidnight / 1000);
+                struct tm parts = {};
+                steady = ::localtime_r(&seconds, &parts) && parts.tm_hour == 0 && parts.tm_min == 0
+                         && parts.tm_sec == 0 && parts.tm_year + 1900 == next.year()
+                         && parts.tm_mon + 1 == next.month() && parts.tm_mday == next.day()
+                         && parts.tm_gmtoff == offset;
+            } else if (known) {
+                const QDateTime lastMoment(d, QTime(23, 59, 59, 999));
+                const QDateTime following(next, QTime(0, 0));
+                // A day of 25 hours repeats an hour, whose times the offset at its ends misses.
+                steady = offset == lastMoment.offsetFromUtc()
+                         && following.toMSecsSinceEpoch() == nextMidnight
+                         && following.offsetFromUtc() == offset;
+            }
+            m_start.push_back(steady ? midnight : unsteady);
+            midnight = nextMidnight;
+            known = steady;
         }
     }
 
