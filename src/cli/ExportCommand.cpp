@@ -9,7 +9,9 @@
 #include "model/TaskTimeText.h"
 #include "reports/ReportText.h"
 
+#include <cstring>
 #include <limits>
+#include <vector>
 
 namespace CommandParts {
 
@@ -39,9 +41,10 @@ char *putTwoDigits(char *p, int value)
     return p;
 }
 
-// "2026-11-21T09:30", written digit by digit: an export writes two of these per task. A time
-// as read is written from its numbers; only one that may not be a time is made a QDate first.
-void appendIsoMinute(QByteArray &out, const DocumentFormat::WallClock &when)
+// "2026-11-21T09:30" at p, written digit by digit: an export writes two of these per task. A
+// time as read is written from its numbers; only one that may not be a time is made a QDate
+// first. Nothing for a time that is not one. Returns the end.
+char *putIsoMinute(char *p, const DocumentFormat::WallClock &when)
 {
     int year = when.year;
     int month = when.month;
@@ -52,15 +55,13 @@ void appendIsoMinute(QByteArray &out, const DocumentFormat::WallClock &when)
         const QDate date = when.date();
         const QTime time = when.time();
         if (when.isNull() || !date.isValid() || !time.isValid() || date.year() < 0)
-            return;
+            return p;
         date.getDate(&year, &month, &day);
         hour = time.hour();
         minute = time.minute();
     }
-    char text[32];
-    char *p = year >= 1000 && year <= 9999
-                  ? putTwoDigits(putTwoDigits(text, year / 100), year % 100)
-                  : putDigits(text, year, 4);
+    p = year >= 1000 && year <= 9999 ? putTwoDigits(putTwoDigits(p, year / 100), year % 100)
+                                     : putDigits(p, year, 4);
     *p++ = '-';
     p = putTwoDigits(p, month);
     *p++ = '-';
@@ -68,20 +69,33 @@ void appendIsoMinute(QByteArray &out, const DocumentFormat::WallClock &when)
     *p++ = 'T';
     p = putTwoDigits(p, hour);
     *p++ = ':';
-    p = putTwoDigits(p, minute);
-    out.append(text, p - text);
+    return putTwoDigits(p, minute);
 }
 
-void appendNumber(QByteArray &out, int value)
+char *putNumber(char *p, int value)
 {
-    char text[16];
-    char *p = text;
-    if (value < 0) {
+    qint64 magnitude = value;
+    if (magnitude < 0) {
         *p++ = '-';
-        value = -value;
+        magnitude = -magnitude;
     }
-    p = putDigits(p, value, 1);
-    out.append(text, p - text);
+    char digits[20];
+    int n = 0;
+    do {
+        digits[n++] = char('0' + magnitude % 10);
+        magnitude /= 10;
+    } while (magnitude > 0);
+    while (n > 0)
+        *p++ = digits[--n];
+    return p;
+}
+
+// Copies a text without its terminator to p; returns the end.
+template<size_t N>
+char *putText(char *p, const char (&text)[N])
+{
+    std::memcpy(p, text, N - 1);
+    return p + N - 1;
 }
 
 // The export, written as the reader hands over the records: no task is built, so a large
@@ -130,31 +144,35 @@ public:
         const QTime stopTime = record.stop.time();
         const bool running = !(stopDate.isValid() && stopTime.isValid());
 
+        // The row after its activity's part, written in one piece: at most two times of 16
+        // characters, a number of 11 and 40 of punctuation.
+        char rest[96];
+        char *p = putIsoMinute(rest, record.start);
+        if (m_json) {
+            if (running) {
+                p = putText(p, "\",\"stop\":null,\"minutes\":null}");
+            } else {
+                p = putText(p, "\",\"stop\":\"");
+                p = putIsoMinute(p, record.stop);
+                p = putText(p, "\",\"minutes\":");
+                p = putNumber(p, minutes(startDate, startTime, stopDate, stopTime));
+                *p++ = '}';
+            }
+        } else {
+            *p++ = ',';
+            if (!running) {
+                p = putIsoMinute(p, record.stop);
+                *p++ = ',';
+                p = putNumber(p, minutes(startDate, startTime, stopDate, stopTime));
+            } else {
+                *p++ = ',';
+            }
+            p = putText(p, "\r\n");
+        }
         if (m_json)
             m_out += m_first ? "\n" : ",\n";
         m_out += nameOf(record.activityPosition);
-        appendIsoMinute(m_out, record.start);
-        if (m_json) {
-            if (running) {
-                m_out += "\",\"stop\":null,\"minutes\":null}";
-            } else {
-                m_out += "\",\"stop\":\"";
-                appendIsoMinute(m_out, record.stop);
-                m_out += "\",\"minutes\":";
-                appendNumber(m_out, minutes(startDate, startTime, stopDate, stopTime));
-                m_out += '}';
-            }
-        } else {
-            m_out += ',';
-            if (!running) {
-                appendIsoMinute(m_out, record.stop);
-                m_out += ',';
-                appendNumber(m_out, minutes(startDate, startTime, stopDate, stopTime));
-            } else {
-                m_out += ',';
-            }
-            m_out += "\r\n";
-        }
+        m_out.append(rest, p - rest);
         m_first = false;
         return true;
     }
@@ -172,9 +190,12 @@ private:
     {
         if (position < 0 || position >= m_activities.size())
             position = -1;
-        auto found = m_names.find(position);
-        if (found != m_names.end())
-            return *found;
+        // Kept by position, one past it so that "no activity" has a place too.
+        const size_t slot = size_t(position + 1);
+        if (slot >= m_names.size())
+            m_names.resize(size_t(m_activities.size()) + 1);
+        if (!m_names[slot].isNull())
+            return m_names[slot];
         QString name;
         QString category;
         if (position >= 0) {
@@ -182,7 +203,7 @@ private:
             name = activity.name;
             category = m_categories.value(activity.categoryPosition);
         }
-        const QByteArray text
+        m_names[slot]
             = m_json ? (QStringLiteral("{\"activity\":") + jsonString(name)
                         + QStringLiteral(",\"category\":") + jsonString(category)
                         + QStringLiteral(",\"start\":\""))
@@ -190,7 +211,7 @@ private:
                      : (ReportText::csvField(ReportText::csvName(name)) + QLatin1Char(',')
                         + ReportText::csvField(ReportText::csvName(category)) + QLatin1Char(','))
                            .toUtf8();
-        return *m_names.insert(position, text);
+        return m_names[slot];
     }
 
     // A stopped task's minutes; on a day whose clock never jumps, from the wall-clock times
@@ -224,7 +245,7 @@ private:
     bool m_first = true;
     QStringList m_categories;
     QList<DocumentFormat::ActivityRecord> m_activities;
-    QHash<int, QByteArray> m_names;
+    std::vector<QByteArray> m_names;
     QHash<qint64, bool> m_steadyDays;
     qint64 m_lastDay = std::numeric_limits<qint64>::min();
     bool m_lastSteady = false;
