@@ -10,6 +10,8 @@
 #include <QString>
 #include <QTime>
 
+#include <vector>
+
 // The document string: the data file's contents and the payload of a server exchange, as
 // plain records. The one reader and the one writer of the format live here, so that the
 // program, the group server and every other reader can never disagree about it.
@@ -103,6 +105,29 @@ public:
     virtual bool task(const TaskRecord &record) = 0;
     // Called even when the read fails at the end marker, as the list was read by then.
     virtual void deletedTaskIds(const QList<int> &ids) = 0;
+};
+
+// A sink that keeps the categories and activities as read, for readers that take the tasks
+// their own way (or not at all).
+class CatalogueSink : public Sink
+{
+public:
+    std::vector<CategoryRecord> categories;
+    std::vector<ActivityRecord> activities;
+
+    void nextId(int) override {}
+    bool category(const CategoryRecord &record) override
+    {
+        categories.push_back(record);
+        return true;
+    }
+    bool activity(const ActivityRecord &record) override
+    {
+        activities.push_back(record);
+        return true;
+    }
+    bool task(const TaskRecord &) override { return true; }
+    void deletedTaskIds(const QList<int> &) override {}
 };
 
 // Reads a document string of length bytes at data. True when it is whole: the start marker,

@@ -294,7 +294,7 @@ int plainDay(const QDate &date)
 // Reads the records a report needs out of a document string: the categories, the activities,
 // and of the tasks only those that can reach the period, looked at first by their dates as
 // read so that the rest are never converted.
-class RecordsSink : public DocumentFormat::Sink
+class RecordsSink : public DocumentFormat::CatalogueSink
 {
 public:
     RecordsSink(const PeriodReach &reach, KeptTasks &tasks)
@@ -306,17 +306,6 @@ public:
         m_highDay = plain ? plainDay(reach.high) : -1;
     }
 
-    void nextId(int) override {}
-    bool category(const DocumentFormat::CategoryRecord &record) override
-    {
-        categories.push_back(record);
-        return true;
-    }
-    bool activity(const DocumentFormat::ActivityRecord &record) override
-    {
-        activities.push_back(record);
-        return true;
-    }
     bool task(const DocumentFormat::TaskRecord &record) override
     {
         const int a = record.activityPosition;
@@ -350,10 +339,6 @@ public:
             m_tasks.kept.push_back(task);
         return true;
     }
-    void deletedTaskIds(const QList<int> &) override {}
-
-    std::vector<DocumentFormat::CategoryRecord> categories;
-    std::vector<DocumentFormat::ActivityRecord> activities;
 
 private:
     // A date with a time that is not one holds what the document's task would hold: the

@@ -28,28 +28,6 @@ QString nowText()
     return Clock::now().toUTC().toString(Qt::ISODate);
 }
 
-// Collects the categories and activities of a document string.
-class CatalogueSink : public DocumentFormat::Sink
-{
-public:
-    QList<DocumentFormat::CategoryRecord> categories;
-    QList<DocumentFormat::ActivityRecord> activities;
-
-    void nextId(int) override {}
-    bool category(const DocumentFormat::CategoryRecord &record) override
-    {
-        categories.append(record);
-        return true;
-    }
-    bool activity(const DocumentFormat::ActivityRecord &record) override
-    {
-        activities.append(record);
-        return true;
-    }
-    bool task(const DocumentFormat::TaskRecord &) override { return true; }
-    void deletedTaskIds(const QList<int> &) override {}
-};
-
 } // namespace
 
 Admin::Admin(Sql &sql, const QString &stateFolder, QTextStream &out, QTextStream &err)
@@ -631,7 +609,7 @@ int Admin::import(const QString &file)
     if (!in.open(QIODevice::ReadOnly))
         return fail(tr("%1 cannot be read: %2").arg(file, in.errorString()));
     QByteArray bytes = in.readAll();
-    CatalogueSink sink;
+    DocumentFormat::CatalogueSink sink;
     if (!DocumentFormat::read(bytes.data(), int(qMin<qint64>(bytes.size(), INT_MAX)), sink))
         return fail(tr("%1 is not a Quorvel data file.").arg(file));
 
@@ -672,10 +650,10 @@ int Admin::import(const QString &file)
     for (const DocumentFormat::ActivityRecord &record : std::as_const(sink.activities)) {
         const QString name = QuorvelDocument::catalogueName(record.name);
         if (record.obsolete || name.isEmpty() || record.categoryPosition < 0
-            || record.categoryPosition >= sink.categories.size())
+            || record.categoryPosition >= int(sink.categories.size()))
             continue;
         const DocumentFormat::CategoryRecord &category
-            = sink.categories.at(record.categoryPosition);
+            = sink.categories.at(size_t(record.categoryPosition));
         const qint64 categoryId
             = categoryIds.value(QuorvelDocument::catalogueName(category.name).toCaseFolded());
         if (category.obsolete || categoryId == 0)

@@ -33,7 +33,7 @@ struct RequestTask
 // Reads the device's document without building the program's objects and without dropping
 // anything, so that positions stay those the device counts; refuses lists beyond the limits
 // before they are built.
-class RequestDocument : public DocumentFormat::Sink
+class RequestDocument : public DocumentFormat::CatalogueSink
 {
 public:
     // bytes: the length of the document string, which bounds how many tasks it can hold.
@@ -43,8 +43,6 @@ public:
     {}
 
     int nextIdValue = 0;
-    std::vector<DocumentFormat::CategoryRecord> categories;
-    std::vector<DocumentFormat::ActivityRecord> activities;
     std::vector<RequestTask> tasks;
     QList<int> deleted;
     bool overLimit = false;
@@ -76,18 +74,6 @@ public:
         // damaged count says.
         if (list == List::Tasks && count > 0)
             tasks.reserve(size_t(qMin(count, m_bytes / 40 + 1)));
-        return true;
-    }
-
-    bool category(const DocumentFormat::CategoryRecord &record) override
-    {
-        categories.push_back(record);
-        return true;
-    }
-
-    bool activity(const DocumentFormat::ActivityRecord &record) override
-    {
-        activities.push_back(record);
         return true;
     }
 
