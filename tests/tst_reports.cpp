@@ -156,6 +156,7 @@ private Q_SLOTS:
     void singleDayPeriodIsAccepted();
     void fromAfterToIsRefused();
     void timeSheetCoversTenYears();
+    void timeSheetOfGigabytesIsRefused();
     void invalidDatesBecomeToday();
     void onePickerServesBothButtons();
 
@@ -615,6 +616,58 @@ void TestReports::timeSheetCoversTenYears()
     QCOMPARE(answers.remaining(), 0);
     QVERIFY(MessageBox::shown().isEmpty());
     QVERIFY(text.contains(QStringLiteral("1/1/90 to 11/21/26")));
+}
+
+// Over centuries, or with a row for each of many activities on each of many days, a time
+// sheet would be gigabytes of text: the window says so instead of running out of memory.
+void TestReports::timeSheetOfGigabytesIsRefused()
+{
+    Configuration().setMode(Configuration::Personal);
+    {
+        QuorvelDocument doc;
+        doc.createSampleData();
+        DocumentBuilder build(doc);
+        for (int i = doc.activities.size(); i < 30; ++i)
+            build.activity(QStringLiteral("Activity %1").arg(i), doc.categories.first());
+        build.task(doc.activities.at(0), at(2, 9, 0), at(2, 10, 35));
+        doc.activities.sort();
+        doc.tasks.sort();
+        QVERIFY(doc.save());
+    }
+    QuorvelMainWindow window;
+    ModalAnswers answers;
+    MessageBox::clearShown();
+    answers.add(acceptPeriod(QDate(1926, 11, 20), QDate(2026, 11, 20), false, false));
+    window.reports().at(1)->invoke();
+    QCOMPARE(answers.remaining(), 0);
+    QCOMPARE(MessageBox::shown().size(), 1);
+    QCOMPARE(MessageBox::shown().first().title, QStringLiteral("Period Time Sheet"));
+    QCOMPARE(MessageBox::shown().first().text,
+             QStringLiteral("A time sheet covers at most 36525 days. Choose a shorter period."));
+
+    // One day less is 36 525 days: with a row for each of the 30 activities on each of them.
+    MessageBox::clearShown();
+    answers.add(acceptPeriod(QDate(1926, 11, 21), QDate(2026, 11, 20), true, false));
+    window.reports().at(1)->invoke();
+    QCOMPARE(answers.remaining(), 0);
+    QCOMPARE(MessageBox::shown().size(), 1);
+    QCOMPARE(MessageBox::shown().first().text,
+             QStringLiteral("The time sheet of that period would have 1095750 rows, more than "
+                            "the 1000000 a report shows. Choose a shorter period, or leave out "
+                            "the activities without time."));
+
+    // Without the activities that have no time, the same period is shown.
+    MessageBox::clearShown();
+    answers.add(acceptPeriod(QDate(1926, 11, 21), QDate(2026, 11, 20), false, false));
+    QString text;
+    answers.add([&text](QWidget *widget) {
+        text = qobject_cast<ReportViewer *>(widget)->browser()->reportText();
+        widget->close();
+    });
+    window.reports().at(1)->invoke();
+    QCOMPARE(answers.remaining(), 0);
+    QVERIFY(MessageBox::shown().isEmpty());
+    QCOMPARE(text.count(QStringLiteral("<td align=top bgcolor=#c0c0c0 rowspan=")), 36525);
 }
 
 void TestReports::invalidDatesBecomeToday()

@@ -1850,6 +1850,14 @@ nach dem Bis-Datum liegen.</translation>
         <source>Total</source>
         <translation>Summe</translation>
     </message>
+    <message>
+        <source>A time sheet covers at most %1 days. Choose a shorter period.</source>
+        <translation>Ein Stundenzettel umfasst höchstens %1 Tage. Wählen Sie einen kürzeren Zeitraum.</translation>
+    </message>
+    <message>
+        <source>The time sheet of that period would have %1 rows, more than the %2 a report shows. Choose a shorter period, or leave out the activities without time.</source>
+        <translation>Der Stundenzettel dieses Zeitraums hätte %1 Zeilen, mehr als die %2, die ein Bericht zeigt. Wählen Sie einen kürzeren Zeitraum oder lassen Sie die Tätigkeiten ohne Zeit weg.</translation>
+    </message>
 </context>
 <context>
     <name>ReportViewer</name>

@@ -101,10 +101,6 @@ void status(const QuorvelDocument &doc, const Invocation &call, Commands::Result
 void list(const QuorvelDocument &doc, const Invocation &call, Commands::Result *result);
 void activities(const QuorvelDocument &doc, Commands::Result *result);
 void report(const QuorvelDocument &doc, const Invocation &call, Commands::Result *result);
-// The longest period of a time sheet (about a hundred years), and the most rows a report
-// writes: more would be gigabytes of text, which no one reads and memory may not hold.
-constexpr int MaxTimeSheetDays = 36525;
-constexpr qsizetype MaxReportRows = 1000000;
 // The same report straight from a document string; false when it cannot be read.
 bool reportRecords(char *data, int length, const Invocation &call, Commands::Result *result);
 bool exportRecords(char *data, int length, const Invocation &call, Commands::Result *result);

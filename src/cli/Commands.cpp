@@ -7,6 +7,7 @@
 #include "TimeArgument.h"
 #include "model/QuorvelDocument.h"
 #include "platform/Clock.h"
+#include "reports/ReportText.h"
 
 #include <QCommandLineParser>
 
@@ -381,10 +382,10 @@ bool parse(const QStringList &arguments, Invocation *call, Commands::Result *res
         // A day of a time sheet holds a row per activity with time (with --zero, per activity):
         // over centuries that is more text than a terminal or a file should take.
         if (kind == QLatin1String("timesheet")
-            && call->from.daysTo(call->to) >= CommandParts::MaxTimeSheetDays) {
+            && call->from.daysTo(call->to) >= ReportText::MaxTimeSheetDays) {
             badUsage(name,
                      Commands::tr("a time sheet covers at most %1 days; choose a shorter period.")
-                         .arg(CommandParts::MaxTimeSheetDays),
+                         .arg(ReportText::MaxTimeSheetDays),
                      result);
             return false;
         }

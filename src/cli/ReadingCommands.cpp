@@ -12,6 +12,7 @@
 #include "reports/ReportData.h"
 #include "reports/ReportHtml.h"
 #include "reports/ReportPlainText.h"
+#include "reports/ReportText.h"
 
 namespace CommandParts {
 
@@ -115,12 +116,12 @@ ReportKind reportKind(const Invocation &call)
 // Writes the report, or refuses one with more rows than a report writes.
 void writeReport(const ReportData &data, const Invocation &call, Commands::Result *result)
 {
-    if (qsizetype(data.rows.size()) > MaxReportRows) {
+    if (qsizetype(data.rows.size()) > ReportText::MaxReportRows) {
         refuse(result,
                Commands::tr("the time sheet of that period would have %1 rows, more than the "
                             "%2 a report writes; choose a shorter period, or leave out --zero.")
                    .arg(qulonglong(data.rows.size()))
-                   .arg(MaxReportRows));
+                   .arg(ReportText::MaxReportRows));
         return;
     }
     append(result->out, reportText(data, call));

@@ -51,6 +51,21 @@ QString ReportText::timeSheetSettingsName()
     return QString::fromLatin1(TimeSheetName);
 }
 
+QString ReportText::timeSheetRefusal(const QuorvelDocument &doc, const QDate &from, const QDate &to,
+                                     bool includeZero)
+{
+    if (from.isValid() && to.isValid() && from.daysTo(to) >= MaxTimeSheetDays)
+        return tr("A time sheet covers at most %1 days. Choose a shorter period.")
+            .arg(MaxTimeSheetDays);
+    const qsizetype rows = qsizetype(timeSheetData(doc, from, to, includeZero).rows.size());
+    if (rows > MaxReportRows)
+        return tr("The time sheet of that period would have %1 rows, more than the %2 a report "
+                  "shows. Choose a shorter period, or leave out the activities without time.")
+            .arg(rows)
+            .arg(MaxReportRows);
+    return QString();
+}
+
 int ReportText::countNonzeroActivities(const QuorvelDocument &doc, const QDate &day)
 {
     int count = 0;

@@ -23,6 +23,16 @@ public:
     static QString summarySettingsName();
     static QString timeSheetSettingsName();
 
+    // The most a time sheet is made for: the days of its period (about a hundred years), and
+    // its rows (with zero rows, one per activity and day). More would be gigabytes of text
+    // that no one reads and memory may not hold.
+    static constexpr int MaxTimeSheetDays = 36525;
+    static constexpr qsizetype MaxReportRows = 1000000;
+    // Why the window does not make the time sheet of that period, in words; empty when it
+    // makes it.
+    static QString timeSheetRefusal(const QuorvelDocument &doc, const QDate &from, const QDate &to,
+                                    bool includeZero);
+
     // How many of the document's activities have time on day (running tasks left out).
     static int countNonzeroActivities(const QuorvelDocument &doc, const QDate &day);
 

@@ -58,6 +58,11 @@ QString PeriodTimeSheetReport::getReportText() const
                                        decimalHours());
 }
 
+QString PeriodTimeSheetReport::refusal() const
+{
+    return ReportText::timeSheetRefusal(*document(), fromDate(), toDate(), includeZeroActivities());
+}
+
 QString PeriodTimeSheetReport::getReportCsv() const
 {
     return ReportText::periodTimeSheetCsv(*document(), fromDate(), toDate(),

@@ -20,6 +20,8 @@ public:
     QString getReportCsv() const override;
     // "Timesheet <today's short date>".
     QString getReportFileName() const override;
+    // Over centuries, or with millions of rows, the time sheet is not made.
+    QString refusal() const override;
 
     // How many activities have time on day.
     int countNonzeroActivities(const QDate &day) const;

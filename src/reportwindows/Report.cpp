@@ -8,6 +8,7 @@
 #include "platform/Config.h"
 #include "platform/Logging.h"
 #include "reportwindows/ReportViewer.h"
+#include "widgets/MessageBox.h"
 
 #include <QDebug>
 
@@ -93,6 +94,11 @@ void Report::invoke()
     }
     config.writeEntry(QStringLiteral("DefaultParameters"), getParameters());
 
+    const QString refused = refusal();
+    if (!refused.isEmpty()) {
+        MessageBox::information(m_parent, getMenuName(), refused);
+        return;
+    }
     ReportViewer viewer(this, m_parent);
     viewer.setObjectName(QStringLiteral("Report"));
     viewer.exec();

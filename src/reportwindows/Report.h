@@ -36,6 +36,8 @@ public:
     virtual QString getReportCsv() const = 0;
     // The name proposed for the report exported to a file, without an extension.
     virtual QString getExportName() const { return getMenuName(); }
+    // Why the report of the parameters chosen is not made, in words; empty when it is.
+    virtual QString refusal() const { return QString(); }
 
     QWidget *parentWidget() const { return m_parent; }
     QuorvelDocument *document() const { return m_document; }
