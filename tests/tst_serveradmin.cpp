@@ -819,6 +819,9 @@ void TestServerAdmin::reportRefusals()
              tenYears.out.indexOf(dayCell));
     QCOMPARE(tenYears.out.indexOf(dayCell + QStringLiteral("Sat<br>Nov&nbsp;21<br>2026</td>")),
              tenYears.out.lastIndexOf(dayCell));
+    // A hundred years and a day would be more text than anyone reads.
+    refused(words("report timesheet --from 1926-11-20 --to 2026-11-20"),
+            QStringLiteral("A time sheet covers at most 36525 days. Choose a shorter period.\n"));
     refused(words("report summary --from 2026-11-01 --to 2026-11-02 --user nobody"),
             QStringLiteral("There is no user nobody.\n"));
     // A summary may cover any period.

@@ -768,6 +768,12 @@ int Admin::report(ReportKind kind, const QDate &from, const QDate &to, const QSt
     QuorvelDocument doc;
     if (!reportDocument(user, &doc))
         return databaseFailed();
+    // Over centuries, or with millions of rows, a time sheet would be gigabytes of text.
+    if (kind == ReportKind::TimeSheet) {
+        const QString refused = ReportText::timeSheetRefusal(doc, from, to, includeZero);
+        if (!refused.isEmpty())
+            return fail(refused);
+    }
     QString text;
     if (format == ReportFormat::Csv)
         text = kind == ReportKind::Summary
