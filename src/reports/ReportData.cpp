@@ -92,6 +92,14 @@ qint64 epochOfNextMidnight(const QDate &d)
     return QDateTime(d, QTime(0, 0)).addDays(1).toMSecsSinceEpoch();
 }
 
+// Adds minutes to a total, held at the ends of int: a task recorded over millennia (a year
+// typed wrong, a damaged file) must give a large number, not an overflow.
+void addMinutes(int &total, int minutes)
+{
+    total = int(std::clamp<qint64>(qint64(total) + minutes, std::numeric_limits<int>::min(),
+                                   std::numeric_limits<int>::max()));
+}
+
 // Periods longer than this many days (ten years) look at their tasks' dates before making
 // their day table.
 constexpr qint64 longPeriodDays = 3653;
@@ -256,7 +264,8 @@ struct ScannedSource
             const qint64 e = table.msecs(ed, t.stopTime, [&t] { return t.stop(); });
             const int duration
                 = (sd.isValid() && st.isValid()) ? int((e - s) / 1000 / 60) : t.duration();
-            periodTotals[a] += ReportData::minutesWithin(s, e, duration, periodFirst, periodLast);
+            addMinutes(periodTotals[a],
+                       ReportData::minutesWithin(s, e, duration, periodFirst, periodLast));
             if (!perDay || dayCount == 0)
                 return;
             // The days the task can reach: those within a day of its start and stop dates.
@@ -268,8 +277,8 @@ struct ScannedSource
             }
             int *row = dayTotals.data() + a * size_t(dayCount);
             for (int i = firstDay; i <= lastDay; ++i)
-                row[i] += ReportData::minutesWithin(s, e, duration, dayFirst[size_t(i)],
-                                                    dayLast[size_t(i)]);
+                addMinutes(row[i], ReportData::minutesWithin(s, e, duration, dayFirst[size_t(i)],
+                                                             dayLast[size_t(i)]));
         });
     }
 
@@ -409,9 +418,9 @@ ReportData assemble(ReportData data, const Tasks &tasks, bool includeZero)
             data.obsoleteShown = true;
         if (activity.column < 0)
             return;
-        data.totals[size_t(activity.column)] += minutes;
+        addMinutes(data.totals[size_t(activity.column)], minutes);
         if (dayTotals)
-            (*dayTotals)[size_t(activity.column)] += minutes;
+            addMinutes((*dayTotals)[size_t(activity.column)], minutes);
     };
 
     if (!perDay) {
