@@ -114,10 +114,21 @@ struct ReportTask
     QDate stopDate;
     QTime stopTime;
     const QVTask *task = nullptr;
+    // From records, a moment that is not plainly a date and time as QDateTime made it, which
+    // its parts may no longer give back (beyond the year 9999 it keeps no date).
+    QDateTime madeStart;
+    QDateTime madeStop;
 
     bool running() const { return !(stopDate.isValid() && stopTime.isValid()); }
-    QDateTime start() const { return task ? task->start() : QDateTime(startDate, startTime); }
-    QDateTime stop() const { return task ? task->stop() : QDateTime(stopDate, stopTime); }
+    QDateTime start() const
+    {
+        return task ? task->start()
+                    : (madeStart.isNull() ? QDateTime(startDate, startTime) : madeStart);
+    }
+    QDateTime stop() const
+    {
+        return task ? task->stop() : (madeStop.isNull() ? QDateTime(stopDate, stopTime) : madeStop);
+    }
     int duration() const { return task ? task->duration() : int(start().secsTo(stop()) / 60); }
 };
 
@@ -156,7 +167,7 @@ struct DocumentTasks
             const auto found = indexOf.constFind(t->activity);
             if (found != indexOf.constEnd())
                 visit(ReportTask{found.value(), t->startDate(), t->startTime(), t->stopDate(),
-                                 t->stopTime(), t});
+                                 t->stopTime(), t, QDateTime(), QDateTime()});
         }
     }
 };
@@ -330,19 +341,22 @@ public:
                 return true;
             }
         }
-        // As the document's reader makes them: a time not given stays null.
+        // As the document's reader makes them: a time not given stays null, and one off the
+        // plain years and times holds what QDateTime makes of it.
         ReportTask task;
         task.activity = a;
         if (!record.start.isNull()) {
             task.startDate = record.start.date();
             task.startTime = record.start.time();
+            if (!record.start.isPlainlyValid())
+                task.madeStart = made(&task.startDate, &task.startTime);
         }
         if (!record.stop.isNull()) {
             task.stopDate = record.stop.date();
             task.stopTime = record.stop.time();
+            if (!record.stop.isPlainlyValid())
+                task.madeStop = made(&task.stopDate, &task.stopTime);
         }
-        normalise(&task.startDate, &task.startTime);
-        normalise(&task.stopDate, &task.stopTime);
         m_tasks.mark(a);
         if (!m_reach.outside(task))
             m_tasks.kept.push_back(task);
@@ -350,15 +364,14 @@ public:
     }
 
 private:
-    // A date with a time that is not one holds what the document's task would hold: the
-    // parts of the date-time they make.
-    static void normalise(QDate *date, QTime *time)
+    // What the document's task holds of a date and time that are not plainly both: the
+    // date-time they make, and its parts.
+    static QDateTime made(QDate *date, QTime *time)
     {
-        if (date->isValid() == time->isValid())
-            return;
-        const QDateTime made(*date, *time);
-        *date = made.date();
-        *time = made.time();
+        const QDateTime moment(*date, *time);
+        *date = moment.date();
+        *time = moment.time();
+        return moment;
     }
 
     const PeriodReach m_reach;
