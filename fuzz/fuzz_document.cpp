@@ -13,6 +13,7 @@
 
 #include <climits>
 #include <cstring>
+#include <ctime>
 #include <memory>
 
 namespace {
@@ -39,8 +40,17 @@ void checkRoundTrip(const QuorvelDocument &doc)
 }
 
 // The reports of a year and of a week, from the records and from the document read from them.
-void checkReports(const char *data, size_t size, bool read, const QuorvelDocument &doc)
+// Both are made in UTC: in a zone with summer time, which of two moments a time in the
+// repeated hour names is the C library's guess, led by the conversions before it, and the two
+// readers convert in a different order.
+void checkReports(const char *data, size_t size, bool read)
 {
+    const QByteArray zone = qgetenv("TZ");
+    qputenv("TZ", "UTC");
+    ::tzset();
+    const std::unique_ptr<char[]> own = exactCopy(data, size);
+    QuorvelDocument doc;
+    FUZZ_CHECK(doc.populateFromByteArray(own.get(), int(size)) == read);
     const struct
     {
         QDate from;
@@ -58,6 +68,8 @@ void checkReports(const char *data, size_t size, bool read, const QuorvelDocumen
             FUZZ_CHECK(fromRecords
                        == ReportData::collect(doc, period.from, period.to, true, period.kind));
     }
+    qputenv("TZ", zone);
+    ::tzset();
 }
 
 } // namespace
@@ -89,13 +101,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     FUZZ_CHECK(sorted.startsWith("--start--\n105\n"));
     FUZZ_CHECK(sorted.endsWith("--end--\n"));
 
-    if (!read)
-        checkReports(reinterpret_cast<const char *>(data), size, read, doc);
+    checkReports(reinterpret_cast<const char *>(data), size, read);
     if (read) {
         QuorvelDocument unsorted;
         const std::unique_ptr<char[]> again = exactCopy(reinterpret_cast<const char *>(data), size);
         FUZZ_CHECK(unsorted.populateFromByteArray(again.get(), int(size)));
-        checkReports(reinterpret_cast<const char *>(data), size, read, unsorted);
         checkRoundTrip(unsorted);
         checkRoundTrip(doc);
     }
