@@ -3,8 +3,8 @@
 
 // The forgotten timer: one notification per task after the set hours of a pinned clock, resident
 // and without expiry, none when off, its Stop and Keep, the panel icon's mark until then, and the
-// panel's message where no notification service answers. The notification service is a fake on
-// a private session bus.
+// panel's message where no notification service answers, and a task stopped before the service
+// says which notification it shows. The notification service is a fake on a private session bus.
 
 #include "DocumentBuilder.h"
 #include "PrivateBus.h"
@@ -19,6 +19,7 @@
 #include "widgets/MessageBox.h"
 
 #include <QDBusConnection>
+#include <QDBusContext>
 #include <QDBusMessage>
 #include <QtTest>
 
@@ -28,7 +29,7 @@ const QString Service = QStringLiteral("org.freedesktop.Notifications");
 const QString Path = QStringLiteral("/org/freedesktop/Notifications");
 
 // Records what it is asked to show, on a connection of its own.
-class FakeNotifications : public QObject
+class FakeNotifications : public QObject, protected QDBusContext
 {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
@@ -46,6 +47,15 @@ public:
     };
     QList<Shown> shown;
     QList<uint> closed;
+    // While set, Notify answers only when releaseReplies() is called, as a slow service would.
+    bool holdReplies = false;
+
+    void releaseReplies()
+    {
+        holdReplies = false;
+        for (const QDBusMessage &reply : std::exchange(m_held, {}))
+            QDBusConnection(QStringLiteral("fake")).send(reply);
+    }
 
 public Q_SLOTS:
     uint Notify(const QString &app, uint, const QString &icon, const QString &summary,
@@ -53,9 +63,17 @@ public Q_SLOTS:
                 int expireTimeout)
     {
         shown.append({app, icon, summary, body, actions, hints, expireTimeout});
-        return uint(shown.size() + 40);
+        const uint id = uint(shown.size() + 40);
+        if (holdReplies) {
+            setDelayedReply(true);
+            m_held << message().createReply(id);
+        }
+        return id;
     }
     void CloseNotification(uint notification) { closed << notification; }
+
+private:
+    QList<QDBusMessage> m_held;
 };
 
 // Tasks of "Writing" since 08:00 and of "Reading" since 15:00 run; the clock says 09:30.
@@ -88,6 +106,7 @@ private Q_SLOTS:
     void keepKeepsIt();
     void withoutAServiceNothingBreaks();
     void panelMarksTheTaskUntilAnswered();
+    void stoppedBeforeTheServiceAnswers();
 
 private:
     void invoke(uint notification, const QString &action);
@@ -267,6 +286,28 @@ void TestReminder::panelMarksTheTaskUntilAnswered()
     // Its question is answered: the notification goes too.
     QTRY_COMPARE(m_fake->closed, (QList<uint>{41, 42}));
     QCOMPARE(m_fake->shown.size(), 2);
+}
+
+void TestReminder::stoppedBeforeTheServiceAnswers()
+{
+    ForgottenTimer::setHours(1);
+    QuorvelMainWindow window;
+    ForgottenTimer reminder(&window, QDBusConnection::sessionBus());
+    m_fake->holdReplies = true;
+    reminder.check();
+    QTRY_COMPARE(m_fake->shown.size(), 1);
+    // Writing is stopped in the window while the service has not yet said which notification
+    // it shows; its question, once known, is closed at once.
+    window.mainWidget()->button(1)->click();
+    QVERIFY(!window.document()->tasks.first()->isRunning());
+    QVERIFY(m_fake->closed.isEmpty());
+    m_fake->releaseReplies();
+    QTRY_COMPARE(m_fake->closed, QList<uint>{41});
+    // And its Stop, were it still pressed, stops nothing.
+    invoke(41, QStringLiteral("stop"));
+    QTest::qWait(200);
+    QVERIFY(window.document()->tasks.last()->isRunning());
+    QVERIFY(MessageBox::shown().isEmpty());
 }
 
 QUORVEL_TEST_MAIN(TestReminder)

@@ -85,6 +85,15 @@ void ForgottenTimer::check()
         overdueChanged();
 }
 
+bool ForgottenTimer::isRunning(int taskId) const
+{
+    for (const QVTask *task : m_window->document()->tasks) {
+        if (task->id == taskId)
+            return task->isRunning();
+    }
+    return false;
+}
+
 void ForgottenTimer::overdueChanged()
 {
     if (m_tray)
@@ -118,7 +127,11 @@ void ForgottenTimer::remind(int taskId, const QString &activity, const QString &
                 watcher->deleteLater();
                 const QDBusPendingReply<uint> reply = *watcher;
                 if (reply.isValid()) {
-                    m_shown.insert(reply.value(), {taskId, activity});
+                    // Stopped while the service was answering: nothing is left to ask.
+                    if (isRunning(taskId))
+                        m_shown.insert(reply.value(), {taskId, activity});
+                    else
+                        closeNotification(reply.value());
                     return;
                 }
                 if (m_tray)

@@ -46,6 +46,7 @@ private:
     void remind(int taskId, const QString &activity, const QString &runningTime);
     void overdueChanged();
     void closeNotification(uint notification);
+    bool isRunning(int taskId) const;
 
     struct Shown
     {
