@@ -100,7 +100,7 @@ char *putText(char *p, const char (&text)[N])
 
 // The export, written as the reader hands over the records: no task is built, so a large
 // history exports in the time it takes to read it.
-class ExportSink : public DocumentFormat::Sink
+class ExportSink : public DocumentFormat::CatalogueSink
 {
 public:
     ExportSink(const Invocation &call, QByteArray &out)
@@ -109,26 +109,11 @@ public:
         , m_out(out)
     {}
 
-    void nextId(int) override {}
-    void deletedTaskIds(const QList<int> &) override {}
-
     bool count(List list, int count) override
     {
         // Room for what this many tasks will need, within what the file could hold.
         if (list == List::Tasks && count > 0)
             m_out.reserve(qMin(count, 4 << 20) * (m_json ? 150 : 96) + 64);
-        return true;
-    }
-
-    bool category(const DocumentFormat::CategoryRecord &record) override
-    {
-        m_categories << record.name;
-        return true;
-    }
-
-    bool activity(const DocumentFormat::ActivityRecord &record) override
-    {
-        m_activities << record;
         return true;
     }
 
@@ -188,20 +173,22 @@ private:
     // What a row of this activity begins with: its name and category, quoted once.
     const QByteArray &nameOf(int position)
     {
-        if (position < 0 || position >= m_activities.size())
+        if (position < 0 || size_t(position) >= activities.size())
             position = -1;
         // Kept by position, one past it so that "no activity" has a place too.
         const size_t slot = size_t(position + 1);
         if (slot >= m_names.size())
-            m_names.resize(size_t(m_activities.size()) + 1);
+            m_names.resize(activities.size() + 1);
         if (!m_names[slot].isNull())
             return m_names[slot];
         QString name;
         QString category;
         if (position >= 0) {
-            const DocumentFormat::ActivityRecord &activity = m_activities.at(position);
+            const DocumentFormat::ActivityRecord &activity = activities[size_t(position)];
             name = activity.name;
-            category = m_categories.value(activity.categoryPosition);
+            if (activity.categoryPosition >= 0
+                && size_t(activity.categoryPosition) < categories.size())
+                category = categories[size_t(activity.categoryPosition)].name;
         }
         m_names[slot]
             = m_json ? (QStringLiteral("{\"activity\":") + jsonString(name)
@@ -243,8 +230,6 @@ private:
     const bool m_json;
     QByteArray &m_out;
     bool m_first = true;
-    QStringList m_categories;
-    QList<DocumentFormat::ActivityRecord> m_activities;
     std::vector<QByteArray> m_names;
     QHash<qint64, bool> m_steadyDays;
     qint64 m_lastDay = std::numeric_limits<qint64>::min();
