@@ -57,6 +57,11 @@ QString ReportText::timeSheetRefusal(const QuorvelDocument &doc, const QDate &fr
     if (from.isValid() && to.isValid() && from.daysTo(to) >= MaxTimeSheetDays)
         return tr("A time sheet covers at most %1 days. Choose a shorter period.")
             .arg(MaxTimeSheetDays);
+    // A day has at most a row per activity (and one for tasks without): a period too short to
+    // reach the limit needs no time sheet computed to say so.
+    if (from.isValid() && to.isValid() && from <= to
+        && (from.daysTo(to) + 1) * (qint64(doc.activities.size()) + 1) <= MaxReportRows)
+        return QString();
     const qsizetype rows = qsizetype(timeSheetData(doc, from, to, includeZero).rows.size());
     if (rows > MaxReportRows)
         return tr("The time sheet of that period would have %1 rows, more than the %2 a report "
