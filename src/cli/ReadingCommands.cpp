@@ -103,8 +103,11 @@ QString reportText(const ReportData &data, const Invocation &call)
     if (format == QLatin1String("text"))
         return summary ? ReportPlainText::summary(data, decimal)
                        : ReportPlainText::timeSheet(data, decimal);
-    return (summary ? ReportHtml::summary(data, decimal) : ReportHtml::timeSheet(data, decimal))
-           + QLatin1Char('\n');
+    // The line end added in place: a copy of a long report would cost as much as writing it.
+    QString html
+        = summary ? ReportHtml::summary(data, decimal) : ReportHtml::timeSheet(data, decimal);
+    html += QLatin1Char('\n');
+    return html;
 }
 
 ReportKind reportKind(const Invocation &call)

@@ -308,6 +308,10 @@ QString ReportHtml::summary(const ReportData &report, bool decimalHours)
 {
     const size_t categoryCount = report.categories.size();
     QString text = heading(ReportText::summaryMenuName(), report.from, report.to);
+    // Room for every cell at once (most are an empty one of 44 characters): a long report
+    // would otherwise be copied as it grows.
+    text.reserve(text.size()
+                 + qsizetype(report.rows.size() + 3) * qsizetype(categoryCount + 1) * 48);
     text += QStringLiteral("<tr><td rowspan=2 bgcolor=#c0c0c0>&nbsp;</td>");
     text += categoryHeads(report);
     text += QStringLiteral("</tr><tr>");
@@ -339,7 +343,8 @@ QString ReportHtml::summary(const ReportData &report, bool decimalHours)
                 + ReportText::formatMinutes(m, decimalHours) + QStringLiteral("</td>");
     }
     text += QStringLiteral("</tr>");
-    return text + notes(report.obsoleteShown, report.runningLeftOut);
+    text += notes(report.obsoleteShown, report.runningLeftOut);
+    return text;
 }
 
 QString ReportHtml::timeSheet(const ReportData &report, bool decimalHours)
