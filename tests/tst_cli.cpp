@@ -243,6 +243,7 @@ private Q_SLOTS:
     void reportsEqualTheReportMenu();
     void reportsRefuseGigabytesOfText();
     void exportCsvAndJson();
+    void longExportIsWrittenAsItIsMade();
     void importRoundTrip();
     void csvNamesNeverRunAsFormulas();
     void importTimewarrior();
@@ -920,6 +921,52 @@ void TestCli::reportsEqualTheReportMenu()
              ReportText::periodTimeSheetText(doc, QDate(2026, 11, 19), QDate(2026, 11, 19), false,
                                              false));
     QVERIFY(run.out.contains("Project Alpha Documentation  Bill rate 1"));
+}
+
+// A long export goes out in pieces as it is made; a data file that fails to read after the
+// first piece leaves what went out, said to be incomplete.
+void TestCli::longExportIsWrittenAsItIsMade()
+{
+    TestEnvironment::wipe();
+    Configuration().setMode(Configuration::Personal);
+    const int count = 12000;
+    QByteArray expected = "Activity,Category,Start,Stop,Minutes\r\n";
+    {
+        QuorvelDocument doc;
+        DocumentBuilder build(doc);
+        Activity *writing
+            = build.activity(QStringLiteral("Writing"), build.category(QStringLiteral("Work")));
+        for (int i = 0; i < count; ++i) {
+            const QDateTime start(QDate(2020, 1, 1).addDays(i / 8), QTime(8 + i % 8, 0));
+            build.task(writing, start, start.addSecs(50 * 60));
+            expected += "Writing,Work," + start.toString(Qt::ISODate).left(16).toUtf8() + ','
+                        + start.addSecs(50 * 60).toString(Qt::ISODate).left(16).toUtf8()
+                        + ",50\r\n";
+        }
+        build.sortAll();
+        QVERIFY(doc.save());
+    }
+    QVERIFY(expected.size() > 512 * 1024);
+    const Run whole = quorvel({QStringLiteral("export")});
+    QCOMPARE(whole.exitCode, 0);
+    QCOMPARE(whole.err, QByteArray());
+    QCOMPARE(whole.out, expected);
+
+    // Without its end marker the file cannot be read, which shows only at its end.
+    QByteArray damaged = dataFile();
+    QVERIFY(damaged.endsWith("--end--\n"));
+    damaged.chop(8);
+    writeFile(QuorvelDocument::dataFilePath(), damaged);
+    const Run cut = quorvel({QStringLiteral("export")});
+    QCOMPARE(cut.exitCode, 1);
+    QCOMPARE(cut.err, "quorvel: the data file " + QuorvelDocument::dataFilePath().toUtf8()
+                          + " cannot be read past the part written above, which is therefore "
+                            "incomplete; the file is left as it is. Start Quorvel without a "
+                            "command to deal with it.\n");
+    QVERIFY(cut.out.size() >= 256 * 1024);
+    QVERIFY(cut.out.size() < expected.size());
+    QVERIFY(expected.startsWith(cut.out));
+    QCOMPARE(dataFile(), damaged);
 }
 
 void TestCli::exportCsvAndJson()

@@ -859,6 +859,10 @@ Bearbeiten → Rückgängig zurück; ohne Fenster gibt es kein Rückgängig.
         <source>the time sheet of that period would have %1 rows, more than the %2 a report writes; choose a shorter period, or leave out --zero.</source>
         <translation>der Stundenzettel dieses Zeitraums hätte %1 Zeilen, mehr als die %2, die ein Bericht schreibt; wählen Sie einen kürzeren Zeitraum oder lassen Sie --zero weg.</translation>
     </message>
+    <message>
+        <source>the data file %1 cannot be read past the part written above, which is therefore incomplete; the file is left as it is. Start Quorvel without a command to deal with it.</source>
+        <translation>die Datendatei %1 kann über den oben ausgegebenen Teil hinaus nicht gelesen werden, dieser ist also unvollständig; die Datei bleibt, wie sie ist. Starten Sie Quorvel ohne Befehl, um sich darum zu kümmern.</translation>
+    </message>
 </context>
 <context>
     <name>DesktopSettingsBase</name>

@@ -9,6 +9,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <cstdio>
+
 class QuorvelDocument;
 
 // The commands of the quorvel program ("start", "stop", "status", "list", "activities",
@@ -33,6 +35,11 @@ public:
         QString change;
         // The activities of tasks taken out because they lasted less than a minute.
         QStringList removedUnderAMinute;
+        // Where a long output may go as it is made, instead of all of it in out (the
+        // launcher's standard output); null keeps everything in out.
+        std::FILE *stream = nullptr;
+        // Bytes already written to stream.
+        qint64 streamed = 0;
     };
 
     // What a command needs of the data file, known from its arguments alone.

@@ -103,17 +103,24 @@ char *putText(char *p, const char (&text)[N])
 class ExportSink : public DocumentFormat::CatalogueSink
 {
 public:
-    ExportSink(const Invocation &call, QByteArray &out)
+    // Written out in pieces of this size when the result has a stream: a long history's
+    // export then never lies in memory whole, nor in fresh pages that each cost a fault.
+    static constexpr qsizetype StreamPiece = 256 * 1024;
+
+    ExportSink(const Invocation &call, Commands::Result *result)
         : m_call(call)
         , m_json(call.value("format") == QLatin1String("json"))
-        , m_out(out)
+        , m_result(result)
+        , m_out(result->out)
     {}
 
     bool count(List list, int count) override
     {
         // Room for what this many tasks will need, within what the file could hold.
-        if (list == List::Tasks && count > 0)
-            m_out.reserve(qMin(count, 4 << 20) * (m_json ? 150 : 96) + 64);
+        if (list == List::Tasks && count > 0) {
+            const qsizetype room = qMin(count, 4 << 20) * (m_json ? 150 : 96) + 64;
+            m_out.reserve(m_result->stream ? qMin(room, StreamPiece + 4096) : room);
+        }
         return true;
     }
 
@@ -159,7 +166,17 @@ public:
         m_out += nameOf(record.activityPosition);
         m_out.append(rest, p - rest);
         m_first = false;
+        if (m_result->stream && m_out.size() >= StreamPiece)
+            flush();
         return true;
+    }
+
+    // Hands what is made so far to the stream, keeping the room for the next piece.
+    void flush()
+    {
+        std::fwrite(m_out.constData(), 1, size_t(m_out.size()), m_result->stream);
+        m_result->streamed += m_out.size();
+        m_out.truncate(0);
     }
 
     void begin() { m_out += m_json ? "[" : "Activity,Category,Start,Stop,Minutes\r\n"; }
@@ -228,6 +245,7 @@ private:
 
     const Invocation &m_call;
     const bool m_json;
+    Commands::Result *m_result;
     QByteArray &m_out;
     bool m_first = true;
     std::vector<QByteArray> m_names;
@@ -240,7 +258,7 @@ private:
 
 bool exportRecords(char *data, int length, const Invocation &call, Commands::Result *result)
 {
-    ExportSink sink(call, result->out);
+    ExportSink sink(call, result);
     sink.begin();
     if (!DocumentFormat::read(data, length, sink)) {
         result->out.clear();

@@ -170,6 +170,15 @@ QString unreadableDataFile()
         .arg(QuorvelDocument::dataFilePath());
 }
 
+// The data file failed to read after part of the export had already gone out.
+QString unreadableAfterPart()
+{
+    return Commands::tr("the data file %1 cannot be read past the part written above, which is "
+                        "therefore incomplete; the file is left as it is. Start Quorvel without "
+                        "a command to deal with it.")
+        .arg(QuorvelDocument::dataFilePath());
+}
+
 void say(const QString &message)
 {
     write(stderr, (QStringLiteral("quorvel: ") + message + QLatin1Char('\n')).toUtf8());
@@ -299,8 +308,11 @@ int readHere(Commands::Needs needs, const QStringList &arguments, const QString 
             return finish(result);
         }
         QByteArray bytes = file.size() < INT_MAX ? file.readAll() : QByteArray();
-        if (!Commands::runOnRecords(bytes.data(), int(bytes.size()), arguments, &result))
-            return refuse(unreadableDataFile());
+        result.stream = stdout;
+        if (!Commands::runOnRecords(bytes.data(), int(bytes.size()), arguments, &result)) {
+            std::fflush(stdout);
+            return refuse(result.streamed > 0 ? unreadableAfterPart() : unreadableDataFile());
+        }
         return finish(result);
     }
     // Left to the system when the program ends: freeing a large history one record at a
