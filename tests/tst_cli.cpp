@@ -9,6 +9,7 @@
 #include "DocumentBuilder.h"
 #include "ModalAnswers.h"
 #include "TestEnvironment.h"
+#include "cli/MappedFile.h"
 #include "keyring/ServerPassword.h"
 
 #include "app/QuorvelMainWindow.h"
@@ -30,6 +31,8 @@
 
 #include <fcntl.h>
 #include <pty.h>
+#include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -244,6 +247,10 @@ private Q_SLOTS:
     void reportsRefuseGigabytesOfText();
     void exportCsvAndJson();
     void longExportIsWrittenAsItIsMade();
+    void dataFileCutShortWhileRead_data();
+    void dataFileCutShortWhileRead();
+    void dataFileOfAnotherKind();
+    void busSignalFromElsewhereKeepsItsEffect();
     void importRoundTrip();
     void csvNamesNeverRunAsFormulas();
     void importTimewarrior();
@@ -991,6 +998,117 @@ void TestCli::exportCsvAndJson()
                                  "\"minutes\":null}\n"
                                  "]\n"));
     QVERIFY(QJsonDocument::fromJson(run.out).isArray());
+}
+
+void TestCli::dataFileCutShortWhileRead_data()
+{
+    QTest::addColumn<qint64>("written");
+    QTest::addColumn<qint64>("keptBytes");
+    QTest::addColumn<QByteArray>("expected");
+    QTest::newRow("before any answer, file emptied")
+        << qint64(0) << qint64(0) << QByteArray("nothing written\n");
+    QTest::newRow("before any answer, file halved")
+        << qint64(0) << qint64(96 * 1024) << QByteArray("nothing written\n");
+    QTest::newRow("after part of the answer")
+        << qint64(4096) << qint64(0) << QByteArray("part written\n");
+}
+
+// Another program cuts the mapped data file short while a command reads it: the command ends
+// with its prepared refusal and exit status 1, not with a crash.
+void TestCli::dataFileCutShortWhileRead()
+{
+    QFETCH(qint64, written);
+    QFETCH(qint64, keptBytes);
+    QFETCH(QByteArray, expected);
+    QTemporaryDir folder;
+    QVERIFY(folder.isValid());
+    const QString path = folder.filePath(QStringLiteral("app105.txt"));
+    const QByteArray content(256 * 1024, 'x');
+    writeFile(path, content);
+
+    MappedFile file(path);
+    QCOMPARE(file.state(), MappedFile::State::Mapped);
+    QCOMPARE(file.size(), content.size());
+    QCOMPARE(QByteArray(file.data(), file.size()), content);
+    file.onLostPages("nothing written\n", "part written\n", &written);
+
+    int errors[2];
+    QCOMPARE(::pipe(errors), 0);
+    const QByteArray name = QFile::encodeName(path);
+    const pid_t child = ::fork();
+    QVERIFY(child >= 0);
+    if (child == 0) {
+        // Only calls that are safe after fork() here.
+        ::dup2(errors[1], STDERR_FILENO);
+        if (::truncate(name.constData(), keptBytes) != 0)
+            ::_exit(3);
+        const volatile char last = file.data()[file.size() - 1];
+        ::_exit(last == 'x' ? 4 : 5);
+    }
+    ::close(errors[1]);
+    QByteArray said;
+    char buffer[256];
+    ssize_t got;
+    while ((got = ::read(errors[0], buffer, sizeof buffer)) > 0)
+        said.append(buffer, got);
+    ::close(errors[0]);
+    int status = 0;
+    QCOMPARE(::waitpid(child, &status, 0), child);
+    QVERIFY2(
+        WIFEXITED(status),
+        qPrintable(
+            QStringLiteral("ended by signal %1").arg(WIFSIGNALED(status) ? WTERMSIG(status) : 0)));
+    QCOMPARE(WEXITSTATUS(status), 1);
+    QCOMPARE(said, expected);
+}
+
+// SIGBUS sent by another program is not a page of the file lost: it keeps its usual effect.
+void TestCli::busSignalFromElsewhereKeepsItsEffect()
+{
+    QTemporaryDir folder;
+    QVERIFY(folder.isValid());
+    const QString path = folder.filePath(QStringLiteral("app105.txt"));
+    writeFile(path, QByteArray(8192, 'x'));
+    MappedFile file(path);
+    QCOMPARE(file.state(), MappedFile::State::Mapped);
+    const qint64 written = 0;
+    const QByteArray before("nothing written\n");
+    const QByteArray after("part written\n");
+    const pid_t child = ::fork();
+    QVERIFY(child >= 0);
+    if (child == 0) {
+        // As in a process of its own, where the signal's effect is the default one, rather
+        // than that of the test's crash handler.
+        struct sigaction plain;
+        std::memset(&plain, 0, sizeof plain);
+        plain.sa_handler = SIG_DFL;
+        ::sigaction(SIGBUS, &plain, nullptr);
+        file.onLostPages(before, after, &written);
+        ::raise(SIGBUS);
+        ::_exit(0);
+    }
+    int status = 0;
+    QCOMPARE(::waitpid(child, &status, 0), child);
+    QVERIFY(WIFSIGNALED(status));
+    QCOMPARE(WTERMSIG(status), SIGBUS);
+}
+
+void TestCli::dataFileOfAnotherKind()
+{
+    QTemporaryDir folder;
+    QVERIFY(folder.isValid());
+    QCOMPARE(MappedFile(folder.filePath(QStringLiteral("none"))).state(),
+             MappedFile::State::Missing);
+    QCOMPARE(MappedFile(folder.filePath(QStringLiteral("none/deeper"))).state(),
+             MappedFile::State::Missing);
+    // A folder where the file should be is there but cannot be read as one.
+    QCOMPARE(MappedFile(folder.path()).state(), MappedFile::State::Unreadable);
+    const QString empty = folder.filePath(QStringLiteral("empty"));
+    writeFile(empty, QByteArray());
+    const MappedFile nothing(empty);
+    QCOMPARE(nothing.state(), MappedFile::State::Mapped);
+    QCOMPARE(nothing.size(), 0);
+    QVERIFY(nothing.data());
 }
 
 void TestCli::importRoundTrip()

@@ -472,7 +472,8 @@ Commands::Result Commands::run(QuorvelDocument &doc, const QStringList &argument
     return result;
 }
 
-bool Commands::runOnRecords(char *data, int length, const QStringList &arguments, Result *result)
+bool Commands::runOnRecords(const char *data, int length, const QStringList &arguments,
+                            Result *result)
 {
     Invocation call;
     if (!parse(arguments, &call, result))

@@ -89,7 +89,8 @@ public:
 
     // Runs a command that needs only the records (Needs::Records) on a document string, as
     // it is read. False when the string cannot be read.
-    static bool runOnRecords(char *data, int length, const QStringList &arguments, Result *result);
+    static bool runOnRecords(const char *data, int length, const QStringList &arguments,
+                             Result *result);
 
     // The days a reading command looks at, when it names them: a task that lies wholly
     // outside them (and does not run) cannot change its answer. Invalid dates when the

@@ -256,7 +256,7 @@ private:
 
 } // namespace
 
-bool exportRecords(char *data, int length, const Invocation &call, Commands::Result *result)
+bool exportRecords(const char *data, int length, const Invocation &call, Commands::Result *result)
 {
     ExportSink sink(call, result);
     sink.begin();

@@ -4,6 +4,7 @@
 #include "Launcher.h"
 
 #include "Commands.h"
+#include "MappedFile.h"
 #include "model/Configuration.h"
 #include "model/QuorvelDocument.h"
 #include "platform/CommandChannel.h"
@@ -298,18 +299,23 @@ int runHere(const QStringList &arguments, const QString &workingFolder)
 int readHere(Commands::Needs needs, const QStringList &arguments, const QString &workingFolder)
 {
     if (needs == Commands::Needs::Records) {
-        QFile file(QuorvelDocument::dataFilePath());
+        MappedFile file(QuorvelDocument::dataFilePath());
         Commands::Result result;
-        if (!file.open(QIODevice::ReadOnly)) {
-            if (file.exists())
-                return refuse(unreadableDataFile());
-            QByteArray empty = QuorvelDocument().getDocumentBytes();
-            Commands::runOnRecords(empty.data(), int(empty.size()), arguments, &result);
+        if (file.state() == MappedFile::State::Missing) {
+            const QByteArray empty = QuorvelDocument().getDocumentBytes();
+            Commands::runOnRecords(empty.constData(), int(empty.size()), arguments, &result);
             return finish(result);
         }
-        QByteArray bytes = file.size() < INT_MAX ? file.readAll() : QByteArray();
+        if (file.state() == MappedFile::State::Unreadable)
+            return refuse(unreadableDataFile());
+        const auto refusal = [](const QString &message) {
+            return (QStringLiteral("quorvel: ") + message + QLatin1Char('\n')).toUtf8();
+        };
         result.stream = stdout;
-        if (!Commands::runOnRecords(bytes.data(), int(bytes.size()), arguments, &result)) {
+        // Another program may cut the file short while it is read here.
+        file.onLostPages(refusal(unreadableDataFile()), refusal(unreadableAfterPart()),
+                         &result.streamed);
+        if (!Commands::runOnRecords(file.data(), file.size(), arguments, &result)) {
             std::fflush(stdout);
             return refuse(result.streamed > 0 ? unreadableAfterPart() : unreadableDataFile());
         }

@@ -138,7 +138,7 @@ void report(const QuorvelDocument &doc, const Invocation &call, Commands::Result
                 call, result);
 }
 
-bool reportRecords(char *data, int length, const Invocation &call, Commands::Result *result)
+bool reportRecords(const char *data, int length, const Invocation &call, Commands::Result *result)
 {
     ReportData report;
     if (!ReportData::collect(data, length, call.from, call.to, call.has("zero"), reportKind(call),

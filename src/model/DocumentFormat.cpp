@@ -60,7 +60,7 @@ inline int runLength(const char *cursor, int remaining)
     return length;
 }
 
-inline void skipControls(char **cursor, int *remaining)
+inline void skipControls(const char **cursor, int *remaining)
 {
     while (*remaining > 0 && static_cast<unsigned char>(**cursor) < 32) {
         ++*cursor;
@@ -70,7 +70,7 @@ inline void skipControls(char **cursor, int *remaining)
 
 // readInt() for the task list, which is nearly all of a large file: the usual line, a line
 // feed and up to nine digits, is converted inline, anything else as readInt() does.
-inline int nextInt(char **cursor, int *remaining)
+inline int nextInt(const char **cursor, int *remaining)
 {
     const char *p = *cursor;
     const int left = *remaining;
@@ -92,7 +92,7 @@ inline int nextInt(char **cursor, int *remaining)
 // A task record in the usual form, each of its 20 numbers a line feed and one to nine digits,
 // with the line feed that ends the last one in the buffer: read without a bound check per byte.
 // False, having consumed nothing, for anything else, which the careful path then reads.
-bool readPlainTask(char **cursor, int *remaining, TaskRecord *task)
+bool readPlainTask(const char **cursor, int *remaining, TaskRecord *task)
 {
     constexpr int Fields = 20;
     // Ten bytes per field at most, and the line feed after the last one.
@@ -132,11 +132,11 @@ bool readPlainTask(char **cursor, int *remaining, TaskRecord *task)
     task->stamp = clock(13, true);
     task->synchronised = values[19] != 0;
     *remaining -= int(p - *cursor);
-    *cursor = const_cast<char *>(p);
+    *cursor = p;
     return true;
 }
 
-WallClock readWallClock(char **cursor, int *remaining, bool withSeconds)
+WallClock readWallClock(const char **cursor, int *remaining, bool withSeconds)
 {
     WallClock when;
     when.year = nextInt(cursor, remaining);
@@ -172,12 +172,12 @@ WallClock WallClock::of(const QDate &date, const QTime &time, bool withSeconds)
     return when;
 }
 
-void skipControlCharacters(char **cursor, int *remaining)
+void skipControlCharacters(const char **cursor, int *remaining)
 {
     skipControls(cursor, remaining);
 }
 
-int readInt(char **cursor, int *remaining)
+int readInt(const char **cursor, int *remaining)
 {
     skipControls(cursor, remaining);
     if (*remaining <= 0)
@@ -206,7 +206,7 @@ int readInt(char **cursor, int *remaining)
     return value;
 }
 
-QString readString(char **cursor, int *remaining)
+QString readString(const char **cursor, int *remaining)
 {
     skipControls(cursor, remaining);
     if (*remaining <= 0)
@@ -223,7 +223,7 @@ namespace {
 // A category's or an activity's name. QString::fromUtf8 drops a byte order mark that opens
 // its bytes; a name keeps it, or a name that goes on with control characters after one would
 // read back shorter each time it is written and read.
-QString readName(char **cursor, int *remaining)
+QString readName(const char **cursor, int *remaining)
 {
     skipControls(cursor, remaining);
     const bool marked = *remaining >= 3 && std::memcmp(*cursor, "\xef\xbb\xbf", 3) == 0;
@@ -235,11 +235,11 @@ QString readName(char **cursor, int *remaining)
 
 } // namespace
 
-bool read(char *data, int length, Sink &sink)
+bool read(const char *data, int length, Sink &sink)
 {
-    char *cursor = data;
+    const char *cursor = data;
     int remaining = data ? qMax(length, 0) : 0;
-    char **c = &cursor;
+    const char **c = &cursor;
     int *r = &remaining;
 
     if (readString(c, r) != QLatin1String(StartMarker))

@@ -132,19 +132,19 @@ public:
 
 // Reads a document string of length bytes at data. True when it is whole: the start marker,
 // version 105, and the end marker where the counts say it is. Never reads outside
-// [data, data + length); may write to the buffer. Counts are used as read, but once the
-// buffer is exhausted no further record is handed over, so a damaged count cannot make
-// millions of empty records.
-bool read(char *data, int length, Sink &sink);
+// [data, data + length) and never writes there, so the bytes may be a read-only mapping.
+// Counts are used as read, but once the buffer is exhausted no further record is handed over,
+// so a damaged count cannot make millions of empty records.
+bool read(const char *data, int length, Sink &sink);
 
 // Cursor helpers of the reader; each advances *cursor and lowers *remaining by the bytes it
 // consumed and never looks past the end. Values are separated by line feeds; bytes below 32
 // before a value (blank lines, carriage returns, tabs) are skipped.
-void skipControlCharacters(char **cursor, int *remaining);
+void skipControlCharacters(const char **cursor, int *remaining);
 // 0 when nothing is left; otherwise the C library's strtol rules over the line.
-int readInt(char **cursor, int *remaining);
+int readInt(const char **cursor, int *remaining);
 // A null string when nothing is left; otherwise the line's UTF-8 text.
-QString readString(char **cursor, int *remaining);
+QString readString(const char **cursor, int *remaining);
 
 // Builds a document string as UTF-8 in one growing buffer. The caller writes the parts in
 // the order of the format: begin, the categories, the activities, the tasks, end.

@@ -217,17 +217,25 @@ QByteArray QuorvelDocument::getDocumentBytes() const
 
 void QuorvelDocument::skipControlCharacters(char **cursor, int *remaining)
 {
-    DocumentFormat::skipControlCharacters(cursor, remaining);
+    const char *at = *cursor;
+    DocumentFormat::skipControlCharacters(&at, remaining);
+    *cursor += at - *cursor;
 }
 
 int QuorvelDocument::readInt(char **cursor, int *remaining)
 {
-    return DocumentFormat::readInt(cursor, remaining);
+    const char *at = *cursor;
+    const int value = DocumentFormat::readInt(&at, remaining);
+    *cursor += at - *cursor;
+    return value;
 }
 
 QString QuorvelDocument::readString(char **cursor, int *remaining)
 {
-    return DocumentFormat::readString(cursor, remaining);
+    const char *at = *cursor;
+    QString text = DocumentFormat::readString(&at, remaining);
+    *cursor += at - *cursor;
+    return text;
 }
 
 namespace {

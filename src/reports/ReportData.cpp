@@ -495,7 +495,7 @@ ReportData ReportData::collect(const QuorvelDocument &doc, const QDate &from, co
     return assemble(std::move(data), DocumentTasks{doc, indexOf, {}}, includeZero);
 }
 
-bool ReportData::collect(char *data, int length, const QDate &from, const QDate &to,
+bool ReportData::collect(const char *data, int length, const QDate &from, const QDate &to,
                          bool includeZero, ReportKind kind, ReportData *report)
 {
     KeptTasks tasks;

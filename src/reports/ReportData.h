@@ -68,7 +68,7 @@ struct ReportData
     // the one of the document read from it, without building that document: a task is looked
     // at by its dates as read, and only one that can reach the period is converted further.
     // False, with *report untouched, when the string cannot be read as a document.
-    static bool collect(char *data, int length, const QDate &from, const QDate &to,
+    static bool collect(const char *data, int length, const QDate &from, const QDate &to,
                         bool includeZero, ReportKind kind, ReportData *report);
 
     // A task's whole minutes within the stretch [first, last): all of its duration when it lies

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Copyright The Quorvel developers
+
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+// A file's bytes mapped read-only for a command that only reads them: the pages come
+// straight from the system's cache, with no copy in this process.
+//
+// Another program may cut the file short while it is mapped; reading a page past its new end
+// then raises SIGBUS. While a MappedFile is mapped, that signal on its pages ends the process
+// with a refusal prepared beforehand (see onLostPages()) instead of a crash.
+class MappedFile
+{
+public:
+    enum class State {
+        Mapped,     // data() and size() are the file's bytes (none for an empty file)
+        Missing,    // there is no such file
+        Unreadable, // it exists but cannot be read or mapped, or is too large to be read
+    };
+
+    explicit MappedFile(const QString &path);
+    ~MappedFile();
+    MappedFile(const MappedFile &) = delete;
+    MappedFile &operator=(const MappedFile &) = delete;
+
+    State state() const { return m_state; }
+    const char *data() const { return m_data; }
+    int size() const { return m_size; }
+
+    // The text written to standard error, with exit status 1, should the file be cut short
+    // while its pages are read: before while *written is 0, after once it is not (part of an
+    // answer has gone out). Texts beyond 8 KiB are cut there.
+    void onLostPages(const QByteArray &before, const QByteArray &after, const qint64 *written);
+
+private:
+    State m_state = State::Unreadable;
+    const char *m_data = nullptr;
+    int m_size = 0;
+    void *m_mapping = nullptr;
+    size_t m_mappedLength = 0;
+};
