@@ -115,11 +115,17 @@ int windowNotStarted(char *argv[], const char *text, const QString &first,
     return 127;
 }
 
+// A message on standard error: one line, named after the program.
+QByteArray messageLine(const QString &message)
+{
+    return (QStringLiteral("quorvel: ") + message + QLatin1Char('\n')).toUtf8();
+}
+
 int refuse(const QString &message)
 {
     Commands::Result result;
     result.exitCode = Commands::Refused;
-    result.err = (QStringLiteral("quorvel: ") + message + QLatin1Char('\n')).toUtf8();
+    result.err = messageLine(message);
     return finish(result);
 }
 
@@ -182,7 +188,7 @@ QString unreadableAfterPart()
 
 void say(const QString &message)
 {
-    write(stderr, (QStringLiteral("quorvel: ") + message + QLatin1Char('\n')).toUtf8());
+    write(stderr, messageLine(message));
 }
 
 // The window took the command and ended before it answered: only a crash can do that, between
@@ -285,9 +291,7 @@ int runHere(const QStringList &arguments, const QString &workingFolder)
         if (!written || !doc.savedToDataFile()) {
             result.exitCode = Commands::Refused;
             result.out.clear();
-            result.err
-                += (QStringLiteral("quorvel: ") + saveFailure(doc, written) + QLatin1Char('\n'))
-                       .toUtf8();
+            result.err += messageLine(saveFailure(doc, written));
         }
     }
     // Only now: the last step stays on the terminal while the data file is written.
@@ -308,12 +312,9 @@ int readHere(Commands::Needs needs, const QStringList &arguments, const QString 
         }
         if (file.state() == MappedFile::State::Unreadable)
             return refuse(unreadableDataFile());
-        const auto refusal = [](const QString &message) {
-            return (QStringLiteral("quorvel: ") + message + QLatin1Char('\n')).toUtf8();
-        };
         result.stream = stdout;
         // Another program may cut the file short while it is read here.
-        file.onLostPages(refusal(unreadableDataFile()), refusal(unreadableAfterPart()),
+        file.onLostPages(messageLine(unreadableDataFile()), messageLine(unreadableAfterPart()),
                          &result.streamed);
         if (!Commands::runOnRecords(file.data(), file.size(), arguments, &result)) {
             std::fflush(stdout);
