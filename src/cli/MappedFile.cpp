@@ -3,6 +3,8 @@
 
 #include "MappedFile.h"
 
+#include "platform/WriteAll.h"
+
 #include <QFile>
 
 #include <cerrno>
@@ -28,19 +30,6 @@ const char *mappedFirst = nullptr;
 const char *mappedEnd = nullptr;
 struct sigaction previousAction;
 
-void writeAll(const char *text, size_t length)
-{
-    while (length > 0) {
-        const ssize_t done = ::write(STDERR_FILENO, text, length);
-        if (done < 0 && errno == EINTR)
-            continue;
-        if (done <= 0)
-            return;
-        text += done;
-        length -= size_t(done);
-    }
-}
-
 void onBusError(int signal, siginfo_t *info, void *)
 {
     // Only a page of the mapping that the system could not fill (si_code > 0: raised by the
@@ -48,9 +37,9 @@ void onBusError(int signal, siginfo_t *info, void *)
     const char *at = static_cast<const char *>(info->si_addr);
     if (info->si_code > 0 && mappedFirst && at >= mappedFirst && at < mappedEnd) {
         if (lostWritten && *lostWritten > 0)
-            writeAll(lostAfter, lostAfterLength);
+            writeAll(STDERR_FILENO, lostAfter, lostAfterLength);
         else
-            writeAll(lostBefore, lostBeforeLength);
+            writeAll(STDERR_FILENO, lostBefore, lostBeforeLength);
         ::_exit(1);
     }
     // Not ours: the signal takes the effect it had before, once this handler returns.
@@ -86,14 +75,11 @@ MappedFile::MappedFile(const QString &path)
         return;
     }
     // Read-only, so that populating the mapping takes the cached pages rather than copies.
-    m_mappedLength = size_t(status.st_size);
-    void *mapping = ::mmap(nullptr, m_mappedLength, PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd, 0);
+    void *mapping
+        = ::mmap(nullptr, size_t(status.st_size), PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd, 0);
     ::close(fd);
-    if (mapping == MAP_FAILED) {
-        m_mappedLength = 0;
+    if (mapping == MAP_FAILED)
         return;
-    }
-    m_mapping = mapping;
     m_data = static_cast<const char *>(mapping);
     m_size = int(status.st_size);
     m_state = State::Mapped;
@@ -101,19 +87,20 @@ MappedFile::MappedFile(const QString &path)
 
 MappedFile::~MappedFile()
 {
-    if (!m_mapping)
+    // An empty file has no mapping.
+    if (m_size == 0)
         return;
     if (mappedFirst == m_data) {
         mappedFirst = mappedEnd = nullptr;
         lostWritten = nullptr;
     }
-    ::munmap(m_mapping, m_mappedLength);
+    ::munmap(const_cast<char *>(m_data), size_t(m_size));
 }
 
 void MappedFile::onLostPages(const QByteArray &before, const QByteArray &after,
                              const qint64 *written)
 {
-    if (!m_mapping)
+    if (m_size == 0)
         return;
     keep(before, lostBefore, &lostBeforeLength);
     keep(after, lostAfter, &lostAfterLength);

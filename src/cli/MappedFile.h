@@ -38,7 +38,5 @@ public:
 private:
     State m_state = State::Unreadable;
     const char *m_data = nullptr;
-    int m_size = 0;
-    void *m_mapping = nullptr;
-    size_t m_mappedLength = 0;
+    int m_size = 0; // when above 0, the length of the mapping at m_data
 };

@@ -9,6 +9,7 @@
 #include "platform/Paths.h"
 #include "platform/PrivateFiles.h"
 #include "platform/SystemError.h"
+#include "platform/WriteAll.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -387,19 +388,9 @@ bool QuorvelDocument::save()
     PrivateFiles::restrict(fd);
 
     const QByteArray bytes = documentBytes(*this);
-    qsizetype written = 0;
-    while (written < bytes.size()) {
-        const ssize_t n = ::write(fd, bytes.constData() + written, size_t(bytes.size() - written));
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0) {
-            m_saveError = n < 0 ? errno : ENOSPC;
-            break;
-        }
-        written += n;
-    }
+    m_saveError = writeAll(fd, bytes.constData(), size_t(bytes.size()));
     // The new contents must be on disk before they replace the old file.
-    if (written == bytes.size() && ::fsync(fd) != 0)
+    if (m_saveError == 0 && ::fsync(fd) != 0)
         m_saveError = errno;
     ::close(fd);
     if (m_saveError != 0) {

@@ -6,6 +6,7 @@
 
 #include "platform/Clock.h"
 #include "platform/SystemError.h"
+#include "platform/WriteAll.h"
 
 #include <QDir>
 #include <QFile>
@@ -49,18 +50,9 @@ bool copyNew(const QString &source, const QString &target, QString *error)
     bool ok = true;
     QByteArray chunk;
     while (ok && !(chunk = in.read(1 << 20)).isEmpty()) {
-        const char *p = chunk.constData();
-        qsizetype left = chunk.size();
-        while (left > 0) {
-            const ssize_t written = ::write(fd, p, size_t(left));
-            if (written < 0 && errno == EINTR)
-                continue;
-            if (written <= 0) {
-                ok = false;
-                break;
-            }
-            p += written;
-            left -= written;
+        if (const int failure = writeAll(fd, chunk.constData(), size_t(chunk.size()))) {
+            errno = failure;
+            ok = false;
         }
     }
     ok = ok && in.error() == QFileDevice::NoError && ::fsync(fd) == 0;
