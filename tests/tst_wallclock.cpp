@@ -13,6 +13,9 @@
 
 #include <QtTest>
 
+#include <algorithm>
+#include <ctime>
+
 namespace {
 
 struct Expected
@@ -41,6 +44,44 @@ void appendMoment(QByteArray &out, const QDate &date, const QTime &time)
            + QByteArray::number(time.minute()) + '\n';
 }
 
+long offsetAt(std::time_t moment)
+{
+    std::tm parts = {};
+    localtime_r(&moment, &parts);
+    return parts.tm_gmtoff;
+}
+
+// The days whose wall-clock times a change of the local offset skips or repeats, as day
+// numbers from 1970-01-01, found from moments alone (no local time is made into a moment):
+// the offset every hour from first to last, and each change narrowed to its second.
+QSet<qint64> unsteadyDays(std::time_t first, std::time_t last)
+{
+    tzset();
+    QSet<qint64> days;
+    long before = offsetAt(first);
+    for (std::time_t t = first + 3600; t <= last; t += 3600) {
+        const long after = offsetAt(t);
+        if (after == before)
+            continue;
+        std::time_t low = t - 3600;
+        std::time_t high = t;
+        while (high - low > 1) {
+            const std::time_t middle = low + (high - low) / 2;
+            (offsetAt(middle) == before ? low : high) = middle;
+        }
+        // The wall-clock times from the lower reading to the higher are skipped or repeated.
+        const qint64 from = qint64(high) + std::min(before, after);
+        const qint64 to = qint64(high) + std::max(before, after);
+        const auto dayOf = [](qint64 wall) {
+            return wall >= 0 ? wall / 86400 : -((-wall + 86399) / 86400);
+        };
+        for (qint64 day = dayOf(from); day <= dayOf(to - 1); ++day)
+            days.insert(day);
+        before = after;
+    }
+    return days;
+}
+
 } // namespace
 
 class TestWallClock : public QObject
@@ -52,6 +93,7 @@ private Q_SLOTS:
     void readTimesEqualTimesBuiltAtOnce_data();
     void readTimesEqualTimesBuiltAtOnce();
     void withoutBatchSameAsSetStart();
+    void steadyDaysAsLocalTimeHasThem();
 };
 
 void TestWallClock::init()
@@ -157,6 +199,43 @@ void TestWallClock::withoutBatchSameAsSetStart()
         QCOMPARE(wall.stop(), direct.stop());
         QCOMPARE(wall.stopText, direct.stopText);
     }
+}
+
+// Every day from 1971 to 2037 in the zone the test runs in: a day is steady exactly when no
+// change of offset skips or repeats any of its wall-clock times.
+void TestWallClock::steadyDaysAsLocalTimeHasThem()
+{
+    const QByteArray zone = qgetenv("TZ");
+    qInfo("TZ=%s", zone.constData());
+    const QDate first(1971, 1, 1);
+    const QDate last(2037, 12, 31);
+    const QDate epoch(1970, 1, 1);
+    const QSet<qint64> unsteady = unsteadyDays(std::time_t(epoch.daysTo(first) - 2) * 86400,
+                                               std::time_t(epoch.daysTo(last) + 2) * 86400);
+    int unsteadyFound = 0;
+    // Asked forwards and backwards: which of two equal readings of a repeated midnight the C
+    // library takes follows the day asked before.
+    for (const bool forwards : {true, false}) {
+        unsteadyFound = 0;
+        for (QDate date = forwards ? first : last; date >= first && date <= last;
+             date = date.addDays(forwards ? 1 : -1)) {
+            const bool expected = !unsteady.contains(epoch.daysTo(date));
+            if (TaskTimeText::isSteadyDay(date) != expected)
+                QFAIL(qPrintable(QStringLiteral("%1: steady is %2, expected %3")
+                                     .arg(date.toString(Qt::ISODate))
+                                     .arg(!expected)
+                                     .arg(expected)));
+            unsteadyFound += expected ? 0 : 1;
+        }
+    }
+    // The zones with daylight saving that the test is run in have changed twice a year for
+    // decades; UTC never changes.
+    static const QByteArrayList changing = {"Europe/Berlin", "America/New_York", "America/Havana",
+                                            "America/Santiago", "Australia/Lord_Howe"};
+    if (changing.contains(zone))
+        QVERIFY2(unsteadyFound >= 2 * 40, qPrintable(QString::number(unsteadyFound)));
+    else if (zone == "UTC")
+        QCOMPARE(unsteadyFound, 0);
 }
 
 QUORVEL_TEST_GUILESS_MAIN(TestWallClock)
