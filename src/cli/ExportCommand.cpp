@@ -112,6 +112,8 @@ public:
         , m_json(call.value("format") == QLatin1String("json"))
         , m_result(result)
         , m_out(result->out)
+        , m_firstDay(dayKey(call.from, std::numeric_limits<qint64>::min()))
+        , m_lastDay(dayKey(call.to, std::numeric_limits<qint64>::max()))
     {}
 
     bool count(List list, int count) override
@@ -126,48 +128,25 @@ public:
 
     bool task(const DocumentFormat::TaskRecord &record) override
     {
-        const QDate startDate = record.start.date();
-        const QTime startTime = record.start.time();
-        if (m_call.from.isValid() && (!startDate.isValid() || startDate < m_call.from))
+        const DocumentFormat::WallClock &start = record.start;
+        const DocumentFormat::WallClock &stop = record.stop;
+        // Nearly every record holds plain times: they are compared and counted from their
+        // numbers, without making a QDate or QTime of each.
+        if (!start.isPlainlyValid() || !(stop.isNull() || stop.isPlainlyValid()))
+            return unusualTask(record);
+        const qint64 startDay = dayKey(start.year, start.month, start.day);
+        if (startDay < m_firstDay || startDay > m_lastDay)
             return true;
-        if (m_call.to.isValid() && (!startDate.isValid() || startDate > m_call.to))
+        if (stop.isNull()) {
+            writeRow(record, true, 0);
             return true;
-        const QDate stopDate = record.stop.date();
-        const QTime stopTime = record.stop.time();
-        const bool running = !(stopDate.isValid() && stopTime.isValid());
-
-        // The row after its activity's part, written in one piece: at most two times of 16
-        // characters, a number of 11 and 40 of punctuation.
-        char rest[96];
-        char *p = putIsoMinute(rest, record.start);
-        if (m_json) {
-            if (running) {
-                p = putText(p, "\",\"stop\":null,\"minutes\":null}");
-            } else {
-                p = putText(p, "\",\"stop\":\"");
-                p = putIsoMinute(p, record.stop);
-                p = putText(p, "\",\"minutes\":");
-                p = putNumber(p, minutes(startDate, startTime, stopDate, stopTime));
-                *p++ = '}';
-            }
-        } else {
-            *p++ = ',';
-            if (!running) {
-                p = putIsoMinute(p, record.stop);
-                *p++ = ',';
-                p = putNumber(p, minutes(startDate, startTime, stopDate, stopTime));
-            } else {
-                *p++ = ',';
-            }
-            p = putText(p, "\r\n");
         }
-        if (m_json)
-            m_out += m_first ? "\n" : ",\n";
-        m_out += nameOf(record.activityPosition);
-        m_out.append(rest, p - rest);
-        m_first = false;
-        if (m_result->stream && m_out.size() >= StreamPiece)
-            flush();
+        if (startDay == dayKey(stop.year, stop.month, stop.day) && isSteadyDay(startDay, start)) {
+            writeRow(record, false, (secondOfDay(stop) - secondOfDay(start)) / 60);
+            return true;
+        }
+        writeRow(record, false,
+                 minutesBetween(start.date(), start.time(), stop.date(), stop.time()));
         return true;
     }
 
@@ -218,29 +197,121 @@ private:
         return m_names[slot];
     }
 
+    // A record with a time off the plain years, or one not given: QDate and QTime decide.
+    bool unusualTask(const DocumentFormat::TaskRecord &record)
+    {
+        const QDate startDate = record.start.date();
+        if (m_call.from.isValid() && (!startDate.isValid() || startDate < m_call.from))
+            return true;
+        if (m_call.to.isValid() && (!startDate.isValid() || startDate > m_call.to))
+            return true;
+        const QTime startTime = record.start.time();
+        const QDate stopDate = record.stop.date();
+        const QTime stopTime = record.stop.time();
+        const bool running = !(stopDate.isValid() && stopTime.isValid());
+        writeRow(record, running,
+                 running ? 0 : minutesBetween(startDate, startTime, stopDate, stopTime));
+        return true;
+    }
+
+    // The row after its activity's part, written in one piece: at most two times of 16
+    // characters, a number of 11 and 40 of punctuation.
+    void writeRow(const DocumentFormat::TaskRecord &record, bool running, int minutes)
+    {
+        char rest[96];
+        char *p = putIsoMinute(rest, record.start);
+        if (m_json) {
+            if (running) {
+                p = putText(p, "\",\"stop\":null,\"minutes\":null}");
+            } else {
+                p = putText(p, "\",\"stop\":\"");
+                p = putIsoMinute(p, record.stop);
+                p = putText(p, "\",\"minutes\":");
+                p = putNumber(p, minutes);
+                *p++ = '}';
+            }
+        } else {
+            *p++ = ',';
+            if (!running) {
+                p = putIsoMinute(p, record.stop);
+                *p++ = ',';
+                p = putNumber(p, minutes);
+            } else {
+                *p++ = ',';
+            }
+            p = putText(p, "\r\n");
+        }
+        const QByteArray &name = nameOf(record.activityPosition);
+        const char *separator = !m_json ? "" : m_first ? "\n" : ",\n";
+        const size_t separatorLength = std::strlen(separator);
+        // Grown once per row, and then filled: appending piece by piece costs more than the
+        // row's own digits.
+        const qsizetype at = m_out.size();
+        m_out.resize(at + qsizetype(separatorLength) + name.size() + (p - rest));
+        char *to = m_out.data() + at;
+        std::memcpy(to, separator, separatorLength);
+        to += separatorLength;
+        std::memcpy(to, name.constData(), size_t(name.size()));
+        std::memcpy(to + name.size(), rest, size_t(p - rest));
+        m_first = false;
+        if (m_result->stream && m_out.size() >= StreamPiece)
+            flush();
+    }
+
     // A stopped task's minutes; on a day whose clock never jumps, from the wall-clock times
     // alone, without a costly local-time conversion.
-    int minutes(const QDate &startDate, const QTime &startTime, const QDate &stopDate,
-                const QTime &stopTime)
+    int minutesBetween(const QDate &startDate, const QTime &startTime, const QDate &stopDate,
+                       const QTime &stopTime)
     {
-        if (startDate.isValid() && startTime.isValid() && startDate == stopDate
-            && isSteadyDay(startDate))
-            return (stopTime.msecsSinceStartOfDay() - startTime.msecsSinceStartOfDay()) / 60000;
+        if (startDate.isValid() && startTime.isValid() && startDate == stopDate) {
+            int year = 0;
+            int month = 0;
+            int day = 0;
+            startDate.getDate(&year, &month, &day);
+            if (isSteadyDay(dayKey(year, month, day), startDate))
+                return (stopTime.msecsSinceStartOfDay() - startTime.msecsSinceStartOfDay()) / 60000;
+        }
         return int(QDateTime(startDate, startTime).secsTo(QDateTime(stopDate, stopTime)) / 60);
     }
 
-    // Asked once per day: tasks arrive sorted, so mostly for the day asked last.
-    bool isSteadyDay(const QDate &date)
+    bool isSteadyDay(qint64 key, const DocumentFormat::WallClock &when)
     {
-        const qint64 day = date.toJulianDay();
-        if (day == m_lastDay)
-            return m_lastSteady;
-        auto known = m_steadyDays.constFind(day);
+        return key == m_askedDay ? m_askedSteady : isSteadyDay(key, when.date());
+    }
+
+    // Asked once per day: tasks arrive sorted, so mostly for the day asked last.
+    bool isSteadyDay(qint64 key, const QDate &date)
+    {
+        if (key == m_askedDay)
+            return m_askedSteady;
+        auto known = m_steadyDays.constFind(key);
         if (known == m_steadyDays.constEnd())
-            known = m_steadyDays.insert(day, TaskTimeText::isSteadyDay(date));
-        m_lastDay = day;
-        m_lastSteady = known.value();
-        return m_lastSteady;
+            known = m_steadyDays.insert(key, TaskTimeText::isSteadyDay(date));
+        m_askedDay = key;
+        m_askedSteady = known.value();
+        return m_askedSteady;
+    }
+
+    // A date as one number that sorts as the dates do.
+    static qint64 dayKey(int year, int month, int day)
+    {
+        return qint64(year) * 10000 + month * 100 + day;
+    }
+
+    static qint64 dayKey(const QDate &date, qint64 otherwise)
+    {
+        if (!date.isValid())
+            return otherwise;
+        int year = 0;
+        int month = 0;
+        int day = 0;
+        date.getDate(&year, &month, &day);
+        return dayKey(year, month, day);
+    }
+
+    static int secondOfDay(const DocumentFormat::WallClock &when)
+    {
+        return (when.hour * 60 + when.minute) * 60 + when.second;
     }
 
     const Invocation &m_call;
@@ -249,9 +320,12 @@ private:
     QByteArray &m_out;
     bool m_first = true;
     std::vector<QByteArray> m_names;
+    // The days asked for, from the first to the last; every day when not given.
+    const qint64 m_firstDay;
+    const qint64 m_lastDay;
     QHash<qint64, bool> m_steadyDays;
-    qint64 m_lastDay = std::numeric_limits<qint64>::min();
-    bool m_lastSteady = false;
+    qint64 m_askedDay = std::numeric_limits<qint64>::min();
+    bool m_askedSteady = false;
 };
 
 } // namespace
