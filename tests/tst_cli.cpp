@@ -157,10 +157,15 @@ QByteArray settingsFile()
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
+QByteArray readFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
 QByteArray dataFile()
 {
-    QFile file(QuorvelDocument::dataFilePath());
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return readFile(QuorvelDocument::dataFilePath());
 }
 
 void writeFile(const QString &path, const QByteArray &bytes)
@@ -320,6 +325,23 @@ void TestCli::statusTrustsOnlyAMatchingNote()
     writeFile(QuorvelDocument::dataFilePath(), sameSize);
     QCOMPARE(quorvel({QStringLiteral("status")}).out,
              QByteArray("Project Alpha Developmenu\t1:15\n"));
+
+    // The start time is read from the note as written there, "HH:mm"; a note that holds any
+    // other form is not believed, and the data file answers.
+    writeHistory(true);
+    const QByteArray written = readFile(note);
+    QVERIFY2(written.contains(" 08:15\n"), written.constData());
+    QByteArray earlier = written;
+    writeFile(note, earlier.replace(" 08:15\n", " 08:00\n"));
+    QCOMPARE(quorvel({QStringLiteral("status")}).out,
+             QByteArray("Project Alpha Development\t1:30\n"));
+    for (const char *odd : {" 8:00\n", " 24:00\n", " 08:60\n", " 08:0x\n", " 08:00:00\n",
+                            " 08-00\n", " +8:00\n", " \n"}) {
+        QByteArray changed = written;
+        writeFile(note, changed.replace(" 08:15\n", odd));
+        QCOMPARE(quorvel({QStringLiteral("status")}).out,
+                 QByteArray("Project Alpha Development\t1:15\n"));
+    }
 
     // A damaged note is never believed.
     writeHistory(true);

@@ -543,6 +543,29 @@ void QuorvelDocument::writeRunningNote() const
     }
 }
 
+namespace {
+
+// A start time as the note holds it, "HH:mm"; null for anything else. Read by hand: QTime's
+// format parser brings the locale's machinery into a command that only asks what runs.
+QTime noteTime(const QByteArray &text)
+{
+    const auto digit = [&text](int at) {
+        const char c = text.at(at);
+        return c >= '0' && c <= '9' ? c - '0' : -1;
+    };
+    if (text.size() != 5 || text.at(2) != ':')
+        return QTime();
+    const int digits[] = {digit(0), digit(1), digit(3), digit(4)};
+    for (const int d : digits) {
+        if (d < 0)
+            return QTime();
+    }
+    // Out of range, QTime stays invalid.
+    return QTime(digits[0] * 10 + digits[1], digits[2] * 10 + digits[3]);
+}
+
+} // namespace
+
 bool QuorvelDocument::loadRunningNote()
 {
     clear();
@@ -562,8 +585,7 @@ bool QuorvelDocument::loadRunningNote()
     for (int i = 0; i < count; ++i) {
         const QList<QByteArray> when = lines.at(3 + 3 * i).split(' ');
         const QDate date = QDate::fromString(QString::fromLatin1(when.value(0)), Qt::ISODate);
-        const QTime time
-            = QTime::fromString(QString::fromLatin1(when.value(1)), QStringLiteral("HH:mm"));
+        const QTime time = noteTime(when.value(1));
         if (!date.isValid() || !time.isValid()) {
             clear();
             return false;
