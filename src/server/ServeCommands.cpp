@@ -102,12 +102,8 @@ int serve(const QCommandLineParser &parser, const ServerDatabase &location,
 
     // A restore waits until the server has stopped.
     FolderLock lock;
-    QString lockError;
-    if (!location.isPostgres()
-        && !lock.take(location.stateFolder(), FolderLock::Mode::Shared, &lockError)) {
-        err() << lockError << '\n';
+    if (!shareDataFolder(location, &lock))
         return 1;
-    }
 
     // The schema first, once, before any worker connects; and the counters of ids handed out
     // never below the server's record of them, whatever put the database back.

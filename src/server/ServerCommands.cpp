@@ -30,18 +30,25 @@ int usage(const QString &message)
     return 2;
 }
 
+bool shareDataFolder(const ServerDatabase &location, FolderLock *lock)
+{
+    QString error;
+    if (location.isPostgres()
+        || lock->take(location.stateFolder(), FolderLock::Mode::Shared, &error))
+        return true;
+    err() << error << '\n';
+    return false;
+}
+
 int withDatabase(const ServerDatabase &location,
                  const std::function<int(Sql &, const ServerDatabase &)> &body)
 {
     const QString name = QStringLiteral("quorvel-admin");
-    QString error;
     // Never while a restore replaces the database.
     FolderLock lock;
-    if (!location.isPostgres()
-        && !lock.take(location.stateFolder(), FolderLock::Mode::Shared, &error)) {
-        err() << error << '\n';
+    if (!shareDataFolder(location, &lock))
         return 1;
-    }
+    QString error;
     if (!location.open(name, &error)) {
         err() << error << '\n';
         return 1;

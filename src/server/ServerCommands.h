@@ -35,6 +35,10 @@ QTextStream &out();
 QTextStream &err();
 // Says what is wrong with the command line and where help is; returns exit status 2.
 int usage(const QString &message);
+// Takes the data folder's lock beside others that share it, as the server and the
+// administration commands do, so that a restore waits for them; false having said why not.
+// PostgreSQL keeps no data in the folder, and nothing is taken.
+bool shareDataFolder(const ServerDatabase &location, FolderLock *lock);
 // Runs an administration command on a connection of its own, after the schema is current.
 int withDatabase(const ServerDatabase &location,
                  const std::function<int(Sql &, const ServerDatabase &)> &body);
