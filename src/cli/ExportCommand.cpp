@@ -112,8 +112,10 @@ public:
         , m_json(call.value("format") == QLatin1String("json"))
         , m_result(result)
         , m_out(result->out)
-        , m_firstDay(dayKey(call.from, std::numeric_limits<qint64>::min()))
-        , m_lastDay(dayKey(call.to, std::numeric_limits<qint64>::max()))
+        , m_firstDay(call.from.isValid() ? DocumentFormat::WallClock::dayNumber(call.from)
+                                         : std::numeric_limits<qint64>::min())
+        , m_lastDay(call.to.isValid() ? DocumentFormat::WallClock::dayNumber(call.to)
+                                      : std::numeric_limits<qint64>::max())
     {}
 
     bool count(List list, int count) override
@@ -132,21 +134,19 @@ public:
         const DocumentFormat::WallClock &stop = record.stop;
         // Nearly every record holds plain times: they are compared and counted from their
         // numbers, without making a QDate or QTime of each.
-        if (!start.isPlainlyValid() || !(stop.isNull() || stop.isPlainlyValid()))
+        const qint64 startDay = start.plainDay();
+        const qint64 stopDay = stop.plainDay();
+        if (startDay < 0 || (stopDay < 0 && !stop.isNull()))
             return unusualTask(record);
-        const qint64 startDay = dayKey(start.year, start.month, start.day);
         if (startDay < m_firstDay || startDay > m_lastDay)
             return true;
-        if (stop.isNull()) {
+        if (stop.isNull())
             writeRow(record, true, 0);
-            return true;
-        }
-        if (startDay == dayKey(stop.year, stop.month, stop.day) && isSteadyDay(startDay, start)) {
+        else if (startDay == stopDay && isSteadyDay(startDay, start.year, start.month, start.day))
             writeRow(record, false, (secondOfDay(stop) - secondOfDay(start)) / 60);
-            return true;
-        }
-        writeRow(record, false,
-                 minutesBetween(start.date(), start.time(), stop.date(), stop.time()));
+        else
+            writeRow(record, false,
+                     minutesBetween(start.date(), start.time(), stop.date(), stop.time()));
         return true;
     }
 
@@ -268,45 +268,25 @@ private:
             int month = 0;
             int day = 0;
             startDate.getDate(&year, &month, &day);
-            if (isSteadyDay(dayKey(year, month, day), startDate))
+            if (isSteadyDay(DocumentFormat::WallClock::dayNumber(year, month, day), year, month,
+                            day))
                 return (stopTime.msecsSinceStartOfDay() - startTime.msecsSinceStartOfDay()) / 60000;
         }
         return int(QDateTime(startDate, startTime).secsTo(QDateTime(stopDate, stopTime)) / 60);
     }
 
-    bool isSteadyDay(qint64 key, const DocumentFormat::WallClock &when)
+    // Asked once per day, by its number: tasks arrive sorted, so mostly for the day asked last.
+    bool isSteadyDay(qint64 dayNumber, int year, int month, int day)
     {
-        return key == m_askedDay ? m_askedSteady : isSteadyDay(key, when.date());
-    }
-
-    // Asked once per day: tasks arrive sorted, so mostly for the day asked last.
-    bool isSteadyDay(qint64 key, const QDate &date)
-    {
-        if (key == m_askedDay)
+        if (dayNumber == m_askedDay)
             return m_askedSteady;
-        auto known = m_steadyDays.constFind(key);
+        auto known = m_steadyDays.constFind(dayNumber);
         if (known == m_steadyDays.constEnd())
-            known = m_steadyDays.insert(key, TaskTimeText::isSteadyDay(date));
-        m_askedDay = key;
+            known = m_steadyDays.insert(dayNumber,
+                                        TaskTimeText::isSteadyDay(QDate(year, month, day)));
+        m_askedDay = dayNumber;
         m_askedSteady = known.value();
         return m_askedSteady;
-    }
-
-    // A date as one number that sorts as the dates do.
-    static qint64 dayKey(int year, int month, int day)
-    {
-        return qint64(year) * 10000 + month * 100 + day;
-    }
-
-    static qint64 dayKey(const QDate &date, qint64 otherwise)
-    {
-        if (!date.isValid())
-            return otherwise;
-        int year = 0;
-        int month = 0;
-        int day = 0;
-        date.getDate(&year, &month, &day);
-        return dayKey(year, month, day);
     }
 
     static int secondOfDay(const DocumentFormat::WallClock &when)

@@ -160,6 +160,15 @@ bool WallClock::isPlainlyValid() const
     return month != 2 || day < 29 || leap;
 }
 
+qint64 WallClock::dayNumber(const QDate &date)
+{
+    int year = 0;
+    int month = 0;
+    int day = 0;
+    date.getDate(&year, &month, &day);
+    return dayNumber(year, month, day);
+}
+
 WallClock WallClock::of(const QDate &date, const QTime &time, bool withSeconds)
 {
     WallClock when;

@@ -42,6 +42,15 @@ struct WallClock
     // making them: for years 1 to 9999, the years nearly every record holds. False says
     // nothing; QDate and QTime decide the rest.
     bool isPlainlyValid() const;
+    // The date as one number that orders as the dates do, made from the numbers alone; -1
+    // unless isPlainlyValid().
+    qint64 plainDay() const { return isPlainlyValid() ? dayNumber(year, month, day) : -1; }
+    // That number for any date.
+    static qint64 dayNumber(const QDate &date);
+    static constexpr qint64 dayNumber(qint64 year, int month, int day)
+    {
+        return (year * 16 + month) * 32 + day;
+    }
     QDate date() const { return QDate(year, month, day); }
     QTime time() const { return QTime(hour, minute, second, 0); }
     // A null QDateTime for "not set".

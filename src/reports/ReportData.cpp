@@ -299,18 +299,6 @@ struct ScannedSource
     }
 };
 
-// A date as read, as one number that orders as the dates do; -1 unless it is certainly a valid
-// date and time, which QDate and QTime then decide.
-int plainDay(const DocumentFormat::WallClock &when)
-{
-    return when.isPlainlyValid() ? (when.year * 16 + when.month) * 32 + when.day : -1;
-}
-
-int plainDay(const QDate &date)
-{
-    return (date.year() * 16 + date.month()) * 32 + date.day();
-}
-
 // Reads the records a report needs out of a document string: the categories, the activities,
 // and of the tasks only those that can reach the period, looked at first by their dates as
 // read so that the rest are never converted.
@@ -322,8 +310,8 @@ public:
         , m_tasks(tasks)
     {
         const bool plain = reach.low.year() >= 1 && reach.high.year() <= 9999;
-        m_lowDay = plain ? plainDay(reach.low) : -1;
-        m_highDay = plain ? plainDay(reach.high) : -1;
+        m_lowDay = plain ? DocumentFormat::WallClock::dayNumber(reach.low) : -1;
+        m_highDay = plain ? DocumentFormat::WallClock::dayNumber(reach.high) : -1;
     }
 
     bool task(const DocumentFormat::TaskRecord &record) override
@@ -332,8 +320,9 @@ public:
         if (a < 0 || a >= int(activities.size()))
             return true;
         if (m_lowDay >= 0 && !record.stop.isNull()) {
-            const int startDay = plainDay(record.start);
-            const int stopDay = plainDay(record.stop);
+            // -1 unless certainly a valid date and time, which QDate and QTime then decide.
+            const qint64 startDay = record.start.plainDay();
+            const qint64 stopDay = record.stop.plainDay();
             if (startDay >= 0 && stopDay >= 0
                 && (std::max(startDay, stopDay) < m_lowDay
                     || std::min(startDay, stopDay) > m_highDay)) {
@@ -376,8 +365,8 @@ private:
 
     const PeriodReach m_reach;
     KeptTasks &m_tasks;
-    int m_lowDay = -1;
-    int m_highDay = -1;
+    qint64 m_lowDay = -1;
+    qint64 m_highDay = -1;
 };
 
 // A row shows with time; without, only when zero rows are asked for and the activity is still
