@@ -23,6 +23,7 @@
 #include <QProcess>
 
 #include <algorithm>
+#include <optional>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -492,10 +493,24 @@ int Launcher::openWindow(char *argv[])
         folder);
 }
 
-int Launcher::runCommand(const QStringList &arguments)
+int Launcher::runCommand(int argc, char *argv[])
 {
+    QStringList arguments;
+    for (int i = 1; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
+    // A command that only reads needs no application object, whose making maps and touches
+    // about half a MiB of Qt: it is made for a catalogue, which only it can install, and for
+    // the commands that change something, which may start other programs.
+    std::optional<QCoreApplication> app;
+    Translations::Catalogue catalogue = Translations::load();
+    if (catalogue.own) {
+        app.emplace(argc, argv);
+        Translations::install(*app, std::move(catalogue));
+    }
     Commands::Result answered;
     const Commands::Needs needs = Commands::check(arguments, &answered);
+    if (!app && (needs == Commands::Needs::Writing || needs == Commands::Needs::Setup))
+        app.emplace(argc, argv);
     if (needs == Commands::Needs::Nothing)
         return finish(answered);
     if (needs == Commands::Needs::Setup)

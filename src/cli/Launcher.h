@@ -13,7 +13,9 @@ namespace Launcher {
 // window's program cannot be started.
 int openWindow(char *argv[]);
 
-// Carries out a command (the command and its arguments) and returns the exit status.
-int runCommand(const QStringList &arguments);
+// Carries out the command in argv (argv[1] on) and returns the exit status. Creates the
+// application object only where one is needed: for a catalogue of the person's language, or a
+// command that changes something.
+int runCommand(int argc, char *argv[]);
 
 } // namespace Launcher

@@ -4,7 +4,6 @@
 #include "Commands.h"
 #include "Launcher.h"
 #include "platform/Clock.h"
-#include "platform/Translations.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -41,9 +40,7 @@ int main(int argc, char *argv[])
         return Launcher::openWindow(argv);
 
     qInstallMessageHandler(quietMessages);
-    QCoreApplication app(argc, argv);
-    Translations::install(app);
     QCoreApplication::setApplicationName(QStringLiteral("quorvel"));
     QCoreApplication::setApplicationVersion(QStringLiteral(QUORVEL_VERSION));
-    return Launcher::runCommand(QCoreApplication::arguments().mid(1));
+    return Launcher::runCommand(argc, argv);
 }

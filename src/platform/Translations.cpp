@@ -23,39 +23,54 @@ bool untranslatedMessages()
 }
 
 // The translator of file (e.g. "quorvel") for locale from folder, or null when it has none.
-QTranslator *loaded(QCoreApplication &app, const QLocale &locale, const QString &file,
-                    const QString &folder)
+std::unique_ptr<QTranslator> loaded(const QLocale &locale, const QString &file,
+                                    const QString &folder)
 {
-    auto *translator = new QTranslator(&app);
+    auto translator = std::make_unique<QTranslator>();
     if (translator->load(locale, file, QStringLiteral("_"), folder))
         return translator;
-    delete translator;
     return nullptr;
 }
 
 } // namespace
 
-QString Translations::install(QCoreApplication &app)
+Translations::Catalogue Translations::load()
 {
     if (untranslatedMessages())
-        return QString();
+        return {};
     const QStringList languages = QLocale::system().uiLanguages();
     for (const QString &language : languages) {
         const QLocale locale(language);
         // The source texts are English: a person who puts English before any language that
         // Quorvel has gets them as they are.
         if (locale.language() == QLocale::English || locale.language() == QLocale::C)
-            return QString();
-        QTranslator *own = loaded(app, locale, QStringLiteral("quorvel"), QStringLiteral(":/i18n"));
-        if (!own)
-            continue;
-        QCoreApplication::installTranslator(own);
-        // Qt's own texts (the standard buttons' Cancel, Yes, No) in the same language, where
-        // the system has them.
-        if (QTranslator *qt = loaded(app, locale, QStringLiteral("qtbase"),
-                                     QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
-            QCoreApplication::installTranslator(qt);
-        return own->language();
+            return {};
+        if (std::unique_ptr<QTranslator> own
+            = loaded(locale, QStringLiteral("quorvel"), QStringLiteral(":/i18n")))
+            return {std::move(own), language};
     }
-    return QString();
+    return {};
+}
+
+QString Translations::install(QCoreApplication &app, Catalogue catalogue)
+{
+    if (!catalogue.own)
+        return QString();
+    QTranslator *own = catalogue.own.release();
+    own->setParent(&app);
+    QCoreApplication::installTranslator(own);
+    // Qt's own texts (the standard buttons' Cancel, Yes, No) in the same language, where the
+    // system has them.
+    if (std::unique_ptr<QTranslator> qt
+        = loaded(QLocale(catalogue.language), QStringLiteral("qtbase"),
+                 QLibraryInfo::path(QLibraryInfo::TranslationsPath))) {
+        qt->setParent(&app);
+        QCoreApplication::installTranslator(qt.release());
+    }
+    return own->language();
+}
+
+QString Translations::install(QCoreApplication &app)
+{
+    return install(app, load());
 }

@@ -4,6 +4,9 @@
 #pragma once
 
 #include <QString>
+#include <QTranslator>
+
+#include <memory>
 
 class QCoreApplication;
 
@@ -17,5 +20,16 @@ namespace Translations {
 // nothing is installed, the texts are written in English. Returns the catalogue's language
 // ("de"), or an empty text when none was installed.
 QString install(QCoreApplication &app);
+
+// The same in two steps, for a program that creates its application object only when a
+// catalogue needs one: load() finds Quorvel's catalogue as install() would (none when the
+// texts stay English), and install(app, catalogue) installs it with Qt's own of its language.
+struct Catalogue
+{
+    std::unique_ptr<QTranslator> own; // null when the texts stay English
+    QString language;                 // the interface language it was found for ("de-DE")
+};
+Catalogue load();
+QString install(QCoreApplication &app, Catalogue catalogue);
 
 } // namespace Translations
