@@ -9,6 +9,7 @@
 #include "DocumentBuilder.h"
 #include "ModalAnswers.h"
 #include "TestEnvironment.h"
+#include "cli/Commands.h"
 #include "cli/MappedFile.h"
 #include "keyring/ServerPassword.h"
 
@@ -256,6 +257,8 @@ private Q_SLOTS:
     void dataFileCutShortWhileRead();
     void dataFileOfAnotherKind();
     void busSignalFromElsewhereKeepsItsEffect();
+    void passedPagesLeaveResidentMemory();
+    void exportLetsGoOfWhatItHasRead();
     void importRoundTrip();
     void csvNamesNeverRunAsFormulas();
     void importTimewarrior();
@@ -1113,6 +1116,125 @@ void TestCli::busSignalFromElsewhereKeepsItsEffect()
     QCOMPARE(::waitpid(child, &status, 0), child);
     QVERIFY(WIFSIGNALED(status));
     QCOMPARE(WTERMSIG(status), SIGBUS);
+}
+
+namespace {
+
+// The resident KiB of the mapping that holds address, from /proc/self/smaps; -1 if none does.
+int residentKiB(const void *address)
+{
+    QFile smaps(QStringLiteral("/proc/self/smaps"));
+    if (!smaps.open(QIODevice::ReadOnly | QIODevice::Text))
+        return -1;
+    const auto at = quintptr(address);
+    bool inside = false;
+    for (const QByteArray &line : smaps.readAll().split('\n')) {
+        const int dash = line.indexOf('-');
+        const int space = line.indexOf(' ');
+        if (dash > 0 && space > dash) {
+            bool first = false;
+            bool second = false;
+            const quintptr low = line.left(dash).toULongLong(&first, 16);
+            const quintptr high = line.mid(dash + 1, space - dash - 1).toULongLong(&second, 16);
+            if (first && second) {
+                inside = at >= low && at < high;
+                continue;
+            }
+        }
+        if (inside && line.startsWith("Rss:"))
+            return line.mid(4).trimmed().split(' ').value(0).toInt();
+    }
+    return -1;
+}
+
+} // namespace
+
+// What a reader has passed leaves the process's resident memory, whole pages only and never
+// ahead of it, and reads back the same should anything look there again.
+void TestCli::passedPagesLeaveResidentMemory()
+{
+    QTemporaryDir folder;
+    QVERIFY(folder.isValid());
+    const QString path = folder.filePath(QStringLiteral("app105.txt"));
+    QByteArray content(300 * 1024 + 123, '\0');
+    for (int i = 0; i < content.size(); ++i)
+        content[i] = char('a' + (i * 7 + i / 4096) % 26);
+    writeFile(path, content);
+
+    MappedFile file(path);
+    QCOMPARE(file.state(), MappedFile::State::Mapped);
+    QCOMPARE(QByteArray(file.data(), file.size()), content);
+    const int all = residentKiB(file.data());
+    QCOMPARE(all, 304); // every page read, the last one in part
+
+    file.letGo(file.data() + 100 * 1024 + 10);
+    QCOMPARE(residentKiB(file.data()), all - 100);
+    // Behind what has gone already, or within the page it stands in: nothing more goes.
+    file.letGo(file.data() + 50 * 1024);
+    file.letGo(file.data() + 100 * 1024 + 4000);
+    QCOMPARE(residentKiB(file.data()), all - 100);
+    // Past the end: up to the last whole page.
+    file.letGo(file.data() + file.size() + 5000);
+    QCOMPARE(residentKiB(file.data()), 4);
+    QCOMPARE(QByteArray(file.data(), file.size()), content);
+}
+
+// The export straight from a mapped data file lets go of the pages it has read as it goes:
+// each time, all that stays resident lies ahead of it. What it writes is what the whole file
+// gives.
+void TestCli::exportLetsGoOfWhatItHasRead()
+{
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    Activity *coding
+        = build.activity(QStringLiteral("Coding"), build.category(QStringLiteral("Work")));
+    Activity *reading = build.activity(QStringLiteral("Reading"), nullptr);
+    const QDateTime first(QDate(2024, 1, 1), QTime(8, 0));
+    for (int i = 0; i < 12000; ++i) {
+        const QDateTime start = first.addSecs(qint64(i) * 3 * 3600);
+        build.task(i % 3 ? coding : reading, start, start.addSecs(60 * (5 + i % 50)));
+    }
+    build.sortAll();
+    const QByteArray bytes = doc.getDocumentBytes();
+    QVERIFY(bytes.size() > 8 * DocumentFormat::PassingStep);
+    QTemporaryDir folder;
+    QVERIFY(folder.isValid());
+    const QString path = folder.filePath(QStringLiteral("app105.txt"));
+    writeFile(path, bytes);
+
+    struct Watch
+    {
+        const MappedFile *file;
+        DocumentFormat::Passing letGo;
+        int told = 0;
+        int residentBehind = 0; // the most KiB found resident behind the reader
+    };
+    const auto watch = [](const char *upTo, void *context) {
+        auto *w = static_cast<Watch *>(context);
+        w->letGo.passed(upTo, w->letGo.context);
+        ++w->told;
+        // The page the reader stands in stays, and the pages ahead may have come already.
+        const int ahead = int((w->file->data() + w->file->size() - upTo) / 1024) + 4;
+        w->residentBehind = std::max(w->residentBehind, residentKiB(w->file->data()) - ahead);
+    };
+    for (const QString &format : {QStringLiteral("json"), QStringLiteral("csv")}) {
+        const QStringList arguments
+            = {QStringLiteral("export"), QStringLiteral("--format"), format};
+        Commands::Result whole;
+        QVERIFY(Commands::runOnRecords(bytes.constData(), int(bytes.size()), arguments, &whole));
+        QVERIFY(whole.out.count('\n') > 12000);
+
+        MappedFile file(path);
+        QCOMPARE(file.state(), MappedFile::State::Mapped);
+        Watch w{&file, file.passing()};
+        const DocumentFormat::Passing passing{watch, &w};
+        Commands::Result mapped;
+        QVERIFY(Commands::runOnRecords(file.data(), file.size(), arguments, &mapped, &passing));
+        QCOMPARE(mapped.out, whole.out);
+        QVERIFY2(w.told >= int(bytes.size() / DocumentFormat::PassingStep) - 2,
+                 qPrintable(QString::number(w.told)));
+        QVERIFY2(w.residentBehind <= 0, qPrintable(QString::number(w.residentBehind)));
+    }
 }
 
 void TestCli::dataFileOfAnotherKind()

@@ -17,6 +17,7 @@
 #include <QRegularExpression>
 #include <QtTest>
 
+#include <algorithm>
 #include <type_traits>
 
 // The renderers see only a report's computed data (and how to write times), never a document:
@@ -129,6 +130,7 @@ private Q_SLOTS:
     void invalidDatesGiveNoDays();
     void summaryOverCenturies();
     void recordsLookAtDatesFirst();
+    void passedBytesAreNotReadAgain();
     void fastMatchesReference();
     void plainTexts_data();
     void plainTexts();
@@ -882,6 +884,95 @@ void TestReportText::recordsLookAtDatesFirst()
     QVERIFY(!ReportData::collect(broken.data(), int(broken.size()), QDate(2025, 1, 1),
                                  QDate(2025, 12, 31), false, ReportKind::Summary, &untouched));
     QCOMPARE(untouched.from, QDate(2000, 1, 1));
+}
+
+// A reader told that the bytes behind it may go (a mapped file lets go of them) never looks
+// at them again: with every byte it has passed spoilt as soon as it says so, the report is the
+// one of the whole string. It says so at least every 64 KiB of tasks, moving forwards only.
+void TestReportText::passedBytesAreNotReadAgain()
+{
+    using DocumentFormat::TaskRecord;
+    using DocumentFormat::WallClock;
+    DocumentFormat::Writer out;
+    out.begin(9000);
+    out.count(1);
+    out.category(1, QStringLiteral("Work"), false);
+    out.count(3);
+    out.activity(10, QStringLiteral("Coding"), false, 0);
+    out.activity(11, QStringLiteral("Meetings"), false, 0);
+    out.activity(12, QStringLiteral("Withdrawn"), true, 0);
+    constexpr int TaskCount = 12000;
+    out.count(TaskCount);
+    for (int i = 0; i < TaskCount; ++i) {
+        TaskRecord t;
+        t.id = 100 + i;
+        t.activityPosition = i % 3;
+        const QDate day = QDate(2024, 1, 1).addDays(i / 4);
+        t.start.year = day.year();
+        t.start.month = day.month();
+        t.start.day = day.day();
+        t.start.hour = 8 + i % 4;
+        t.stop = t.start;
+        t.stop.minute = 10 + i % 40;
+        // Now and then a record the plain reading refuses: an hour past 23, a month of 13.
+        if (i % 97 == 0)
+            t.stop.hour = 25;
+        if (i % 89 == 0)
+            t.start.month = 13;
+        out.task(t);
+    }
+    out.end({101, 102});
+    const QByteArray bytes = out.bytes();
+    QVERIFY(bytes.size() > 8 * DocumentFormat::PassingStep);
+
+    struct Spoiler
+    {
+        char *data = nullptr;
+        char *end = nullptr;
+        char *spoiltTo = nullptr;
+        int told = 0;
+        bool backwards = false;
+        qsizetype widestGap = 0;
+    };
+    const auto spoil = [](const char *upTo, void *context) {
+        auto *s = static_cast<Spoiler *>(context);
+        char *to = s->data + (upTo - s->data);
+        if (to < s->spoiltTo || to > s->end)
+            s->backwards = true;
+        s->widestGap = std::max<qsizetype>(s->widestGap, to - s->spoiltTo);
+        std::fill(s->spoiltTo, to, '\xff');
+        s->spoiltTo = to;
+        ++s->told;
+    };
+
+    for (const auto &[from, to] : {std::pair{QDate(2024, 1, 1), QDate(2024, 12, 31)},
+                                   std::pair{QDate(2025, 3, 1), QDate(2026, 12, 31)},
+                                   std::pair{QDate(2000, 1, 1), QDate(2099, 12, 31)}}) {
+        for (const ReportKind kind : {ReportKind::Summary, ReportKind::TimeSheet}) {
+            QByteArray whole(bytes.constData(), bytes.size());
+            ReportData expected;
+            QVERIFY(ReportData::collect(whole.data(), int(whole.size()), from, to, false, kind,
+                                        &expected));
+            QVERIFY(!expected.rows.empty());
+
+            QByteArray spoilt(bytes.constData(), bytes.size());
+            Spoiler spoiler;
+            spoiler.data = spoiler.spoiltTo = spoilt.data();
+            spoiler.end = spoilt.data() + spoilt.size();
+            const DocumentFormat::Passing passing{spoil, &spoiler};
+            ReportData report;
+            QVERIFY(ReportData::collect(spoilt.data(), int(spoilt.size()), from, to, false, kind,
+                                        &report, &passing));
+            QVERIFY(report == expected);
+            QVERIFY(!spoiler.backwards);
+            QVERIFY2(spoiler.told >= int(bytes.size() / DocumentFormat::PassingStep) - 2,
+                     qPrintable(QString::number(spoiler.told)));
+            // Told again once a step's worth of bytes has been read, a task's bytes at most later.
+            QVERIFY2(spoiler.widestGap < DocumentFormat::PassingStep + 512,
+                     qPrintable(QString::number(spoiler.widestGap)));
+            QVERIFY(spoilt.count('\xff') > bytes.size() / 2);
+        }
+    }
 }
 
 // Random documents around two daylight-saving changes (late October and early November),

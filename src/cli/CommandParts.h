@@ -102,8 +102,11 @@ void list(const QuorvelDocument &doc, const Invocation &call, Commands::Result *
 void activities(const QuorvelDocument &doc, Commands::Result *result);
 void report(const QuorvelDocument &doc, const Invocation &call, Commands::Result *result);
 // The same report straight from a document string; false when it cannot be read.
-bool reportRecords(const char *data, int length, const Invocation &call, Commands::Result *result);
-bool exportRecords(const char *data, int length, const Invocation &call, Commands::Result *result);
+// passing, when given, hears how far the reading has come.
+bool reportRecords(const char *data, int length, const Invocation &call, Commands::Result *result,
+                   const DocumentFormat::Passing *passing = nullptr);
+bool exportRecords(const char *data, int length, const Invocation &call, Commands::Result *result,
+                   const DocumentFormat::Passing *passing = nullptr);
 void importTasks(QuorvelDocument &doc, const Invocation &call, const QString &workingFolder,
                  Commands::Result *result, Commands::Progress *progress);
 

@@ -473,15 +473,15 @@ Commands::Result Commands::run(QuorvelDocument &doc, const QStringList &argument
 }
 
 bool Commands::runOnRecords(const char *data, int length, const QStringList &arguments,
-                            Result *result)
+                            Result *result, const DocumentFormat::Passing *passing)
 {
     Invocation call;
     if (!parse(arguments, &call, result))
         return true;
     if (QLatin1String(call.entry->name) == QLatin1String("export"))
-        return exportRecords(data, length, call, result);
+        return exportRecords(data, length, call, result, passing);
     if (QLatin1String(call.entry->name) == QLatin1String("report"))
-        return reportRecords(data, length, call, result);
+        return reportRecords(data, length, call, result, passing);
     return true;
 }
 

@@ -11,6 +11,10 @@
 
 #include <cstdio>
 
+namespace DocumentFormat {
+struct Passing;
+}
+
 class QuorvelDocument;
 
 // The commands of the quorvel program ("start", "stop", "status", "list", "activities",
@@ -88,9 +92,11 @@ public:
                       const QString &workingFolder, Progress *progress = nullptr);
 
     // Runs a command that needs only the records (Needs::Records) on a document string, as
-    // it is read. False when the string cannot be read.
+    // it is read. False when the string cannot be read. passing, when given, hears how far
+    // the reading has come.
     static bool runOnRecords(const char *data, int length, const QStringList &arguments,
-                             Result *result);
+                             Result *result,
+                             const DocumentFormat::Passing *passing = nullptr);
 
     // The days a reading command looks at, when it names them: a task that lies wholly
     // outside them (and does not run) cannot change its answer. Invalid dates when the

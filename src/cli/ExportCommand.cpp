@@ -310,11 +310,12 @@ private:
 
 } // namespace
 
-bool exportRecords(const char *data, int length, const Invocation &call, Commands::Result *result)
+bool exportRecords(const char *data, int length, const Invocation &call, Commands::Result *result,
+                   const DocumentFormat::Passing *passing)
 {
     ExportSink sink(call, result);
     sink.begin();
-    if (!DocumentFormat::read(data, length, sink)) {
+    if (!DocumentFormat::read(data, length, sink, passing)) {
         result->out.clear();
         return false;
     }

@@ -317,7 +317,8 @@ int readHere(Commands::Needs needs, const QStringList &arguments, const QString 
         // Another program may cut the file short while it is read here.
         file.onLostPages(messageLine(unreadableDataFile()), messageLine(unreadableAfterPart()),
                          &result.streamed);
-        if (!Commands::runOnRecords(file.data(), file.size(), arguments, &result)) {
+        const DocumentFormat::Passing passing = file.passing();
+        if (!Commands::runOnRecords(file.data(), file.size(), arguments, &result, &passing)) {
             std::fflush(stdout);
             return refuse(result.streamed > 0 ? unreadableAfterPart() : unreadableDataFile());
         }

@@ -74,9 +74,10 @@ MappedFile::MappedFile(const QString &path)
         m_state = State::Mapped;
         return;
     }
-    // Read-only, so that populating the mapping takes the cached pages rather than copies.
-    void *mapping
-        = ::mmap(nullptr, size_t(status.st_size), PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd, 0);
+    // Read-only, so that the mapping takes the cached pages rather than copies. Not populated
+    // at once: the pages come as they are read and go once passed (letGo()), so that a long
+    // history is never resident all at once.
+    void *mapping = ::mmap(nullptr, size_t(status.st_size), PROT_READ, MAP_PRIVATE, fd, 0);
     ::close(fd);
     if (mapping == MAP_FAILED)
         return;
@@ -118,4 +119,29 @@ void MappedFile::onLostPages(const QByteArray &before, const QByteArray &after,
     action.sa_flags = SA_SIGINFO;
     sigemptyset(&action.sa_mask);
     ::sigaction(SIGBUS, &action, &previousAction);
+}
+
+void MappedFile::letGo(const char *upTo)
+{
+    if (m_size == 0 || upTo <= m_data)
+        return;
+    static const long pageSize = ::sysconf(_SC_PAGESIZE);
+    const qint64 offset = qMin<qint64>(upTo - m_data, m_size);
+    const int end = int(offset - offset % pageSize);
+    if (end <= m_letGoTo)
+        return;
+    // A fault ahead may map again the cached pages around it, as far back as the start of its
+    // page table (2 MiB of addresses): from there on they go again. The mapping is private and
+    // never written, so its pages only ever hold the file's bytes.
+    constexpr quintptr TableSpan = 2 * 1024 * 1024;
+    const quintptr table = (quintptr(m_data) + quintptr(m_letGoTo)) & ~(TableSpan - 1);
+    const char *from = qMax(m_data, reinterpret_cast<const char *>(table));
+    ::madvise(const_cast<char *>(from), size_t(m_data + end - from), MADV_DONTNEED);
+    m_letGoTo = end;
+}
+
+DocumentFormat::Passing MappedFile::passing()
+{
+    return {[](const char *upTo, void *file) { static_cast<MappedFile *>(file)->letGo(upTo); },
+            this};
 }

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "model/DocumentFormat.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -35,8 +37,16 @@ public:
     // answer has gone out). Texts beyond 8 KiB are cut there.
     void onLostPages(const QByteArray &before, const QByteArray &after, const qint64 *written);
 
+    // Lets go of the whole pages before upTo, which are not read again: they leave this
+    // process's resident memory (the system's cache keeps them). Reading them again would
+    // fetch them anew.
+    void letGo(const char *upTo);
+    // For the document reader: lets go of what it has gone past.
+    DocumentFormat::Passing passing();
+
 private:
     State m_state = State::Unreadable;
     const char *m_data = nullptr;
-    int m_size = 0; // when above 0, the length of the mapping at m_data
+    int m_size = 0;     // when above 0, the length of the mapping at m_data
+    int m_letGoTo = 0;  // the bytes before this have been let go of
 };

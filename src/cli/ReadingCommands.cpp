@@ -138,11 +138,12 @@ void report(const QuorvelDocument &doc, const Invocation &call, Commands::Result
                 call, result);
 }
 
-bool reportRecords(const char *data, int length, const Invocation &call, Commands::Result *result)
+bool reportRecords(const char *data, int length, const Invocation &call, Commands::Result *result,
+                   const DocumentFormat::Passing *passing)
 {
     ReportData report;
     if (!ReportData::collect(data, length, call.from, call.to, call.has("zero"), reportKind(call),
-                             &report))
+                             &report, passing))
         return false;
     writeReport(report, call, result);
     return true;

@@ -244,7 +244,7 @@ QString readName(const char **cursor, int *remaining)
 
 } // namespace
 
-bool read(const char *data, int length, Sink &sink)
+bool read(const char *data, int length, Sink &sink, const Passing *passing)
 {
     const char *cursor = data;
     int remaining = data ? qMax(length, 0) : 0;
@@ -289,7 +289,13 @@ bool read(const char *data, int length, Sink &sink)
     if (!sink.count(Sink::List::Tasks, taskCount))
         return false;
     TaskRecord task;
+    // Told again once fewer than this many bytes remain; never without passing.
+    int tellBelow = passing ? remaining - PassingStep : -1;
     for (int i = 0; i < taskCount && remaining > 0; ++i) {
+        if (remaining < tellBelow) {
+            passing->passed(cursor, passing->context);
+            tellBelow = remaining - PassingStep;
+        }
         if (readPlainTask(c, r, &task)) {
             if (!sink.task(task))
                 return false;

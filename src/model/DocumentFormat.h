@@ -139,12 +139,23 @@ public:
     void deletedTaskIds(const QList<int> &) override {}
 };
 
+// Told, as the reader goes through the tasks, that it will never look before upTo again: a
+// caller whose bytes are a mapped file lets go of the pages behind, so that a long history is
+// never resident all at once. Told every PassingStep bytes or so.
+struct Passing
+{
+    void (*passed)(const char *upTo, void *context);
+    void *context;
+};
+constexpr int PassingStep = 64 * 1024;
+
 // Reads a document string of length bytes at data. True when it is whole: the start marker,
 // version 105, and the end marker where the counts say it is. Never reads outside
 // [data, data + length) and never writes there, so the bytes may be a read-only mapping.
 // Counts are used as read, but once the buffer is exhausted no further record is handed over,
 // so a damaged count cannot make millions of empty records.
-bool read(const char *data, int length, Sink &sink);
+// passing, when given, hears how far the reader has come.
+bool read(const char *data, int length, Sink &sink, const Passing *passing = nullptr);
 
 // Cursor helpers of the reader; each advances *cursor and lowers *remaining by the bytes it
 // consumed and never looks past the end. Values are separated by line feeds; bytes below 32

@@ -485,11 +485,12 @@ ReportData ReportData::collect(const QuorvelDocument &doc, const QDate &from, co
 }
 
 bool ReportData::collect(const char *data, int length, const QDate &from, const QDate &to,
-                         bool includeZero, ReportKind kind, ReportData *report)
+                         bool includeZero, ReportKind kind, ReportData *report,
+                         const DocumentFormat::Passing *passing)
 {
     KeptTasks tasks;
     RecordsSink sink(PeriodReach(from, to), tasks);
-    if (!DocumentFormat::read(data, length, sink))
+    if (!DocumentFormat::read(data, length, sink, passing))
         return false;
 
     // As a document read from the string keeps them: an obsolete activity only with tasks,

@@ -8,6 +8,10 @@
 
 #include <vector>
 
+namespace DocumentFormat {
+struct Passing;
+}
+
 class QuorvelDocument;
 
 enum class ReportKind { Summary, TimeSheet };
@@ -67,9 +71,11 @@ struct ReportData
     // The same report straight from a document string (the data file's contents), equal to
     // the one of the document read from it, without building that document: a task is looked
     // at by its dates as read, and only one that can reach the period is converted further.
-    // False, with *report untouched, when the string cannot be read as a document.
+    // False, with *report untouched, when the string cannot be read as a document. passing,
+    // when given, hears how far the reading has come.
     static bool collect(const char *data, int length, const QDate &from, const QDate &to,
-                        bool includeZero, ReportKind kind, ReportData *report);
+                        bool includeZero, ReportKind kind, ReportData *report,
+                        const DocumentFormat::Passing *passing = nullptr);
 
     // A task's whole minutes within the stretch [first, last): all of its duration when it lies
     // inside, else the minutes of the part inside, truncated per task as the document's own
