@@ -95,8 +95,7 @@ public:
     // it is read. False when the string cannot be read. passing, when given, hears how far
     // the reading has come.
     static bool runOnRecords(const char *data, int length, const QStringList &arguments,
-                             Result *result,
-                             const DocumentFormat::Passing *passing = nullptr);
+                             Result *result, const DocumentFormat::Passing *passing = nullptr);
 
     // The days a reading command looks at, when it names them: a task that lies wholly
     // outside them (and does not run) cannot change its answer. Invalid dates when the

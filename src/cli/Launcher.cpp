@@ -23,11 +23,11 @@
 #include <QProcess>
 
 #include <algorithm>
-#include <optional>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <unistd.h>
 
 namespace {
@@ -500,8 +500,9 @@ int Launcher::runCommand(int argc, char *argv[])
     for (int i = 1; i < argc; ++i)
         arguments << QString::fromLocal8Bit(argv[i]);
     // A command that only reads needs no application object, whose making maps and touches
-    // about half a MiB of Qt: it is made for a catalogue, which only it can install, and for
-    // the commands that change something, which may start other programs.
+    // about half a MiB of Qt: it is made for a catalogue, which only it can install, and, as
+    // before, for the commands that change something (set-up starts the window's program to
+    // keep the password, which wants one).
     std::optional<QCoreApplication> app;
     Translations::Catalogue catalogue = Translations::load();
     if (catalogue.own) {

@@ -47,6 +47,6 @@ public:
 private:
     State m_state = State::Unreadable;
     const char *m_data = nullptr;
-    int m_size = 0;     // when above 0, the length of the mapping at m_data
-    int m_letGoTo = 0;  // the bytes before this have been let go of
+    int m_size = 0;    // when above 0, the length of the mapping at m_data
+    int m_letGoTo = 0; // the bytes before this have been let go of
 };
