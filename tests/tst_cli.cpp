@@ -27,6 +27,7 @@
 #include <QtTest>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 
@@ -249,6 +250,7 @@ private Q_SLOTS:
     void stopWithinTheMinuteDeletesTheTask();
     void stopNamedActivity();
     void list();
+    void listAsTheWindowShowsIt();
     void reportsEqualTheReportMenu();
     void reportsRefuseGigabytesOfText();
     void exportCsvAndJson();
@@ -258,7 +260,7 @@ private Q_SLOTS:
     void dataFileOfAnotherKind();
     void busSignalFromElsewhereKeepsItsEffect();
     void passedPagesLeaveResidentMemory();
-    void exportLetsGoOfWhatItHasRead();
+    void readingLetsGoOfWhatItHasRead();
     void importRoundTrip();
     void csvNamesNeverRunAsFormulas();
     void importTimewarrior();
@@ -866,6 +868,55 @@ void TestCli::list()
                                  "11/20/26 8:00 PM  11/20/26 8:20 PM  Café, \"Ölbaum\"\n"));
 }
 
+// A task whose stop lies before its start (a clock set wrong) is listed by its start like any
+// other, with or without days asked for; the window's running document answers the same.
+void TestCli::listAsTheWindowShowsIt()
+{
+    TestEnvironment::wipe();
+    Configuration().setMode(Configuration::Personal);
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    ActivityCategory *home = build.category(QStringLiteral("Private"));
+    Activity *dev = build.activity(QStringLiteral("Project Alpha Development"),
+                                   build.category(QStringLiteral("Bill rate 1")));
+    Activity *beta = build.activity(QStringLiteral("Home Project Beta"), home);
+    Activity *cafe = build.activity(QStringLiteral("Café, \"Ölbaum\""), home);
+    build.task(beta, at(18, 18, 0), at(18, 19, 0));
+    build.task(dev, at(19, 9, 0), at(19, 10, 30));
+    build.task(beta, at(20, 10, 0), at(19, 9, 0));
+    build.task(cafe, at(20, 20, 0), at(20, 20, 20));
+    build.task(dev, at(21, 8, 15), QDateTime());
+    build.sortAll();
+    QVERIFY(doc.save());
+
+    const QStringList all = {QStringLiteral("list")};
+    const QStringList friday
+        = {QStringLiteral("list"), QStringLiteral("--from"), QStringLiteral("2026-11-20"),
+           QStringLiteral("--to"), QStringLiteral("2026-11-20")};
+    Run run = quorvel(all);
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.err, QByteArray());
+    QCOMPARE(run.out, QByteArray("11/18/26 6:00 PM   11/18/26 7:00 PM   Home Project Beta\n"
+                                 "11/19/26 9:00 AM   11/19/26 10:30 AM  Project Alpha "
+                                 "Development\n"
+                                 "11/20/26 10:00 AM  11/19/26 9:00 AM   Home Project Beta\n"
+                                 "11/20/26 8:00 PM   11/20/26 8:20 PM   Café, \"Ölbaum\"\n"
+                                 "11/21/26 8:15 AM                      Project Alpha "
+                                 "Development\n"));
+    QCOMPARE(Commands::run(*loaded(), all, QDir::currentPath()).out, run.out);
+
+    run = quorvel(friday);
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("11/20/26 10:00 AM  11/19/26 9:00 AM  Home Project Beta\n"
+                                 "11/20/26 8:00 PM   11/20/26 8:20 PM  Café, \"Ölbaum\"\n"));
+    QCOMPARE(Commands::run(*loaded(), friday, QDir::currentPath()).out, run.out);
+
+    // Nothing within the days asked for: nothing at all, not even a blank line.
+    run = quorvel({QStringLiteral("list"), QStringLiteral("--from"), QStringLiteral("2026-11-22")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray());
+}
+
 // A time sheet over centuries, or with a row for each of many activities on each of many
 // days, would be gigabytes of text: refused in words before any of it is built.
 void TestCli::reportsRefuseGigabytesOfText()
@@ -1177,12 +1228,17 @@ void TestCli::passedPagesLeaveResidentMemory()
     file.letGo(file.data() + file.size() + 5000);
     QCOMPARE(residentKiB(file.data()), 4);
     QCOMPARE(QByteArray(file.data(), file.size()), content);
+    QCOMPARE(residentKiB(file.data()), all);
+    // Read again from the beginning: what the new reading has passed goes again.
+    file.letGo(file.data() + 60 * 1024);
+    QCOMPARE(residentKiB(file.data()), all - 60);
+    QCOMPARE(QByteArray(file.data(), file.size()), content);
 }
 
-// The export straight from a mapped data file lets go of the pages it has read as it goes:
-// each time, all that stays resident lies ahead of it. What it writes is what the whole file
-// gives.
-void TestCli::exportLetsGoOfWhatItHasRead()
+// The export and the list straight from a mapped data file let go of the pages they have read
+// as they go (the list reads the file twice, for its widths and then its rows): each time, all
+// that stays resident lies ahead of the reader. What they write is what the whole file gives.
+void TestCli::readingLetsGoOfWhatItHasRead()
 {
     QuorvelDocument doc;
     DocumentBuilder build(doc);
@@ -1217,21 +1273,35 @@ void TestCli::exportLetsGoOfWhatItHasRead()
         const int ahead = int((w->file->data() + w->file->size() - upTo) / 1024) + 4;
         w->residentBehind = std::max(w->residentBehind, residentKiB(w->file->data()) - ahead);
     };
-    for (const QString &format : {QStringLiteral("json"), QStringLiteral("csv")}) {
-        const QStringList arguments
-            = {QStringLiteral("export"), QStringLiteral("--format"), format};
+    const QList<QStringList> commands = {
+        {QStringLiteral("export"), QStringLiteral("--format"), QStringLiteral("json")},
+        {QStringLiteral("export"), QStringLiteral("--format"), QStringLiteral("csv")},
+        {QStringLiteral("list")},
+    };
+    for (const QStringList &arguments : commands) {
         Commands::Result whole;
         QVERIFY(Commands::runOnRecords(bytes.constData(), int(bytes.size()), arguments, &whole));
-        QVERIFY(whole.out.count('\n') > 12000);
+        QVERIFY(whole.out.count('\n') >= 12000);
 
         MappedFile file(path);
         QCOMPARE(file.state(), MappedFile::State::Mapped);
         Watch w{&file, file.passing()};
         const DocumentFormat::Passing passing{watch, &w};
+        // Written out in pieces as it goes, as to a terminal.
+        std::unique_ptr<std::FILE, int (*)(std::FILE *)> stream(std::tmpfile(), &std::fclose);
+        QVERIFY(stream);
         Commands::Result mapped;
+        mapped.stream = stream.get();
         QVERIFY(Commands::runOnRecords(file.data(), file.size(), arguments, &mapped, &passing));
-        QCOMPARE(mapped.out, whole.out);
-        QVERIFY2(w.told >= int(bytes.size() / DocumentFormat::PassingStep) - 2,
+        QVERIFY(mapped.streamed > 0);
+        QCOMPARE(std::ftell(stream.get()), long(mapped.streamed));
+        std::rewind(stream.get());
+        QByteArray written(int(mapped.streamed), '\0');
+        QCOMPARE(std::fread(written.data(), 1, size_t(written.size()), stream.get()),
+                 size_t(written.size()));
+        QCOMPARE(written + mapped.out, whole.out);
+        const int readings = arguments.first() == QLatin1String("list") ? 2 : 1;
+        QVERIFY2(w.told >= readings * (int(bytes.size() / DocumentFormat::PassingStep) - 2),
                  qPrintable(QString::number(w.told)));
         QVERIFY2(w.residentBehind <= 0, qPrintable(QString::number(w.residentBehind)));
     }

@@ -7,11 +7,22 @@
 
 #include "model/QuorvelDocument.h"
 
+#include <cstdio>
+
 namespace CommandParts {
 
 void append(QByteArray &to, const QString &text)
 {
     to += text.toUtf8();
+}
+
+void handOnPiece(Commands::Result *result)
+{
+    if (!result->stream || result->out.size() < StreamPiece)
+        return;
+    std::fwrite(result->out.constData(), 1, size_t(result->out.size()), result->stream);
+    result->streamed += result->out.size();
+    result->out.truncate(0);
 }
 
 void badUsage(const QString &command, const QString &message, Commands::Result *result)

@@ -73,6 +73,12 @@ struct Resolution
 
 // Steps shared by the commands.
 void append(QByteArray &to, const QString &text);
+// An answer that has a stream is written out in pieces of this size as it is made: a long
+// history's answer then never lies in memory whole, nor in fresh pages that each cost a fault.
+constexpr qsizetype StreamPiece = 256 * 1024;
+// Writes out what the result holds once that is a piece, when it has a stream; the room stays
+// for the next piece.
+void handOnPiece(Commands::Result *result);
 void badUsage(const QString &command, const QString &message, Commands::Result *result);
 // The start of a long text, for a message that has to show which one it means.
 QString shortened(const QString &text);
@@ -98,13 +104,14 @@ QString jsonString(const QString &text);
 void start(QuorvelDocument &doc, const Invocation &call, Commands::Result *result);
 void stop(QuorvelDocument &doc, const Invocation &call, Commands::Result *result);
 void status(const QuorvelDocument &doc, const Invocation &call, Commands::Result *result);
-void list(const QuorvelDocument &doc, const Invocation &call, Commands::Result *result);
 void activities(const QuorvelDocument &doc, Commands::Result *result);
 void report(const QuorvelDocument &doc, const Invocation &call, Commands::Result *result);
 // The same report straight from a document string; false when it cannot be read.
 // passing, when given, hears how far the reading has come.
 bool reportRecords(const char *data, int length, const Invocation &call, Commands::Result *result,
                    const DocumentFormat::Passing *passing = nullptr);
+bool listRecords(const char *data, int length, const Invocation &call, Commands::Result *result,
+                 const DocumentFormat::Passing *passing = nullptr);
 bool exportRecords(const char *data, int length, const Invocation &call, Commands::Result *result,
                    const DocumentFormat::Passing *passing = nullptr);
 void importTasks(QuorvelDocument &doc, const Invocation &call, const QString &workingFolder,

@@ -68,7 +68,7 @@ const std::vector<CommandEntry> &commandTable()
          {FromOption, ToOption},
          0,
          0,
-         Commands::Needs::Reading},
+         Commands::Needs::Records},
         {"activities",
          "",
          QT_TRANSLATE_NOOP("Commands", "List the activities that can be started."),
@@ -429,20 +429,6 @@ Commands::SetupRequest Commands::setupRequest(const QStringList &arguments)
     return request;
 }
 
-void Commands::period(const QStringList &arguments, QDate *from, QDate *to)
-{
-    Invocation call;
-    Result ignored;
-    *from = QDate();
-    *to = QDate();
-    if (!parse(arguments, &call, &ignored))
-        return;
-    if (call.entry->needs != Needs::Reading)
-        return;
-    *from = call.from;
-    *to = call.to;
-}
-
 Commands::Result Commands::run(QuorvelDocument &doc, const QStringList &arguments,
                                const QString &workingFolder, Progress *progress)
 {
@@ -457,16 +443,17 @@ Commands::Result Commands::run(QuorvelDocument &doc, const QStringList &argument
         stop(doc, call, &result);
     else if (name == QLatin1String("status"))
         status(doc, call, &result);
-    else if (name == QLatin1String("list"))
-        list(doc, call, &result);
-    else if (name == QLatin1String("activities"))
+    else if (name == QLatin1String("list")) {
+        const QByteArray bytes = doc.getDocumentBytes();
+        listRecords(bytes.constData(), int(bytes.size()), call, &result);
+    } else if (name == QLatin1String("activities"))
         activities(doc, &result);
     else if (name == QLatin1String("report"))
         report(doc, call, &result);
     else if (name == QLatin1String("export")) {
         // The same export as from the data file: from the document string of what is shown.
-        QByteArray bytes = doc.getDocumentBytes();
-        exportRecords(bytes.data(), int(bytes.size()), call, &result);
+        const QByteArray bytes = doc.getDocumentBytes();
+        exportRecords(bytes.constData(), int(bytes.size()), call, &result);
     } else if (name == QLatin1String("import"))
         importTasks(doc, call, workingFolder, &result, progress);
     return result;
@@ -482,6 +469,8 @@ bool Commands::runOnRecords(const char *data, int length, const QStringList &arg
         return exportRecords(data, length, call, result, passing);
     if (QLatin1String(call.entry->name) == QLatin1String("report"))
         return reportRecords(data, length, call, result, passing);
+    if (QLatin1String(call.entry->name) == QLatin1String("list"))
+        return listRecords(data, length, call, result, passing);
     return true;
 }
 

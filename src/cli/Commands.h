@@ -51,8 +51,7 @@ public:
         Nothing,      // help, a usage error: answered without the data
         RunningTasks, // only the running tasks (status)
         Activities,   // the activities and categories, not the tasks
-        Records,      // the document string, read record by record (report, export)
-        Reading,      // the whole document, unchanged
+        Records,      // the document string, read record by record (list, report, export)
         Writing,      // the whole document, to change and write
         Setup         // the settings and the whole document, never handed to a window
     };
@@ -96,11 +95,6 @@ public:
     // the reading has come.
     static bool runOnRecords(const char *data, int length, const QStringList &arguments,
                              Result *result, const DocumentFormat::Passing *passing = nullptr);
-
-    // The days a reading command looks at, when it names them: a task that lies wholly
-    // outside them (and does not run) cannot change its answer. Invalid dates when the
-    // command needs every task.
-    static void period(const QStringList &arguments, QDate *from, QDate *to);
 
     // Reads the arguments of "quorvel setup" (checked by check() first).
     static SetupRequest setupRequest(const QStringList &arguments);

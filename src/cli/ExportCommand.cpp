@@ -103,10 +103,6 @@ char *putText(char *p, const char (&text)[N])
 class ExportSink : public DocumentFormat::CatalogueSink
 {
 public:
-    // Written out in pieces of this size when the result has a stream: a long history's
-    // export then never lies in memory whole, nor in fresh pages that each cost a fault.
-    static constexpr qsizetype StreamPiece = 256 * 1024;
-
     ExportSink(const Invocation &call, Commands::Result *result)
         : m_call(call)
         , m_json(call.value("format") == QLatin1String("json"))
@@ -148,14 +144,6 @@ public:
             writeRow(record, false,
                      minutesBetween(start.date(), start.time(), stop.date(), stop.time()));
         return true;
-    }
-
-    // Hands what is made so far to the stream, keeping the room for the next piece.
-    void flush()
-    {
-        std::fwrite(m_out.constData(), 1, size_t(m_out.size()), m_result->stream);
-        m_result->streamed += m_out.size();
-        m_out.truncate(0);
     }
 
     void begin() { m_out += m_json ? "[" : "Activity,Category,Start,Stop,Minutes\r\n"; }
@@ -254,8 +242,7 @@ private:
         std::memcpy(to, name.constData(), size_t(name.size()));
         std::memcpy(to + name.size(), rest, size_t(p - rest));
         m_first = false;
-        if (m_result->stream && m_out.size() >= StreamPiece)
-            flush();
+        handOnPiece(m_result);
     }
 
     // A stopped task's minutes; on a day whose clock never jumps, from the wall-clock times

@@ -140,35 +140,12 @@ bool keepRunning(const QDate &, const QDate &, const void *)
     return false;
 }
 
-// The period a reading command asks about, from its first to its last day.
-struct Period
-{
-    QDate from;
-    QDate to;
-};
-
-bool keepWithin(const QDate &startDay, const QDate &stopDay, const void *context)
-{
-    const auto *period = static_cast<const Period *>(context);
-    return startDay <= period->to && stopDay >= period->from;
-}
-
-// Reads the data file for a command that changes nothing: only the tasks it can need.
-bool loadFor(QuorvelDocument &doc, Commands::Needs needs, const QStringList &arguments)
+// Reads the data file for "status" or "activities": the stopped tasks are passed over.
+bool loadFor(QuorvelDocument &doc, Commands::Needs needs)
 {
     if (needs == Commands::Needs::RunningTasks && doc.loadRunningNote())
         return true;
-    if (needs == Commands::Needs::RunningTasks || needs == Commands::Needs::Activities)
-        return doc.loadSome(keepRunning, nullptr);
-    Period period;
-    Commands::period(arguments, &period.from, &period.to);
-    if (!period.from.isValid() && !period.to.isValid())
-        return doc.load();
-    if (!period.from.isValid())
-        period.from = QDate(1, 1, 1);
-    if (!period.to.isValid())
-        period.to = QDate(9999, 12, 31);
-    return doc.loadSome(keepWithin, &period);
+    return doc.loadSome(keepRunning, nullptr);
 }
 
 QString unreadableDataFile()
@@ -327,7 +304,7 @@ int readHere(Commands::Needs needs, const QStringList &arguments, const QString 
     // Left to the system when the program ends: freeing a large history one record at a
     // time would take longer than reading it.
     auto *doc = new QuorvelDocument;
-    if (!loadFor(*doc, needs, arguments) && QFileInfo::exists(QuorvelDocument::dataFilePath())) {
+    if (!loadFor(*doc, needs) && QFileInfo::exists(QuorvelDocument::dataFilePath())) {
         delete doc;
         return refuse(unreadableDataFile());
     }

@@ -128,6 +128,9 @@ void MappedFile::letGo(const char *upTo)
     static const long pageSize = ::sysconf(_SC_PAGESIZE);
     const qint64 offset = qMin<qint64>(upTo - m_data, m_size);
     const int end = int(offset - offset % pageSize);
+    // A point before the last one starts a new reading of the file from its beginning.
+    if (end < m_letGoTo)
+        m_letGoTo = 0;
     if (end <= m_letGoTo)
         return;
     // A fault ahead may map again the cached pages around it, as far back as the start of its

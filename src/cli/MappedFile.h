@@ -39,7 +39,8 @@ public:
 
     // Lets go of the whole pages before upTo, which are not read again: they leave this
     // process's resident memory (the system's cache keeps them). Reading them again would
-    // fetch them anew.
+    // fetch them anew. A point before the last one given starts over: a new reading from the
+    // beginning lets go of its pages as it passes them.
     void letGo(const char *upTo);
     // For the document reader: lets go of what it has gone past.
     DocumentFormat::Passing passing();

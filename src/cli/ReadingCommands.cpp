@@ -5,6 +5,8 @@
 
 #include "CommandParts.h"
 
+#include "model/DocumentFormat.h"
+#include "model/QVTask.h"
 #include "model/QuorvelDocument.h"
 #include "model/TaskTimeText.h"
 #include "platform/Clock.h"
@@ -61,25 +63,81 @@ void status(const QuorvelDocument &doc, const Invocation &call, Commands::Result
     }
 }
 
-void list(const QuorvelDocument &doc, const Invocation &call, Commands::Result *result)
+namespace {
+
+// The rows of the tasks that start within the days asked for, as the window's table shows
+// them, made as the reader hands over the records: no task of the history is kept. One
+// reading finds the columns' widths and a second writes the rows, so that a long history's
+// list never lies in memory whole.
+class ListSink : public DocumentFormat::CatalogueSink
 {
-    int startWidth = 0;
-    int stopWidth = 0;
-    for (const QVTask *task : doc.tasks) {
-        if (!startsWithin(task, call))
-            continue;
-        startWidth = qMax(startWidth, int(task->startText.size()));
-        stopWidth = qMax(stopWidth, int(task->stopText.size()));
+public:
+    // Only finds the widths while result is null.
+    ListSink(const Invocation &call, Commands::Result *result, int startWidth = 0,
+             int stopWidth = 0)
+        : m_call(call)
+        , m_result(result)
+        , m_startWidth(startWidth)
+        , m_stopWidth(stopWidth)
+    {}
+
+    bool task(const DocumentFormat::TaskRecord &record) override
+    {
+        // One task made over for each record, so that its texts and its day are exactly
+        // what the window's table would show.
+        if (record.start.isNull())
+            m_task.setStart(QDateTime());
+        else
+            m_task.setStartWallClock(record.start.date(), record.start.time());
+        if (record.stop.isNull())
+            m_task.setStop(QDateTime());
+        else
+            m_task.setStopWallClock(record.stop.date(), record.stop.time());
+        if (!startsWithin(&m_task, m_call))
+            return true;
+        if (!m_result) {
+            m_startWidth = qMax(m_startWidth, int(m_task.startText.size()));
+            m_stopWidth = qMax(m_stopWidth, int(m_task.stopText.size()));
+            return true;
+        }
+        const int position = record.activityPosition;
+        const QString name = position >= 0 && size_t(position) < activities.size()
+                                 ? activities[size_t(position)].name
+                                 : QString();
+        append(m_result->out, m_task.startText.leftJustified(m_startWidth) + QLatin1String("  ")
+                                  + m_task.stopText.leftJustified(m_stopWidth) + QLatin1String("  ")
+                                  + name + QLatin1Char('\n'));
+        handOnPiece(m_result);
+        return true;
     }
-    QString text;
-    for (const QVTask *task : doc.tasks) {
-        if (!startsWithin(task, call))
-            continue;
-        text += task->startText.leftJustified(startWidth) + QLatin1String("  ")
-                + task->stopText.leftJustified(stopWidth) + QLatin1String("  ")
-                + task->activityName() + QLatin1Char('\n');
+
+    int startWidth() const { return m_startWidth; }
+    int stopWidth() const { return m_stopWidth; }
+
+private:
+    const Invocation &m_call;
+    Commands::Result *m_result;
+    int m_startWidth;
+    int m_stopWidth;
+    QVTask m_task;
+};
+
+} // namespace
+
+bool listRecords(const char *data, int length, const Invocation &call, Commands::Result *result,
+                 const DocumentFormat::Passing *passing)
+{
+    // The twelve-hour choice read once, and each day's text made once for both readings.
+    const TaskTimeText::Batch textBatch;
+    ListSink widths(call, nullptr);
+    if (!DocumentFormat::read(data, length, widths, passing))
+        return false;
+    ListSink rows(call, result, widths.startWidth(), widths.stopWidth());
+    if (!DocumentFormat::read(data, length, rows, passing)) {
+        result->out.clear();
+        return false;
     }
-    append(result->out, text);
+    return true;
 }
 
 void activities(const QuorvelDocument &doc, Commands::Result *result)
