@@ -186,11 +186,14 @@ for dir in "$@"; do
     report_t=(timew summary "$first" - "$next_year")
     export_q=("$quorvel" export --format json)
     export_t=(timew export)
+    # Timewarrior has no list of its own; its export is what prints every interval.
+    list_q=("$quorvel" list)
     sanity_run "$name: quorvel report" "${report_q[@]}"
     sanity_run "$name: timew summary" "${report_t[@]}"
     sanity_run "$name: quorvel export" "${export_q[@]}"
     sanity_run "$name: timew export" "${export_t[@]}"
     sanity_run "$name: quorvel status" "$quorvel" status
+    sanity_run "$name: quorvel list" "${list_q[@]}"
 
     hf=(hyperfine -N --output=pipe --warmup "$warmup" --runs "$runs")
 
@@ -230,6 +233,13 @@ EOF
     r=$(ratio "$mt" "$mq")
     rows+=("| $tasks | export (JSON) | $mq ms | $mt ms | ${r}× | ≥ ${export_target}× | $(at_least "$r" "$export_target") |")
 
+    json=$out/list-$name.json
+    "${hf[@]}" --export-json "$json" -n "quorvel list" "$q list" -n "timew export" "timew export"
+    check_spread "$json" "$name list"
+    mq=$(median_ms "$json" 0)
+    mt=$(median_ms "$json" 1)
+    rows+=("| $tasks | list (timew: export) | $mq ms | $mt ms | $(ratio "$mt" "$mq")× | — | — |")
+
     # Side by side with the empty Qt program, whose start is the floor.
     json=$out/status-$name.json
     "${hf[@]}" --export-json "$json" -n "quorvel status" "$q status" \
@@ -252,12 +262,15 @@ EOF
 
     echo "Peak memory, median of $mem_runs runs each…"
     pe=$(peak_memory_mib "$emptyqt")
-    for pair in report export; do
+    for pair in report export list; do
         if [[ $pair == report ]]; then
             pq=$(peak_memory_mib "${report_q[@]}")
             pt=$(peak_memory_mib "${report_t[@]}")
-        else
+        elif [[ $pair == export ]]; then
             pq=$(peak_memory_mib "${export_q[@]}")
+            pt=$(peak_memory_mib "${export_t[@]}")
+        else
+            pq=$(peak_memory_mib "${list_q[@]}")
             pt=$(peak_memory_mib "${export_t[@]}")
         fi
         # Below Timewarrior's; at 10 000 tasks, where the start weighs most, at most the
