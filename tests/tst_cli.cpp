@@ -9,6 +9,7 @@
 #include "DocumentBuilder.h"
 #include "ModalAnswers.h"
 #include "TestEnvironment.h"
+#include "cli/CommandParts.h"
 #include "cli/Commands.h"
 #include "cli/MappedFile.h"
 #include "keyring/ServerPassword.h"
@@ -1277,11 +1278,17 @@ void TestCli::readingLetsGoOfWhatItHasRead()
         {QStringLiteral("export"), QStringLiteral("--format"), QStringLiteral("json")},
         {QStringLiteral("export"), QStringLiteral("--format"), QStringLiteral("csv")},
         {QStringLiteral("list")},
+        {QStringLiteral("report"), QStringLiteral("timesheet"), QStringLiteral("--from"),
+         QStringLiteral("2024-01-01"), QStringLiteral("--to"), QStringLiteral("2028-12-31")},
     };
     for (const QStringList &arguments : commands) {
         Commands::Result whole;
         QVERIFY(Commands::runOnRecords(bytes.constData(), int(bytes.size()), arguments, &whole));
-        QVERIFY(whole.out.count('\n') >= 12000);
+        if (arguments.first() == QLatin1String("report"))
+            QVERIFY(whole.out.contains("<br>2025</td>") && whole.out.contains("<br>2028</td>"));
+        else
+            QVERIFY(whole.out.count('\n') >= 12000);
+        QVERIFY(whole.out.size() > 4 * CommandParts::StreamPiece);
 
         MappedFile file(path);
         QCOMPARE(file.state(), MappedFile::State::Mapped);
@@ -1300,6 +1307,9 @@ void TestCli::readingLetsGoOfWhatItHasRead()
         QCOMPARE(std::fread(written.data(), 1, size_t(written.size()), stream.get()),
                  size_t(written.size()));
         QCOMPARE(written + mapped.out, whole.out);
+        // Never more than a piece held at a time.
+        QVERIFY2(mapped.out.size() <= CommandParts::StreamPiece,
+                 qPrintable(QString::number(mapped.out.size())));
         const int readings = arguments.first() == QLatin1String("list") ? 2 : 1;
         QVERIFY2(w.told >= readings * (int(bytes.size() / DocumentFormat::PassingStep) - 2),
                  qPrintable(QString::number(w.told)));

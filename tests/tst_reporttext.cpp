@@ -26,6 +26,9 @@ static_assert(
     std::is_same_v<decltype(&ReportHtml::summary), QString (*)(const ReportData &, bool)>);
 static_assert(
     std::is_same_v<decltype(&ReportHtml::timeSheet), QString (*)(const ReportData &, bool)>);
+static_assert(
+    std::is_same_v<decltype(&ReportHtml::handOnTimeSheet),
+                   void (*)(const ReportData &, bool, const std::function<void(QStringView)> &)>);
 static_assert(std::is_same_v<decltype(&ReportCsv::summary), QString (*)(const ReportData &)>);
 static_assert(std::is_same_v<decltype(&ReportCsv::timeSheet), QString (*)(const ReportData &)>);
 static_assert(
@@ -132,6 +135,7 @@ private Q_SLOTS:
     void recordsLookAtDatesFirst();
     void passedBytesAreNotReadAgain();
     void fastMatchesReference();
+    void timeSheetHandedOnInPieces();
     void plainTexts_data();
     void plainTexts();
     void plainTextDayWithoutTime();
@@ -374,6 +378,68 @@ void TestReportText::goldenTexts()
     buildSmall(doc);
     verifyBoth(doc, QDate(2026, 11, 19), QDate(2026, 11, 20), includeZero, decimal, summary,
                timeSheet);
+}
+
+namespace {
+
+// The pieces a time sheet is handed on in, as they came.
+QStringList piecesOf(const ReportData &sheet, bool decimal)
+{
+    QStringList pieces;
+    ReportHtml::handOnTimeSheet(sheet, decimal,
+                                [&pieces](QStringView piece) { pieces << piece.toString(); });
+    return pieces;
+}
+
+} // namespace
+
+// A long period's time sheet goes out as it is written: in pieces of at most 32 768
+// characters, a few per day's rows rather than one per cell, that together are its text.
+void TestReportText::timeSheetHandedOnInPieces()
+{
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    ActivityCategory *work = build.category(QStringLiteral("Work"));
+    Activity *coding = build.activity(QStringLiteral("Coding"), work);
+    Activity *meetings = build.activity(QStringLiteral("Meetings"), work, true);
+    Activity *reading = build.activity(QStringLiteral("Reading <&>"), nullptr);
+    const QDate first(2025, 1, 1);
+    for (int day = 0; day < 365; ++day) {
+        const QDateTime start(first.addDays(day), QTime(9, 0));
+        build.task(coding, start, start.addSecs(3600 + 60 * (day % 90)));
+        build.task(day % 2 ? meetings : reading, start.addSecs(4 * 3600),
+                   start.addSecs(4 * 3600 + 600));
+    }
+    build.task(coding, QDateTime(QDate(2025, 12, 31), QTime(20, 0)), QDateTime());
+    build.sortAll();
+    for (const bool decimal : {false, true}) {
+        const ReportData sheet
+            = ReportData::collect(doc, first, QDate(2025, 12, 31), true, ReportKind::TimeSheet);
+        const QString whole = ReportHtml::timeSheet(sheet, decimal);
+        const QStringList pieces = piecesOf(sheet, decimal);
+        QCOMPARE(pieces.join(QString()), whole);
+        QCOMPARE(whole,
+                 ReportText::periodTimeSheet(doc, first, QDate(2025, 12, 31), true, decimal));
+        QVERIFY2(whole.size() > 5 * 32768, qPrintable(QString::number(whole.size())));
+        QVERIFY(pieces.size() <= whole.size() / 16384);
+        for (const QString &piece : pieces)
+            QVERIFY2(!piece.isEmpty() && piece.size() <= 32768,
+                     qPrintable(QString::number(piece.size())));
+    }
+
+    // A single text longer than a piece (a category's name in every column head) is handed on
+    // as it is, after what was gathered before it.
+    QuorvelDocument wide;
+    DocumentBuilder buildWide(wide);
+    Activity *one = buildWide.activity(QStringLiteral("One"),
+                                       buildWide.category(QString(40000, QLatin1Char('c'))));
+    buildWide.task(one, QDateTime(first, QTime(9, 0)), QDateTime(first, QTime(10, 0)));
+    buildWide.sortAll();
+    const ReportData sheet = ReportData::collect(wide, first, first, false, ReportKind::TimeSheet);
+    const QStringList pieces = piecesOf(sheet, false);
+    QCOMPARE(pieces.join(QString()), ReportHtml::timeSheet(sheet, false));
+    QVERIFY(std::any_of(pieces.cbegin(), pieces.cend(),
+                        [](const QString &piece) { return piece.size() > 40000; }));
 }
 
 namespace {
@@ -1034,6 +1100,12 @@ void TestReportText::fastMatchesReference()
             const QString sheet = ReportText::periodTimeSheet(doc, from, to, zero, decimal);
             if (sheet != ReportReference::timeSheetHtml(doc, from, to, zero, decimal))
                 QFAIL(qPrintable(str("time sheet differs, ") + where));
+            QString handedOn;
+            ReportHtml::handOnTimeSheet(
+                ReportData::collect(doc, from, to, zero, ReportKind::TimeSheet), decimal,
+                [&handedOn](QStringView piece) { handedOn += piece; });
+            if (handedOn != sheet)
+                QFAIL(qPrintable(str("time sheet handed on differs, ") + where));
         }
     }
 }

@@ -150,22 +150,32 @@ void activities(const QuorvelDocument &doc, Commands::Result *result)
 
 namespace {
 
-// The report's text from its computed data, in the format asked for.
-QString reportText(const ReportData &data, const Invocation &call)
+// Writes the report's text from its computed data, in the format asked for.
+void writeText(const ReportData &data, const Invocation &call, Commands::Result *result)
 {
     const bool summary = data.kind == ReportKind::Summary;
     const QString format = call.has("format") ? call.value("format") : QStringLiteral("html");
     const bool decimal = call.has("decimal");
-    if (format == QLatin1String("csv"))
-        return summary ? ReportCsv::summary(data) : ReportCsv::timeSheet(data);
-    if (format == QLatin1String("text"))
-        return summary ? ReportPlainText::summary(data, decimal)
-                       : ReportPlainText::timeSheet(data, decimal);
-    // The line end added in place: a copy of a long report would cost as much as writing it.
-    QString html
-        = summary ? ReportHtml::summary(data, decimal) : ReportHtml::timeSheet(data, decimal);
-    html += QLatin1Char('\n');
-    return html;
+    if (format == QLatin1String("csv")) {
+        append(result->out, summary ? ReportCsv::summary(data) : ReportCsv::timeSheet(data));
+    } else if (format == QLatin1String("text")) {
+        append(result->out, summary ? ReportPlainText::summary(data, decimal)
+                                    : ReportPlainText::timeSheet(data, decimal));
+    } else if (summary) {
+        // The line end added in place: a copy of a long summary would cost as much as writing
+        // it.
+        QString html = ReportHtml::summary(data, decimal);
+        html += QLatin1Char('\n');
+        append(result->out, html);
+    } else {
+        // A long period's time sheet is tens of megabytes: it goes out as it is written, and
+        // is never held whole, neither as text nor as its bytes.
+        ReportHtml::handOnTimeSheet(data, decimal, [result](QStringView piece) {
+            result->out += piece.toUtf8();
+            handOnPiece(result);
+        });
+        result->out += '\n';
+    }
 }
 
 ReportKind reportKind(const Invocation &call)
@@ -185,7 +195,7 @@ void writeReport(const ReportData &data, const Invocation &call, Commands::Resul
                    .arg(ReportText::MaxReportRows));
         return;
     }
-    append(result->out, reportText(data, call));
+    writeText(data, call, result);
 }
 
 } // namespace

@@ -186,10 +186,9 @@ void adviseHugePages(QString &text)
 }
 
 // The time sheet. A year of it is tens of millions of characters, and writing them is nearly
-// all of its cost: the page faults of a fresh buffer and the copying. So every day is laid out
-// and measured first, by the same code that later writes it, and the text is then copied piece
-// by piece into a buffer of exactly its size: no growth, no second copy, no formatting while
-// writing.
+// all of its cost: the page faults of a fresh buffer and the copying. So everything that
+// depends on more than one row, and every minute text, is made first; writing then only
+// copies: measured and copied into a buffer of exactly its size, or handed on in pieces.
 class TimeSheetWriter
 {
 public:
@@ -201,59 +200,39 @@ public:
         const int categoryCount = int(report.categories.size());
         for (const ReportActivity &activity : report.activities)
             m_rows.push_back(rowPieces(activity, categoryCount));
+        prepare();
     }
 
-    QString text()
+    // No growth and no second copy.
+    QString text() const
     {
-        const QString head = timeSheetHead(m_report, m_decimalHours);
-        // Everything that depends on more than one row, and every minute text, is made here,
-        // so that writing only copies.
-        const QLocale locale;
-        const size_t dayCount = m_report.days.size();
-        m_days.resize(dayCount);
-        for (size_t i = 0; i < dayCount; ++i) {
-            const ReportDay &day = m_report.days[i];
-            for (int r = day.firstRow; r < day.firstRow + day.rowCount; ++r) {
-                const ReportRow &row = m_report.rows[size_t(r)];
-                if (m_rows[size_t(row.activity)].column >= 0)
-                    m_minuteText(row.minutes);
-            }
-            DayTexts &texts = m_days[i];
-            texts.open = dayCell(locale, day.date, day.rowCount);
-            texts.spacer = spacerCell(day.rowCount);
-            texts.totals = dailyTotalsRow(day.totals, day.rowCount > 0, m_minuteText);
-            Measure measure;
-            writeDay(measure, i);
-            texts.length = measure.length;
-        }
-        const QString foot = periodTotalsRow(m_report.totals, m_decimalHours)
-                             + notes(m_report.obsoleteShown, m_report.runningLeftOut);
-
-        qsizetype length = head.size() + foot.size();
-        for (const DayTexts &texts : m_days)
-            length += texts.length;
-        QString text(length, Qt::Uninitialized);
+        Measure measure;
+        writeAll(measure);
+        QString text(measure.length, Qt::Uninitialized);
         adviseHugePages(text);
         Copy out(text.data());
-        out.put(head);
-        for (size_t i = 0; i < dayCount; ++i)
-            writeDay(out, i);
-        out.put(foot);
+        writeAll(out);
         Q_ASSERT(out.at == text.data() + text.size());
         return text;
     }
 
+    void handOn(const std::function<void(QStringView)> &take) const
+    {
+        Pieces out(take);
+        writeAll(out);
+        out.flush();
+    }
+
 private:
-    // A day's texts that are not per activity, and its length in the text.
+    // A day's texts that are not per activity.
     struct DayTexts
     {
         QString open;
         QString spacer;
         QString totals;
-        qsizetype length = 0;
     };
 
-    // The two ways of writing a day: counting its characters, and copying them.
+    // The ways of writing the text: counting its characters, copying them, handing them on.
     struct Measure
     {
         qsizetype length = 0;
@@ -271,6 +250,66 @@ private:
         }
         QChar *at;
     };
+    // Gathers the small pieces of a day into ones of about PieceChars characters, so that
+    // whoever takes them is called a few times per day rather than per cell.
+    struct Pieces
+    {
+        static constexpr qsizetype PieceChars = 32 * 1024;
+        explicit Pieces(const std::function<void(QStringView)> &to)
+            : take(to)
+        {
+            gathered.reserve(PieceChars);
+        }
+        void put(QStringView piece)
+        {
+            if (gathered.size() + piece.size() > PieceChars)
+                flush();
+            if (piece.size() >= PieceChars)
+                take(piece);
+            else
+                gathered += piece;
+        }
+        void flush()
+        {
+            if (gathered.isEmpty())
+                return;
+            take(gathered);
+            gathered.resize(0);
+        }
+        const std::function<void(QStringView)> &take;
+        QString gathered;
+    };
+
+    void prepare()
+    {
+        m_head = timeSheetHead(m_report, m_decimalHours);
+        const QLocale locale;
+        const size_t dayCount = m_report.days.size();
+        m_days.resize(dayCount);
+        for (size_t i = 0; i < dayCount; ++i) {
+            const ReportDay &day = m_report.days[i];
+            for (int r = day.firstRow; r < day.firstRow + day.rowCount; ++r) {
+                const ReportRow &row = m_report.rows[size_t(r)];
+                if (m_rows[size_t(row.activity)].column >= 0)
+                    m_minuteText(row.minutes);
+            }
+            DayTexts &texts = m_days[i];
+            texts.open = dayCell(locale, day.date, day.rowCount);
+            texts.spacer = spacerCell(day.rowCount);
+            texts.totals = dailyTotalsRow(day.totals, day.rowCount > 0, m_minuteText);
+        }
+        m_foot = periodTotalsRow(m_report.totals, m_decimalHours)
+                 + notes(m_report.obsoleteShown, m_report.runningLeftOut);
+    }
+
+    template<typename Sink>
+    void writeAll(Sink &out) const
+    {
+        out.put(m_head);
+        for (size_t i = 0; i < m_days.size(); ++i)
+            writeDay(out, i);
+        out.put(m_foot);
+    }
 
     template<typename Sink>
     void writeDay(Sink &out, size_t dayIndex) const
@@ -299,7 +338,9 @@ private:
     bool m_decimalHours;
     MinuteTexts m_minuteText;
     std::vector<RowPieces> m_rows;
+    QString m_head;
     std::vector<DayTexts> m_days;
+    QString m_foot;
 };
 
 } // namespace
@@ -350,4 +391,10 @@ QString ReportHtml::summary(const ReportData &report, bool decimalHours)
 QString ReportHtml::timeSheet(const ReportData &report, bool decimalHours)
 {
     return TimeSheetWriter(report, decimalHours).text();
+}
+
+void ReportHtml::handOnTimeSheet(const ReportData &report, bool decimalHours,
+                                 const std::function<void(QStringView)> &take)
+{
+    TimeSheetWriter(report, decimalHours).handOn(take);
 }

@@ -6,11 +6,18 @@
 #include "ReportData.h"
 
 #include <QString>
+#include <QStringView>
+
+#include <functional>
 
 // The rich texts of the two period reports, written from their computed data.
 namespace ReportHtml {
 
 QString summary(const ReportData &report, bool decimalHours);
 QString timeSheet(const ReportData &report, bool decimalHours);
+// The same time sheet handed on in pieces as it is written, each valid only during its call: a
+// long period's text, tens of megabytes, then never lies in memory whole.
+void handOnTimeSheet(const ReportData &report, bool decimalHours,
+                     const std::function<void(QStringView)> &take);
 
 } // namespace ReportHtml
