@@ -127,6 +127,16 @@ peak_memory_mib() {
     python3 -c "import statistics, sys; print(f'{statistics.median(map(int, sys.argv[1:])) / 1024:.1f}')" "${kib[@]}"
 }
 
+# Times two commands side by side in one hyperfine run, saved as part "$1" of the
+# history in $name; sets mq and mt to the medians of the first and the second.
+side_by_side() {
+    local json=$out/$1-$name.json
+    "${hf[@]}" --export-json "$json" -n "$2" "$3" -n "$4" "$5"
+    check_spread "$json" "$name $1"
+    mq=$(median_ms "$json" 0)
+    mt=$(median_ms "$json" 1)
+}
+
 # Runs a command once, failing on a non-zero exit, and warns about anything on stderr.
 sanity_run() {
     local label=$1
@@ -188,22 +198,20 @@ for dir in "$@"; do
     export_t=(timew export)
     # Timewarrior has no list of its own; its export is what prints every interval.
     list_q=("$quorvel" list)
+    # The year's time sheet in HTML, tens of megabytes; timew summary lists the same days.
+    sheet_q=("$quorvel" report timesheet --from "$first" --to "$last")
     sanity_run "$name: quorvel report" "${report_q[@]}"
     sanity_run "$name: timew summary" "${report_t[@]}"
     sanity_run "$name: quorvel export" "${export_q[@]}"
     sanity_run "$name: timew export" "${export_t[@]}"
     sanity_run "$name: quorvel status" "$quorvel" status
     sanity_run "$name: quorvel list" "${list_q[@]}"
+    sanity_run "$name: quorvel time sheet" "${sheet_q[@]}"
 
     hf=(hyperfine -N --output=pipe --warmup "$warmup" --runs "$runs")
 
-    json=$out/report-$name.json
-    "${hf[@]}" --export-json "$json" \
-        -n "quorvel report summary" "$q report summary --from $first --to $last" \
-        -n "timew summary" "timew summary $first - $next_year"
-    check_spread "$json" "$name report"
-    mq=$(median_ms "$json" 0)
-    mt=$(median_ms "$json" 1)
+    side_by_side report "quorvel report summary" "$q report summary --from $first --to $last" \
+        "timew summary" "timew summary $first - $next_year"
     r=$(ratio "$mt" "$mq")
     target=$(report_target_for "$tasks")
     rows+=("| $tasks | report summary $year | $mq ms | $mt ms | ${r}× | ≥ ${target}× | $(at_least "$r" "$target") |")
@@ -223,30 +231,23 @@ print(f"| {sys.argv[2]} | {whole:.1f} ms | {rest:.1f} ms | {ms['read']:.2f} ms |
 EOF
     )")
 
-    json=$out/export-$name.json
-    "${hf[@]}" --export-json "$json" \
-        -n "quorvel export --format json" "$q export --format json" \
-        -n "timew export" "timew export"
-    check_spread "$json" "$name export"
-    mq=$(median_ms "$json" 0)
-    mt=$(median_ms "$json" 1)
+    side_by_side export "quorvel export --format json" "$q export --format json" \
+        "timew export" "timew export"
     r=$(ratio "$mt" "$mq")
     rows+=("| $tasks | export (JSON) | $mq ms | $mt ms | ${r}× | ≥ ${export_target}× | $(at_least "$r" "$export_target") |")
 
-    json=$out/list-$name.json
-    "${hf[@]}" --export-json "$json" -n "quorvel list" "$q list" -n "timew export" "timew export"
-    check_spread "$json" "$name list"
-    mq=$(median_ms "$json" 0)
-    mt=$(median_ms "$json" 1)
+    side_by_side list "quorvel list" "$q list" "timew export" "timew export"
     rows+=("| $tasks | list (timew: export) | $mq ms | $mt ms | $(ratio "$mt" "$mq")× | — | — |")
 
+    side_by_side timesheet "quorvel report timesheet" \
+        "$q report timesheet --from $first --to $last" \
+        "timew summary" "timew summary $first - $next_year"
+    rows+=("| $tasks | report timesheet $year (timew: summary) | $mq ms | $mt ms | $(ratio "$mt" "$mq")× | — | — |")
+
     # Side by side with the empty Qt program, whose start is the floor.
-    json=$out/status-$name.json
-    "${hf[@]}" --export-json "$json" -n "quorvel status" "$q status" \
-        -n "empty Qt program" "$(printf '%q' "$emptyqt")"
-    check_spread "$json" "$name status"
-    mq=$(median_ms "$json" 0)
-    me=$(median_ms "$json" 1)
+    side_by_side status "quorvel status" "$q status" \
+        "empty Qt program" "$(printf '%q' "$emptyqt")"
+    me=$mt
     limit=$(python3 -c "import sys; print(f'{float(sys.argv[1]) + float(sys.argv[2]):.1f}')" "$me" "$status_over_empty_ms")
     rows+=("| $tasks | status (note); empty Qt program $me ms | $mq ms | — | — | < $limit ms | $(below "$mq" "$limit") |")
 
@@ -262,10 +263,14 @@ EOF
 
     echo "Peak memory, median of $mem_runs runs each…"
     pe=$(peak_memory_mib "$emptyqt")
-    for pair in report export list; do
+    for pair in report timesheet export list; do
         if [[ $pair == report ]]; then
             pq=$(peak_memory_mib "${report_q[@]}")
             pt=$(peak_memory_mib "${report_t[@]}")
+            summary_t=$pt
+        elif [[ $pair == timesheet ]]; then
+            pq=$(peak_memory_mib "${sheet_q[@]}")
+            pt=$summary_t
         elif [[ $pair == export ]]; then
             pq=$(peak_memory_mib "${export_q[@]}")
             pt=$(peak_memory_mib "${export_t[@]}")
