@@ -127,6 +127,7 @@ private Q_SLOTS:
     void edgeMinuteCounts();
     void oneDayTimeSheet();
     void emptyDayTimeSheet();
+    void timeSheetRowsInEveryColumn();
     void includeZeroRowsPerDay();
     void emptyLists();
     void fromAfterTo();
@@ -757,6 +758,47 @@ void TestReportText::emptyDayTimeSheet()
                 .contains(str("<td bgcolor=#c0c0c0>Daily Totals</td><td align=center "
                               "bgcolor=#c0ffc0>0.0000</td><td align=center "
                               "bgcolor=#c0ffc0>0.0000</td></tr>")));
+}
+
+void TestReportText::timeSheetRowsInEveryColumn()
+{
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    ActivityCategory *first = build.category(str("First"));
+    ActivityCategory *middle = build.category(str("Middle"));
+    ActivityCategory *last = build.category(str("Last"));
+    Activity *loose = build.activity(str("Loose"), nullptr);
+    Activity *a = build.activity(str("A"), first);
+    Activity *b = build.activity(str("B"), middle);
+    Activity *c = build.activity(str("C"), last);
+    build.task(loose, at(20, 8, 0), at(20, 9, 0));
+    build.task(a, at(20, 9, 0), at(20, 9, 30));
+    build.task(b, at(20, 10, 0), at(20, 10, 15));
+    build.task(c, at(20, 11, 0), at(20, 11, 45));
+    // Each row has its time in its category's column and empty cells in the others; an
+    // activity without a category has only empty cells and adds to no total.
+    const QString empty = str("<td align=center bgcolor=#e0e0e0>&nbsp;</td>");
+    const QString day
+        = str("<tr><td align=top bgcolor=#c0c0c0 rowspan=5>Fri<br>Nov&nbsp;20<br>2026</td>"
+              "<td bgcolor=#c0c0c0>Loose</td>")
+          + empty + empty + empty
+          + str("<td align=center bgcolor=#e0e0e0 rowspan=4>&nbsp;</td></tr>"
+                "<tr><td bgcolor=#c0c0c0>A</td><td align=center bgcolor=#e0e0e0>0:30</td>")
+          + empty + empty + str("</tr><tr><td bgcolor=#c0c0c0>B</td>") + empty
+          + str("<td align=center bgcolor=#e0e0e0>0:15</td>") + empty
+          + str("</tr><tr><td bgcolor=#c0c0c0>C</td>") + empty + empty
+          + str("<td align=center bgcolor=#e0e0e0>0:45</td></tr>"
+                "<tr><td bgcolor=#c0c0c0>Daily Totals</td><td align=center "
+                "bgcolor=#c0ffc0>0:30</td><td align=center bgcolor=#c0ffc0>0:15</td><td "
+                "align=center bgcolor=#c0ffc0>0:45</td><td align=center "
+                "bgcolor=#c0ffc0>1:30</td></tr><tr><td colspan=2");
+    const QString sheet = sheetOf(doc, day20, day20, false);
+    QCOMPARE(sheet.count(day), 1);
+    QString handedOn;
+    ReportHtml::handOnTimeSheet(
+        ReportData::collect(doc, day20, day20, false, ReportKind::TimeSheet), false,
+        [&handedOn](QStringView piece) { handedOn += piece; });
+    QCOMPARE(handedOn, sheet);
 }
 
 void TestReportText::includeZeroRowsPerDay()

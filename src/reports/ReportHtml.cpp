@@ -72,33 +72,18 @@ QString categoryHeads(const ReportData &report)
     return text;
 }
 
-// An activity's row around its one duration: the name cell and the empty cells before the
-// duration, and the empty cells after it. Without a column the row is all head.
-struct RowPieces
-{
-    QString head;
-    QString tail;
-    int column = -1;
-};
+// A category column's cells. An empty cell begins as a full one does, so a row's empty cells
+// and the opening of its one full cell are a stretch of a text holding an empty cell per
+// column, and so are the closing of the full cell and the empty ones after it: a row costs its
+// name cell rather than a copy of every column.
+const QString emptyCell = QStringLiteral("<td align=center bgcolor=#e0e0e0>&nbsp;</td>");
+constexpr QStringView fullCellOpen = u"<td align=center bgcolor=#e0e0e0>";
+constexpr QStringView cellClose = u"</td>";
 
-RowPieces rowPieces(const ReportActivity &activity, int categoryCount)
+QString nameCell(const ReportActivity &activity)
 {
-    static const QString emptyCell = QStringLiteral("<td align=center bgcolor=#e0e0e0>&nbsp;</td>");
-    RowPieces pieces;
-    pieces.column = activity.column;
-    pieces.head = QStringLiteral("<td bgcolor=#c0c0c0>")
-                  + shownName(activity.name, activity.obsolete) + QStringLiteral("</td>");
-    for (int c = 0; c < categoryCount; ++c) {
-        if (c < pieces.column || pieces.column < 0)
-            pieces.head += emptyCell;
-        else if (c == pieces.column)
-            pieces.head += QStringLiteral("<td align=center bgcolor=#e0e0e0>");
-        else
-            pieces.tail += emptyCell;
-    }
-    if (pieces.column >= 0)
-        pieces.tail.prepend(QStringLiteral("</td>"));
-    return pieces;
+    return QStringLiteral("<td bgcolor=#c0c0c0>") + shownName(activity.name, activity.obsolete)
+           + QStringLiteral("</td>");
 }
 
 // The time sheet's title and column heads, up to its first day.
@@ -187,8 +172,9 @@ void adviseHugePages(QString &text)
 
 // The time sheet. A year of it is tens of millions of characters, and writing them is nearly
 // all of its cost: the page faults of a fresh buffer and the copying. So everything that
-// depends on more than one row, and every minute text, is made first; writing then only
-// copies: measured and copied into a buffer of exactly its size, or handed on in pieces.
+// depends on more than one row, and every minute text, is made before it is written; writing
+// then only copies: measured and copied into a buffer of exactly its size, or handed on in
+// pieces.
 class TimeSheetWriter
 {
 public:
@@ -197,29 +183,40 @@ public:
         , m_decimalHours(decimalHours)
         , m_minuteText(decimalHours)
     {
-        const int categoryCount = int(report.categories.size());
+        m_nameCells.reserve(report.activities.size());
         for (const ReportActivity &activity : report.activities)
-            m_rows.push_back(rowPieces(activity, categoryCount));
+            m_nameCells.push_back(nameCell(activity));
+        Q_ASSERT(emptyCell.startsWith(fullCellOpen) && emptyCell.endsWith(cellClose));
+        m_categoryCount = qsizetype(report.categories.size());
+        m_closeAndEmptyCells = cellClose.toString() + emptyCell.repeated(m_categoryCount);
         prepare();
     }
 
-    // No growth and no second copy.
-    QString text() const
+    // No growth and no second copy: every day's texts are made once, for both passes.
+    QString text()
     {
+        std::vector<DayTexts> days(m_report.days.size());
+        for (size_t i = 0; i < days.size(); ++i)
+            days[i] = dayTexts(i);
+        const auto madeBefore = [&days](size_t i) -> const DayTexts & {
+            return days[i];
+        };
         Measure measure;
-        writeAll(measure);
+        writeAll(measure, madeBefore);
         QString text(measure.length, Qt::Uninitialized);
         adviseHugePages(text);
         Copy out(text.data());
-        writeAll(out);
+        writeAll(out, madeBefore);
         Q_ASSERT(out.at == text.data() + text.size());
         return text;
     }
 
-    void handOn(const std::function<void(QStringView)> &take) const
+    // One pass, so a day's texts are made as it is written and let go of after it: a year's
+    // of them held at once would weigh more than the rest of the command.
+    void handOn(const std::function<void(QStringView)> &take)
     {
         Pieces out(take);
-        writeAll(out);
+        writeAll(out, [this](size_t i) { return dayTexts(i); });
         out.flush();
     }
 
@@ -257,75 +254,84 @@ private:
         static constexpr qsizetype PieceChars = 32 * 1024;
         explicit Pieces(const std::function<void(QStringView)> &to)
             : take(to)
-        {
-            gathered.reserve(PieceChars);
-        }
+            , gathered(PieceChars, Qt::Uninitialized)
+        {}
         void put(QStringView piece)
         {
-            if (gathered.size() + piece.size() > PieceChars)
+            if (used + piece.size() > PieceChars)
                 flush();
-            if (piece.size() >= PieceChars)
+            if (piece.size() >= PieceChars) {
                 take(piece);
-            else
-                gathered += piece;
+                return;
+            }
+            std::memcpy(gathered.data() + used, piece.data(), size_t(piece.size()) * sizeof(QChar));
+            used += piece.size();
         }
         void flush()
         {
-            if (gathered.isEmpty())
+            if (used == 0)
                 return;
-            take(gathered);
-            gathered.resize(0);
+            take(QStringView(gathered).first(used));
+            used = 0;
         }
         const std::function<void(QStringView)> &take;
         QString gathered;
+        qsizetype used = 0;
     };
 
+    // Everything but the days' own texts, and every duration text a row shows.
     void prepare()
     {
         m_head = timeSheetHead(m_report, m_decimalHours);
-        const QLocale locale;
-        const size_t dayCount = m_report.days.size();
-        m_days.resize(dayCount);
-        for (size_t i = 0; i < dayCount; ++i) {
-            const ReportDay &day = m_report.days[i];
-            for (int r = day.firstRow; r < day.firstRow + day.rowCount; ++r) {
-                const ReportRow &row = m_report.rows[size_t(r)];
-                if (m_rows[size_t(row.activity)].column >= 0)
-                    m_minuteText(row.minutes);
-            }
-            DayTexts &texts = m_days[i];
-            texts.open = dayCell(locale, day.date, day.rowCount);
-            texts.spacer = spacerCell(day.rowCount);
-            texts.totals = dailyTotalsRow(day.totals, day.rowCount > 0, m_minuteText);
+        for (const ReportRow &row : m_report.rows) {
+            if (m_report.activities[size_t(row.activity)].column >= 0)
+                m_minuteText(row.minutes);
         }
         m_foot = periodTotalsRow(m_report.totals, m_decimalHours)
                  + notes(m_report.obsoleteShown, m_report.runningLeftOut);
     }
 
-    template<typename Sink>
-    void writeAll(Sink &out) const
+    DayTexts dayTexts(size_t dayIndex)
+    {
+        const ReportDay &day = m_report.days[dayIndex];
+        DayTexts texts;
+        texts.open = dayCell(m_locale, day.date, day.rowCount);
+        texts.spacer = spacerCell(day.rowCount);
+        texts.totals = dailyTotalsRow(day.totals, day.rowCount > 0, m_minuteText);
+        return texts;
+    }
+
+    // textsOf(i) gives the texts of day i.
+    template<typename Sink, typename DayTextsOf>
+    void writeAll(Sink &out, const DayTextsOf &textsOf) const
     {
         out.put(m_head);
-        for (size_t i = 0; i < m_days.size(); ++i)
-            writeDay(out, i);
+        for (size_t i = 0; i < m_report.days.size(); ++i)
+            writeDay(out, i, textsOf(i));
         out.put(m_foot);
     }
 
     template<typename Sink>
-    void writeDay(Sink &out, size_t dayIndex) const
+    void writeDay(Sink &out, size_t dayIndex, const DayTexts &texts) const
     {
         const ReportDay &day = m_report.days[dayIndex];
-        const DayTexts &texts = m_days[dayIndex];
         out.put(texts.open);
         for (int r = day.firstRow; r < day.firstRow + day.rowCount; ++r) {
             const ReportRow &row = m_report.rows[size_t(r)];
             if (r != day.firstRow)
                 out.put(u"<tr>");
-            const RowPieces &pieces = m_rows[size_t(row.activity)];
-            out.put(pieces.head);
-            if (pieces.column >= 0) {
+            out.put(m_nameCells[size_t(row.activity)]);
+            // The activity's one duration in its category's column, the other columns empty.
+            const int column = m_report.activities[size_t(row.activity)].column;
+            const QStringView closeAndEmpties(m_closeAndEmptyCells);
+            const QStringView empties = closeAndEmpties.sliced(cellClose.size());
+            if (column < 0) {
+                out.put(empties);
+            } else {
+                out.put(empties.first(column * emptyCell.size() + fullCellOpen.size()));
                 out.put(m_minuteText.made(row.minutes));
-                out.put(pieces.tail);
+                out.put(closeAndEmpties.first(cellClose.size()
+                                              + (m_categoryCount - column - 1) * emptyCell.size()));
             }
             if (r == day.firstRow)
                 out.put(texts.spacer);
@@ -337,9 +343,11 @@ private:
     const ReportData &m_report;
     bool m_decimalHours;
     MinuteTexts m_minuteText;
-    std::vector<RowPieces> m_rows;
+    std::vector<QString> m_nameCells; // per activity
+    qsizetype m_categoryCount = 0;
+    QString m_closeAndEmptyCells; // a cell's closing, then an empty cell per category
+    const QLocale m_locale;
     QString m_head;
-    std::vector<DayTexts> m_days;
     QString m_foot;
 };
 
