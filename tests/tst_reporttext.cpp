@@ -27,6 +27,9 @@ static_assert(
 static_assert(
     std::is_same_v<decltype(&ReportHtml::timeSheet), QString (*)(const ReportData &, bool)>);
 static_assert(
+    std::is_same_v<decltype(&ReportHtml::handOnSummary),
+                   void (*)(const ReportData &, bool, const std::function<void(QStringView)> &)>);
+static_assert(
     std::is_same_v<decltype(&ReportHtml::handOnTimeSheet),
                    void (*)(const ReportData &, bool, const std::function<void(QStringView)> &)>);
 static_assert(std::is_same_v<decltype(&ReportCsv::summary), QString (*)(const ReportData &)>);
@@ -65,7 +68,22 @@ bool sameData(const QuorvelDocument &doc, const QDate &from, const QDate &to, bo
            && fromRecords == ReportData::collect(loaded, from, to, includeZero, kind);
 }
 
-// Both builds of each report must give the same data and the expected text.
+// The pieces a report is handed on in, as they came.
+QStringList piecesOf(const ReportData &report, bool decimal)
+{
+    QStringList pieces;
+    const auto take = [&pieces](QStringView piece) {
+        pieces << piece.toString();
+    };
+    if (report.kind == ReportKind::Summary)
+        ReportHtml::handOnSummary(report, decimal, take);
+    else
+        ReportHtml::handOnTimeSheet(report, decimal, take);
+    return pieces;
+}
+
+// Both builds of each report must give the same data and the expected text, whole and handed
+// on.
 void verifyBoth(const QuorvelDocument &doc, const QDate &from, const QDate &to, bool includeZero,
                 bool decimal, const QString &summary, const QString &timeSheet)
 {
@@ -75,6 +93,12 @@ void verifyBoth(const QuorvelDocument &doc, const QDate &from, const QDate &to, 
     QCOMPARE(ReportText::periodSummary(doc, from, to, includeZero, decimal), summary);
     QCOMPARE(ReportReference::timeSheetHtml(doc, from, to, includeZero, decimal), timeSheet);
     QCOMPARE(ReportText::periodTimeSheet(doc, from, to, includeZero, decimal), timeSheet);
+    const auto handedOn = [&](ReportKind kind) {
+        return piecesOf(ReportData::collect(doc, from, to, includeZero, kind), decimal)
+            .join(QString());
+    };
+    QCOMPARE(handedOn(ReportKind::Summary), summary);
+    QCOMPARE(handedOn(ReportKind::TimeSheet), timeSheet);
 }
 
 // The small document of the hand-written texts. Period 19-20 November 2026:
@@ -137,6 +161,7 @@ private Q_SLOTS:
     void passedBytesAreNotReadAgain();
     void fastMatchesReference();
     void timeSheetHandedOnInPieces();
+    void summaryHandedOnInPieces();
     void plainTexts_data();
     void plainTexts();
     void plainTextDayWithoutTime();
@@ -381,19 +406,6 @@ void TestReportText::goldenTexts()
                timeSheet);
 }
 
-namespace {
-
-// The pieces a time sheet is handed on in, as they came.
-QStringList piecesOf(const ReportData &sheet, bool decimal)
-{
-    QStringList pieces;
-    ReportHtml::handOnTimeSheet(sheet, decimal,
-                                [&pieces](QStringView piece) { pieces << piece.toString(); });
-    return pieces;
-}
-
-} // namespace
-
 // A long period's time sheet goes out as it is written: in pieces of at most 32 768
 // characters, a few per day's rows rather than one per cell, that together are its text.
 void TestReportText::timeSheetHandedOnInPieces()
@@ -439,6 +451,54 @@ void TestReportText::timeSheetHandedOnInPieces()
     const ReportData sheet = ReportData::collect(wide, first, first, false, ReportKind::TimeSheet);
     const QStringList pieces = piecesOf(sheet, false);
     QCOMPARE(pieces.join(QString()), ReportHtml::timeSheet(sheet, false));
+    QVERIFY(std::any_of(pieces.cbegin(), pieces.cend(),
+                        [](const QString &piece) { return piece.size() > 40000; }));
+}
+
+// So does a summary, which is long with many activities.
+void TestReportText::summaryHandedOnInPieces()
+{
+    QuorvelDocument doc;
+    DocumentBuilder build(doc);
+    QList<ActivityCategory *> categories;
+    for (int c = 0; c < 4; ++c)
+        categories << build.category(QStringLiteral("C%1").arg(c), c == 3);
+    const QDate day(2025, 3, 3);
+    Activity *first = nullptr;
+    for (int a = 0; a < 800; ++a) {
+        Activity *activity = build.activity(QStringLiteral("A%1 <&>").arg(a),
+                                            a % 5 == 4 ? nullptr : categories.at(a % 5));
+        const QDateTime start(day, QTime(0, 0).addSecs(60 * a));
+        build.task(activity, start, start.addSecs(60 + 60 * (a % 7)));
+        if (!first)
+            first = activity;
+    }
+    // A running task, for the note after the table.
+    build.task(first, QDateTime(day, QTime(23, 0)), QDateTime());
+    build.sortAll();
+    for (const bool decimal : {false, true}) {
+        const ReportData summary = ReportData::collect(doc, day, day, true, ReportKind::Summary);
+        const QString whole = ReportHtml::summary(summary, decimal);
+        QCOMPARE(whole, ReportText::periodSummary(doc, day, day, true, decimal));
+        const QStringList pieces = piecesOf(summary, decimal);
+        QCOMPARE(pieces.join(QString()), whole);
+        QVERIFY2(whole.size() > 4 * 32768, qPrintable(QString::number(whole.size())));
+        QVERIFY(pieces.size() <= whole.size() / 16384);
+        for (const QString &piece : pieces)
+            QVERIFY2(!piece.isEmpty() && piece.size() <= 32768,
+                     qPrintable(QString::number(piece.size())));
+    }
+
+    // A name longer than a piece goes on whole.
+    QuorvelDocument wide;
+    DocumentBuilder buildWide(wide);
+    Activity *one = buildWide.activity(QString(40000, QLatin1Char('a')),
+                                       buildWide.category(QStringLiteral("C")));
+    buildWide.task(one, QDateTime(day, QTime(9, 0)), QDateTime(day, QTime(10, 0)));
+    buildWide.sortAll();
+    const ReportData summary = ReportData::collect(wide, day, day, false, ReportKind::Summary);
+    const QStringList pieces = piecesOf(summary, false);
+    QCOMPARE(pieces.join(QString()), ReportHtml::summary(summary, false));
     QVERIFY(std::any_of(pieces.cbegin(), pieces.cend(),
                         [](const QString &piece) { return piece.size() > 40000; }));
 }
@@ -1142,11 +1202,13 @@ void TestReportText::fastMatchesReference()
             const QString sheet = ReportText::periodTimeSheet(doc, from, to, zero, decimal);
             if (sheet != ReportReference::timeSheetHtml(doc, from, to, zero, decimal))
                 QFAIL(qPrintable(str("time sheet differs, ") + where));
-            QString handedOn;
-            ReportHtml::handOnTimeSheet(
-                ReportData::collect(doc, from, to, zero, ReportKind::TimeSheet), decimal,
-                [&handedOn](QStringView piece) { handedOn += piece; });
-            if (handedOn != sheet)
+            const auto handedOn = [&](ReportKind kind) {
+                return piecesOf(ReportData::collect(doc, from, to, zero, kind), decimal)
+                    .join(QString());
+            };
+            if (handedOn(ReportKind::Summary) != summary)
+                QFAIL(qPrintable(str("summary handed on differs, ") + where));
+            if (handedOn(ReportKind::TimeSheet) != sheet)
                 QFAIL(qPrintable(str("time sheet handed on differs, ") + where));
         }
     }

@@ -161,19 +161,17 @@ void writeText(const ReportData &data, const Invocation &call, Commands::Result 
     } else if (format == QLatin1String("text")) {
         append(result->out, summary ? ReportPlainText::summary(data, decimal)
                                     : ReportPlainText::timeSheet(data, decimal));
-    } else if (summary) {
-        // The line end added in place: a copy of a long summary would cost as much as writing
-        // it.
-        QString html = ReportHtml::summary(data, decimal);
-        html += QLatin1Char('\n');
-        append(result->out, html);
     } else {
-        // A long period's time sheet is tens of megabytes: it goes out as it is written, and
-        // is never held whole, neither as text nor as its bytes.
-        ReportHtml::handOnTimeSheet(data, decimal, [result](QStringView piece) {
+        // A report goes out as it is written, never held whole, neither as text nor as its
+        // bytes: a long period's time sheet is tens of megabytes.
+        const auto writePiece = [result](QStringView piece) {
             result->out += piece.toUtf8();
             handOnPiece(result);
-        });
+        };
+        if (summary)
+            ReportHtml::handOnSummary(data, decimal, writePiece);
+        else
+            ReportHtml::handOnTimeSheet(data, decimal, writePiece);
         result->out += '\n';
     }
 }

@@ -72,14 +72,7 @@ QString categoryHeads(const ReportData &report)
     return text;
 }
 
-// A category column's cells. An empty cell begins as a full one does, so a row's empty cells
-// and the opening of its one full cell are a stretch of a text holding an empty cell per
-// column, and so are the closing of the full cell and the empty ones after it: a row costs its
-// name cell rather than a copy of every column.
-const QString emptyCell = QStringLiteral("<td align=center bgcolor=#e0e0e0>&nbsp;</td>");
-constexpr QStringView fullCellOpen = u"<td align=center bgcolor=#e0e0e0>";
-constexpr QStringView cellClose = u"</td>";
-
+// The cell that begins an activity's row.
 QString nameCell(const ReportActivity &activity)
 {
     return QStringLiteral("<td bgcolor=#c0c0c0>") + shownName(activity.name, activity.obsolete)
@@ -170,6 +163,115 @@ void adviseHugePages(QString &text)
 #endif
 }
 
+// A row's category cells: its one duration in its category's column, the other columns empty.
+// An empty cell begins as a full one does, so the empty cells before the duration and the
+// opening of its cell are a stretch of a text holding an empty cell per column, and the closing
+// of its cell and the empty ones after it are another: a row costs no copy of its own.
+class RowCells
+{
+public:
+    explicit RowCells(qsizetype categoryCount)
+        : m_categoryCount(categoryCount)
+        , m_closeAndEmpties(close.toString() + empty.repeated(categoryCount))
+    {
+        Q_ASSERT(empty.startsWith(open) && empty.endsWith(close));
+    }
+
+    // The cells of a row of an activity in column (-1 for none) with the given duration.
+    template<typename Sink>
+    void write(Sink &out, int column, QStringView duration) const
+    {
+        const QStringView closeAndEmpties(m_closeAndEmpties);
+        const QStringView empties = closeAndEmpties.sliced(close.size());
+        if (column < 0) {
+            out.put(empties);
+            return;
+        }
+        out.put(empties.first(column * empty.size() + open.size()));
+        out.put(duration);
+        out.put(
+            closeAndEmpties.first(close.size() + (m_categoryCount - column - 1) * empty.size()));
+    }
+
+private:
+    static constexpr QStringView open = u"<td align=center bgcolor=#e0e0e0>";
+    static constexpr QStringView close = u"</td>";
+    inline static const QString empty
+        = QStringLiteral("<td align=center bgcolor=#e0e0e0>&nbsp;</td>");
+    qsizetype m_categoryCount;
+    QString m_closeAndEmpties;
+};
+
+// Gathers the small texts of a report into pieces of about PieceChars characters for whoever
+// takes them, so that they are called a few times per day rather than per cell. A text is
+// never split, so neither is a character.
+class Pieces
+{
+public:
+    static constexpr qsizetype PieceChars = 32 * 1024;
+    explicit Pieces(const std::function<void(QStringView)> &take)
+        : m_take(take)
+        , m_gathered(PieceChars, Qt::Uninitialized)
+    {}
+    void put(QStringView piece)
+    {
+        if (m_used + piece.size() > PieceChars)
+            flush();
+        if (piece.size() >= PieceChars) {
+            m_take(piece);
+            return;
+        }
+        std::memcpy(m_gathered.data() + m_used, piece.data(), size_t(piece.size()) * sizeof(QChar));
+        m_used += piece.size();
+    }
+    void flush()
+    {
+        if (m_used == 0)
+            return;
+        m_take(QStringView(m_gathered).first(m_used));
+        m_used = 0;
+    }
+
+private:
+    const std::function<void(QStringView)> &m_take;
+    QString m_gathered;
+    qsizetype m_used = 0;
+};
+
+// The other ways of writing a text: counting its characters, and copying them into a buffer
+// of that size, so that a long text never grows nor is copied again.
+struct Measure
+{
+    qsizetype length = 0;
+    void put(QStringView piece) { length += piece.size(); }
+};
+struct Copy
+{
+    explicit Copy(QChar *to)
+        : at(to)
+    {}
+    void put(QStringView piece)
+    {
+        std::memcpy(at, piece.data(), size_t(piece.size()) * sizeof(QChar));
+        at += piece.size();
+    }
+    QChar *at;
+};
+
+// The text writeAll(sink) writes, measured first and then copied.
+template<typename WriteAll>
+QString measuredAndCopied(const WriteAll &writeAll)
+{
+    Measure measure;
+    writeAll(measure);
+    QString text(measure.length, Qt::Uninitialized);
+    adviseHugePages(text);
+    Copy out(text.data());
+    writeAll(out);
+    Q_ASSERT(out.at == text.data() + text.size());
+    return text;
+}
+
 // The time sheet. A year of it is tens of millions of characters, and writing them is nearly
 // all of its cost: the page faults of a fresh buffer and the copying. So everything that
 // depends on more than one row, and every minute text, is made before it is written; writing
@@ -182,13 +284,11 @@ public:
         : m_report(report)
         , m_decimalHours(decimalHours)
         , m_minuteText(decimalHours)
+        , m_cells(qsizetype(report.categories.size()))
     {
         m_nameCells.reserve(report.activities.size());
         for (const ReportActivity &activity : report.activities)
             m_nameCells.push_back(nameCell(activity));
-        Q_ASSERT(emptyCell.startsWith(fullCellOpen) && emptyCell.endsWith(cellClose));
-        m_categoryCount = qsizetype(report.categories.size());
-        m_closeAndEmptyCells = cellClose.toString() + emptyCell.repeated(m_categoryCount);
         prepare();
     }
 
@@ -201,14 +301,7 @@ public:
         const auto madeBefore = [&days](size_t i) -> const DayTexts & {
             return days[i];
         };
-        Measure measure;
-        writeAll(measure, madeBefore);
-        QString text(measure.length, Qt::Uninitialized);
-        adviseHugePages(text);
-        Copy out(text.data());
-        writeAll(out, madeBefore);
-        Q_ASSERT(out.at == text.data() + text.size());
-        return text;
+        return measuredAndCopied([&](auto &out) { writeAll(out, madeBefore); });
     }
 
     // One pass, so a day's texts are made as it is written and let go of after it: a year's
@@ -227,56 +320,6 @@ private:
         QString open;
         QString spacer;
         QString totals;
-    };
-
-    // The ways of writing the text: counting its characters, copying them, handing them on.
-    struct Measure
-    {
-        qsizetype length = 0;
-        void put(QStringView piece) { length += piece.size(); }
-    };
-    struct Copy
-    {
-        explicit Copy(QChar *to)
-            : at(to)
-        {}
-        void put(QStringView piece)
-        {
-            std::memcpy(at, piece.data(), size_t(piece.size()) * sizeof(QChar));
-            at += piece.size();
-        }
-        QChar *at;
-    };
-    // Gathers the small pieces of a day into ones of about PieceChars characters, so that
-    // whoever takes them is called a few times per day rather than per cell.
-    struct Pieces
-    {
-        static constexpr qsizetype PieceChars = 32 * 1024;
-        explicit Pieces(const std::function<void(QStringView)> &to)
-            : take(to)
-            , gathered(PieceChars, Qt::Uninitialized)
-        {}
-        void put(QStringView piece)
-        {
-            if (used + piece.size() > PieceChars)
-                flush();
-            if (piece.size() >= PieceChars) {
-                take(piece);
-                return;
-            }
-            std::memcpy(gathered.data() + used, piece.data(), size_t(piece.size()) * sizeof(QChar));
-            used += piece.size();
-        }
-        void flush()
-        {
-            if (used == 0)
-                return;
-            take(QStringView(gathered).first(used));
-            used = 0;
-        }
-        const std::function<void(QStringView)> &take;
-        QString gathered;
-        qsizetype used = 0;
     };
 
     // Everything but the days' own texts, and every duration text a row shows.
@@ -321,18 +364,8 @@ private:
             if (r != day.firstRow)
                 out.put(u"<tr>");
             out.put(m_nameCells[size_t(row.activity)]);
-            // The activity's one duration in its category's column, the other columns empty.
             const int column = m_report.activities[size_t(row.activity)].column;
-            const QStringView closeAndEmpties(m_closeAndEmptyCells);
-            const QStringView empties = closeAndEmpties.sliced(cellClose.size());
-            if (column < 0) {
-                out.put(empties);
-            } else {
-                out.put(empties.first(column * emptyCell.size() + fullCellOpen.size()));
-                out.put(m_minuteText.made(row.minutes));
-                out.put(closeAndEmpties.first(cellClose.size()
-                                              + (m_categoryCount - column - 1) * emptyCell.size()));
-            }
+            m_cells.write(out, column, column < 0 ? QStringView() : m_minuteText.made(row.minutes));
             if (r == day.firstRow)
                 out.put(texts.spacer);
             out.put(u"</tr>");
@@ -344,8 +377,7 @@ private:
     bool m_decimalHours;
     MinuteTexts m_minuteText;
     std::vector<QString> m_nameCells; // per activity
-    qsizetype m_categoryCount = 0;
-    QString m_closeAndEmptyCells; // a cell's closing, then an empty cell per category
+    RowCells m_cells;
     const QLocale m_locale;
     QString m_head;
     QString m_foot;
@@ -353,47 +385,60 @@ private:
 
 } // namespace
 
-QString ReportHtml::summary(const ReportData &report, bool decimalHours)
+namespace {
+
+// The period summary: a row per shown activity with its time in its category's column, and the
+// period's totals per category.
+template<typename Sink>
+void writeSummary(Sink &out, const ReportData &report, bool decimalHours)
 {
     const size_t categoryCount = report.categories.size();
-    QString text = heading(ReportText::summaryMenuName(), report.from, report.to);
-    // Room for every cell at once (most are an empty one of 44 characters): a long report
-    // would otherwise be copied as it grows.
-    text.reserve(text.size()
-                 + qsizetype(report.rows.size() + 3) * qsizetype(categoryCount + 1) * 48);
-    text += QStringLiteral("<tr><td rowspan=2 bgcolor=#c0c0c0>&nbsp;</td>");
-    text += categoryHeads(report);
-    text += QStringLiteral("</tr><tr>");
+    out.put(heading(ReportText::summaryMenuName(), report.from, report.to));
+    out.put(u"<tr><td rowspan=2 bgcolor=#c0c0c0>&nbsp;</td>");
+    out.put(categoryHeads(report));
+    out.put(u"</tr><tr>");
     const QString unitCell = QStringLiteral("<td align=center bgcolor=#c0c0c0><font size=-1>")
                              + unitLabel(decimalHours) + QStringLiteral("</font></td>");
     for (size_t c = 0; c < categoryCount; ++c)
-        text += unitCell;
-    text += QStringLiteral("</tr>");
+        out.put(unitCell);
+    out.put(u"</tr>");
 
+    const RowCells cells{qsizetype(categoryCount)};
     for (const ReportRow &row : report.rows) {
         const ReportActivity &activity = report.activities[size_t(row.activity)];
-        text += QStringLiteral("<tr><td bgcolor=#c0c0c0>")
-                + shownName(activity.name, activity.obsolete) + QStringLiteral("</td>");
-        for (size_t c = 0; c < categoryCount; ++c) {
-            text += QStringLiteral("<td align=center bgcolor=#e0e0e0>");
-            if (int(c) == activity.column)
-                text += ReportText::formatMinutes(row.minutes, decimalHours);
-            else
-                text += QStringLiteral("&nbsp;");
-            text += QStringLiteral("</td>");
-        }
-        text += QStringLiteral("</tr>");
+        out.put(u"<tr>");
+        out.put(nameCell(activity));
+        cells.write(out, activity.column,
+                    activity.column < 0 ? QString()
+                                        : ReportText::formatMinutes(row.minutes, decimalHours));
+        out.put(u"</tr>");
     }
 
-    text += QStringLiteral("<tr><td bgcolor=#c0c0c0>") + ReportText::tr("Totals")
-            + QStringLiteral("</td>");
+    out.put(u"<tr><td bgcolor=#c0c0c0>");
+    out.put(ReportText::tr("Totals"));
+    out.put(u"</td>");
     for (const int m : report.totals) {
-        text += QStringLiteral("<td align=center bgcolor=#c0ffc0>")
-                + ReportText::formatMinutes(m, decimalHours) + QStringLiteral("</td>");
+        out.put(u"<td align=center bgcolor=#c0ffc0>");
+        out.put(ReportText::formatMinutes(m, decimalHours));
+        out.put(u"</td>");
     }
-    text += QStringLiteral("</tr>");
-    text += notes(report.obsoleteShown, report.runningLeftOut);
-    return text;
+    out.put(u"</tr>");
+    out.put(notes(report.obsoleteShown, report.runningLeftOut));
+}
+
+} // namespace
+
+QString ReportHtml::summary(const ReportData &report, bool decimalHours)
+{
+    return measuredAndCopied([&](auto &out) { writeSummary(out, report, decimalHours); });
+}
+
+void ReportHtml::handOnSummary(const ReportData &report, bool decimalHours,
+                               const std::function<void(QStringView)> &take)
+{
+    Pieces out(take);
+    writeSummary(out, report, decimalHours);
+    out.flush();
 }
 
 QString ReportHtml::timeSheet(const ReportData &report, bool decimalHours)

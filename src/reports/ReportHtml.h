@@ -15,8 +15,10 @@ namespace ReportHtml {
 
 QString summary(const ReportData &report, bool decimalHours);
 QString timeSheet(const ReportData &report, bool decimalHours);
-// The same time sheet handed on in pieces as it is written, each valid only during its call: a
-// long period's text, tens of megabytes, then never lies in memory whole.
+// The same texts handed on in pieces as they are written, each valid only during its call: a
+// long period's time sheet, tens of megabytes, then never lies in memory whole.
+void handOnSummary(const ReportData &report, bool decimalHours,
+                   const std::function<void(QStringView)> &take);
 void handOnTimeSheet(const ReportData &report, bool decimalHours,
                      const std::function<void(QStringView)> &take);
 
