@@ -215,6 +215,9 @@ public:
     {}
     void put(QStringView piece)
     {
+        // An empty text may have no characters at all to copy from.
+        if (piece.isEmpty())
+            return;
         if (m_used + piece.size() > PieceChars)
             flush();
         if (piece.size() >= PieceChars) {
@@ -252,6 +255,8 @@ struct Copy
     {}
     void put(QStringView piece)
     {
+        if (piece.isEmpty())
+            return;
         std::memcpy(at, piece.data(), size_t(piece.size()) * sizeof(QChar));
         at += piece.size();
     }
