@@ -82,6 +82,29 @@ QStringList piecesOf(const ReportData &report, bool decimal)
     return pieces;
 }
 
+// A long report handed on: in pieces of at most 32 768 characters, a few rather than one per
+// cell, that together are its whole text, longer than longerThan.
+void verifyHandedOn(const ReportData &report, bool decimal, const QString &whole,
+                    qsizetype longerThan)
+{
+    const QStringList pieces = piecesOf(report, decimal);
+    QCOMPARE(pieces.join(QString()), whole);
+    QVERIFY2(whole.size() > longerThan, qPrintable(QString::number(whole.size())));
+    QVERIFY(pieces.size() <= whole.size() / 16384);
+    for (const QString &piece : pieces)
+        QVERIFY2(!piece.isEmpty() && piece.size() <= 32768,
+                 qPrintable(QString::number(piece.size())));
+}
+
+// A single text longer than a piece is handed on as it is, after what was gathered before it.
+void verifyLongTextWhole(const ReportData &report, const QString &whole)
+{
+    const QStringList pieces = piecesOf(report, false);
+    QCOMPARE(pieces.join(QString()), whole);
+    QVERIFY(std::any_of(pieces.cbegin(), pieces.cend(),
+                        [](const QString &piece) { return piece.size() > 40000; }));
+}
+
 // Both builds of each report must give the same data and the expected text, whole and handed
 // on.
 void verifyBoth(const QuorvelDocument &doc, const QDate &from, const QDate &to, bool includeZero,
@@ -429,19 +452,12 @@ void TestReportText::timeSheetHandedOnInPieces()
         const ReportData sheet
             = ReportData::collect(doc, first, QDate(2025, 12, 31), true, ReportKind::TimeSheet);
         const QString whole = ReportHtml::timeSheet(sheet, decimal);
-        const QStringList pieces = piecesOf(sheet, decimal);
-        QCOMPARE(pieces.join(QString()), whole);
         QCOMPARE(whole,
                  ReportText::periodTimeSheet(doc, first, QDate(2025, 12, 31), true, decimal));
-        QVERIFY2(whole.size() > 5 * 32768, qPrintable(QString::number(whole.size())));
-        QVERIFY(pieces.size() <= whole.size() / 16384);
-        for (const QString &piece : pieces)
-            QVERIFY2(!piece.isEmpty() && piece.size() <= 32768,
-                     qPrintable(QString::number(piece.size())));
+        verifyHandedOn(sheet, decimal, whole, 5 * 32768);
     }
 
-    // A single text longer than a piece (a category's name in every column head) is handed on
-    // as it is, after what was gathered before it.
+    // A category's name longer than a piece, in every column head.
     QuorvelDocument wide;
     DocumentBuilder buildWide(wide);
     Activity *one = buildWide.activity(QStringLiteral("One"),
@@ -449,10 +465,7 @@ void TestReportText::timeSheetHandedOnInPieces()
     buildWide.task(one, QDateTime(first, QTime(9, 0)), QDateTime(first, QTime(10, 0)));
     buildWide.sortAll();
     const ReportData sheet = ReportData::collect(wide, first, first, false, ReportKind::TimeSheet);
-    const QStringList pieces = piecesOf(sheet, false);
-    QCOMPARE(pieces.join(QString()), ReportHtml::timeSheet(sheet, false));
-    QVERIFY(std::any_of(pieces.cbegin(), pieces.cend(),
-                        [](const QString &piece) { return piece.size() > 40000; }));
+    verifyLongTextWhole(sheet, ReportHtml::timeSheet(sheet, false));
 }
 
 // So does a summary, which is long with many activities.
@@ -480,13 +493,7 @@ void TestReportText::summaryHandedOnInPieces()
         const ReportData summary = ReportData::collect(doc, day, day, true, ReportKind::Summary);
         const QString whole = ReportHtml::summary(summary, decimal);
         QCOMPARE(whole, ReportText::periodSummary(doc, day, day, true, decimal));
-        const QStringList pieces = piecesOf(summary, decimal);
-        QCOMPARE(pieces.join(QString()), whole);
-        QVERIFY2(whole.size() > 4 * 32768, qPrintable(QString::number(whole.size())));
-        QVERIFY(pieces.size() <= whole.size() / 16384);
-        for (const QString &piece : pieces)
-            QVERIFY2(!piece.isEmpty() && piece.size() <= 32768,
-                     qPrintable(QString::number(piece.size())));
+        verifyHandedOn(summary, decimal, whole, 4 * 32768);
     }
 
     // A name longer than a piece goes on whole.
@@ -497,10 +504,7 @@ void TestReportText::summaryHandedOnInPieces()
     buildWide.task(one, QDateTime(day, QTime(9, 0)), QDateTime(day, QTime(10, 0)));
     buildWide.sortAll();
     const ReportData summary = ReportData::collect(wide, day, day, false, ReportKind::Summary);
-    const QStringList pieces = piecesOf(summary, false);
-    QCOMPARE(pieces.join(QString()), ReportHtml::summary(summary, false));
-    QVERIFY(std::any_of(pieces.cbegin(), pieces.cend(),
-                        [](const QString &piece) { return piece.size() > 40000; }));
+    verifyLongTextWhole(summary, ReportHtml::summary(summary, false));
 }
 
 namespace {
