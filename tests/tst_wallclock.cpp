@@ -230,12 +230,26 @@ void TestWallClock::steadyDaysAsLocalTimeHasThem()
     }
     // The zones with daylight saving that the test is run in have changed twice a year for
     // decades; UTC never changes.
-    static const QByteArrayList changing = {"Europe/Berlin", "America/New_York", "America/Havana",
-                                            "America/Santiago", "Australia/Lord_Howe"};
+    static const QByteArrayList changing
+        = {"Europe/Berlin",    "America/New_York", "America/Havana",
+           "America/Santiago", "America/St_Johns", "Australia/Lord_Howe"};
     if (changing.contains(zone))
         QVERIFY2(unsteadyFound >= 2 * 40, qPrintable(QString::number(unsteadyFound)));
     else if (zone == "UTC")
         QCOMPARE(unsteadyFound, 0);
+    // On 25 October 1987 St John's went back from 00:01 to 23:01 of the day before, whose
+    // last hour was seen twice although its midnight came once; and Apia skipped
+    // 30 December 2011 whole.
+    if (zone == "America/St_Johns") {
+        QVERIFY(!TaskTimeText::isSteadyDay(QDate(1987, 10, 24)));
+        QVERIFY(!TaskTimeText::isSteadyDay(QDate(1987, 10, 25)));
+        QVERIFY(TaskTimeText::isSteadyDay(QDate(1987, 10, 23)));
+        QVERIFY(TaskTimeText::isSteadyDay(QDate(1987, 10, 26)));
+    } else if (zone == "Pacific/Apia") {
+        QVERIFY(!TaskTimeText::isSteadyDay(QDate(2011, 12, 30)));
+        QVERIFY(TaskTimeText::isSteadyDay(QDate(2011, 12, 28)));
+        QVERIFY(TaskTimeText::isSteadyDay(QDate(2012, 1, 2)));
+    }
 }
 
 QUORVEL_TEST_GUILESS_MAIN(TestWallClock)

@@ -7,6 +7,7 @@
 #include "platform/Clock.h"
 #include "platform/TimeString.h"
 
+#include <algorithm>
 #include <ctime>
 
 TaskTimeText::Batch *TaskTimeText::s_current = nullptr;
@@ -68,41 +69,47 @@ const TaskTimeText::Batch::Day &TaskTimeText::Batch::day(const QDate &date)
 
 namespace {
 
-// The local time of a moment, as the C library has it.
-std::tm localParts(std::time_t moment)
+// The offset from UTC the C library gives a moment.
+long offsetAt(std::time_t moment)
 {
     std::tm parts = {};
     localtime_r(&moment, &parts);
-    return parts;
+    return parts.tm_gmtoff;
 }
 
-QDate dateOf(const std::tm &parts)
-{
-    return QDate(parts.tm_year + 1900, parts.tm_mon + 1, parts.tm_mday);
-}
-
-// The C library's answer, for a tenth of what QDateTime's costs: the day's midnight exists
-// and is its first moment (not the second of a repeated one), 86 399 seconds later the clock
-// shows the day's last second at the same offset, and the moment after is on a later day.
+// The C library's answer, for a tenth of what QDateTime's costs, from moments alone: no change
+// of offset skips or repeats a wall-clock time of the day. A change that could do so lies
+// between a day before the day's midnight read as UTC and two days after it (offsets stay
+// within 14 hours), so the offset is read there a day apart and, where it differs, the change
+// is narrowed to its second. No two changes fall within one day.
 bool steadyByLocalTime(const QDate &date)
 {
-    int year = 0;
-    int month = 0;
-    int day = 0;
-    date.getDate(&year, &month, &day);
-    std::tm parts = {};
-    parts.tm_year = year - 1900;
-    parts.tm_mon = month - 1;
-    parts.tm_mday = day;
-    parts.tm_isdst = -1;
-    const std::time_t midnight = std::mktime(&parts);
-    if (midnight == std::time_t(-1) || dateOf(parts) != date || parts.tm_hour != 0
-        || parts.tm_min != 0 || parts.tm_sec != 0)
-        return false;
-    const std::tm last = localParts(midnight + 24 * 60 * 60 - 1);
-    return dateOf(localParts(midnight - 1)) < date && dateOf(last) == date && last.tm_hour == 23
-           && last.tm_min == 59 && last.tm_sec == 59 && last.tm_gmtoff == parts.tm_gmtoff
-           && dateOf(localParts(midnight + 24 * 60 * 60)) > date;
+    // The zone as the environment names it now.
+    tzset();
+    constexpr std::time_t Day = 24 * 60 * 60;
+    const std::time_t wallMidnight
+        = std::time_t(date.toJulianDay() - QDate(1970, 1, 1).toJulianDay()) * Day;
+    std::time_t low = wallMidnight - Day;
+    long before = offsetAt(low);
+    for (int step = 0; step < 3; ++step, low += Day) {
+        const long after = offsetAt(low + Day);
+        if (after == before)
+            continue;
+        std::time_t changeLow = low;
+        std::time_t changeHigh = low + Day;
+        while (changeHigh - changeLow > 1) {
+            const std::time_t middle = changeLow + (changeHigh - changeLow) / 2;
+            (offsetAt(middle) == before ? changeLow : changeHigh) = middle;
+        }
+        // From the change on, the wall-clock times between the two readings of it are
+        // skipped (the clock went forward) or repeated (it went back).
+        const std::time_t from = changeHigh + std::min(before, after);
+        const std::time_t to = changeHigh + std::max(before, after);
+        if (from < wallMidnight + Day && to > wallMidnight)
+            return false;
+        before = after;
+    }
+    return true;
 }
 
 } // namespace
