@@ -255,6 +255,7 @@ private Q_SLOTS:
     void reportsEqualTheReportMenu();
     void reportsRefuseGigabytesOfText();
     void exportCsvAndJson();
+    void exportOfTimesOffThePlainYears();
     void longExportIsWrittenAsItIsMade();
     void dataFileCutShortWhileRead_data();
     void dataFileCutShortWhileRead();
@@ -1009,6 +1010,55 @@ void TestCli::reportsEqualTheReportMenu()
 
 // A long export goes out in pieces as it is made; a data file that fails to read after the
 // first piece leaves what went out, said to be incomplete.
+// A data file may hold times that are no times (a 13th month) or lie past the year 9999. The
+// export checks those, rather than writing their numbers as they stand: a start that is no
+// time is left empty, a year past 9999 written whole.
+void TestCli::exportOfTimesOffThePlainYears()
+{
+    TestEnvironment::wipe();
+    Configuration().setMode(Configuration::Personal);
+    QByteArray bytes;
+    {
+        QuorvelDocument doc;
+        DocumentBuilder build(doc);
+        Activity *coding
+            = build.activity(QStringLiteral("Coding"), build.category(QStringLiteral("Work")));
+        build.task(coding, at(17, 9, 0), at(17, 10, 0));
+        build.task(coding, at(18, 9, 0), at(18, 10, 0));
+        build.task(coding, at(19, 9, 0), at(19, 10, 30));
+        build.sortAll();
+        bytes = doc.getDocumentBytes();
+    }
+    // The 18th starts in a 13th month; the 19th's task lies in the year 12026.
+    const auto replaceOnce = [&bytes](const QByteArray &from, const QByteArray &to) {
+        QCOMPARE(bytes.count(from), 1);
+        bytes.replace(from, to);
+    };
+    replaceOnce("\n2026\n11\n18\n9\n0\n", "\n2026\n13\n18\n9\n0\n");
+    replaceOnce("\n2026\n11\n19\n9\n0\n2026\n11\n19\n10\n30\n",
+                "\n12026\n11\n19\n9\n0\n12026\n11\n19\n10\n30\n");
+    writeFile(QuorvelDocument::dataFilePath(), bytes);
+
+    Run run = quorvel({QStringLiteral("export")});
+    QCOMPARE(run.err, QByteArray());
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out, QByteArray("Activity,Category,Start,Stop,Minutes\r\n"
+                                 "Coding,Work,2026-11-17T09:00,2026-11-17T10:00,60\r\n"
+                                 "Coding,Work,,2026-11-18T10:00,0\r\n"
+                                 "Coding,Work,12026-11-19T09:00,12026-11-19T10:30,90\r\n"));
+    run = quorvel({QStringLiteral("export"), QStringLiteral("--format"), QStringLiteral("json")});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.out,
+             QByteArray("[\n"
+                        "{\"activity\":\"Coding\",\"category\":\"Work\",\"start\":"
+                        "\"2026-11-17T09:00\",\"stop\":\"2026-11-17T10:00\",\"minutes\":60},\n"
+                        "{\"activity\":\"Coding\",\"category\":\"Work\",\"start\":"
+                        "\"\",\"stop\":\"2026-11-18T10:00\",\"minutes\":0},\n"
+                        "{\"activity\":\"Coding\",\"category\":\"Work\",\"start\":"
+                        "\"12026-11-19T09:00\",\"stop\":\"12026-11-19T10:30\",\"minutes\":90}\n"
+                        "]\n"));
+}
+
 void TestCli::longExportIsWrittenAsItIsMade()
 {
     TestEnvironment::wipe();

@@ -42,16 +42,16 @@ char *putTwoDigits(char *p, int value)
 }
 
 // "2026-11-21T09:30" at p, written digit by digit: an export writes two of these per task. A
-// time as read is written from its numbers; only one that may not be a time is made a QDate
-// first. Nothing for a time that is not one. Returns the end.
-char *putIsoMinute(char *p, const DocumentFormat::WallClock &when)
+// time as read is written from its numbers; only one that may not be a time (plain false) is
+// made a QDate first. Nothing for a time that is not one. Returns the end.
+char *putIsoMinute(char *p, const DocumentFormat::WallClock &when, bool plain)
 {
     int year = when.year;
     int month = when.month;
     int day = when.day;
     int hour = when.hour;
     int minute = when.minute;
-    if (!when.isPlainlyValid()) {
+    if (!plain && !when.isPlainlyValid()) {
         const QDate date = when.date();
         const QTime time = when.time();
         if (when.isNull() || !date.isValid() || !time.isValid() || date.year() < 0)
@@ -136,13 +136,14 @@ public:
             return unusualTask(record);
         if (startDay < m_firstDay || startDay > m_lastDay)
             return true;
+        // Both times are plain here: they are written from their numbers without a check.
         if (stop.isNull())
-            writeRow(record, true, 0);
+            writeRow(record, true, 0, true);
         else if (startDay == stopDay && isSteadyDay(startDay, start.year, start.month, start.day))
-            writeRow(record, false, (secondOfDay(stop) - secondOfDay(start)) / 60);
+            writeRow(record, false, (secondOfDay(stop) - secondOfDay(start)) / 60, true);
         else
             writeRow(record, false,
-                     minutesBetween(start.date(), start.time(), stop.date(), stop.time()));
+                     minutesBetween(start.date(), start.time(), stop.date(), stop.time()), true);
         return true;
     }
 
@@ -198,22 +199,22 @@ private:
         const QTime stopTime = record.stop.time();
         const bool running = !(stopDate.isValid() && stopTime.isValid());
         writeRow(record, running,
-                 running ? 0 : minutesBetween(startDate, startTime, stopDate, stopTime));
+                 running ? 0 : minutesBetween(startDate, startTime, stopDate, stopTime), false);
         return true;
     }
 
     // The row after its activity's part, written in one piece: at most two times of 16
-    // characters, a number of 11 and 40 of punctuation.
-    void writeRow(const DocumentFormat::TaskRecord &record, bool running, int minutes)
+    // characters, a number of 11 and 40 of punctuation. Plain when both times are known to be.
+    void writeRow(const DocumentFormat::TaskRecord &record, bool running, int minutes, bool plain)
     {
         char rest[96];
-        char *p = putIsoMinute(rest, record.start);
+        char *p = putIsoMinute(rest, record.start, plain);
         if (m_json) {
             if (running) {
                 p = putText(p, "\",\"stop\":null,\"minutes\":null}");
             } else {
                 p = putText(p, "\",\"stop\":\"");
-                p = putIsoMinute(p, record.stop);
+                p = putIsoMinute(p, record.stop, plain);
                 p = putText(p, "\",\"minutes\":");
                 p = putNumber(p, minutes);
                 *p++ = '}';
@@ -221,7 +222,7 @@ private:
         } else {
             *p++ = ',';
             if (!running) {
-                p = putIsoMinute(p, record.stop);
+                p = putIsoMinute(p, record.stop, plain);
                 *p++ = ',';
                 p = putNumber(p, minutes);
             } else {
