@@ -87,8 +87,8 @@ bool steadyByLocalTime(const QDate &date)
     // The zone as the environment names it now.
     tzset();
     constexpr std::time_t Day = 24 * 60 * 60;
-    const std::time_t wallMidnight
-        = std::time_t(date.toJulianDay() - QDate(1970, 1, 1).toJulianDay()) * Day;
+    constexpr qint64 EpochJulianDay = 2440588; // 1970-01-01
+    const std::time_t wallMidnight = std::time_t(date.toJulianDay() - EpochJulianDay) * Day;
     std::time_t low = wallMidnight - Day;
     long before = offsetAt(low);
     for (int step = 0; step < 3; ++step, low += Day) {
