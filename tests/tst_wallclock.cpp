@@ -11,6 +11,7 @@
 #include "model/TaskTimeText.h"
 #include "platform/TimeString.h"
 
+#include <QScopeGuard>
 #include <QtTest>
 
 #include <algorithm>
@@ -94,6 +95,7 @@ private Q_SLOTS:
     void readTimesEqualTimesBuiltAtOnce();
     void withoutBatchSameAsSetStart();
     void steadyDaysAsLocalTimeHasThem();
+    void steadyDaysFollowTheZoneNamedNow();
 };
 
 void TestWallClock::init()
@@ -249,6 +251,41 @@ void TestWallClock::steadyDaysAsLocalTimeHasThem()
         QVERIFY(!TaskTimeText::isSteadyDay(QDate(2011, 12, 30)));
         QVERIFY(TaskTimeText::isSteadyDay(QDate(2011, 12, 28)));
         QVERIFY(TaskTimeText::isSteadyDay(QDate(2012, 1, 2)));
+    }
+}
+
+// A zone named anew in the same process is the one asked about from then on, for the days
+// asked about before as well: 2024 changed to summer time on 31 March in Berlin and on 10 March
+// in New York.
+void TestWallClock::steadyDaysFollowTheZoneNamedNow()
+{
+    const QByteArray zone = qgetenv("TZ");
+    const bool zoneSet = qEnvironmentVariableIsSet("TZ");
+    const auto restore = qScopeGuard([&] {
+        if (zoneSet)
+            qputenv("TZ", zone);
+        else
+            qunsetenv("TZ");
+        tzset();
+    });
+    const QDate berlinChange(2024, 3, 31);
+    const QDate newYorkChange(2024, 3, 10);
+    for (int round = 0; round < 2; ++round) {
+        qputenv("TZ", "Europe/Berlin");
+        QVERIFY(TaskTimeText::isSteadyDay(berlinChange.addDays(-1)));
+        QVERIFY(!TaskTimeText::isSteadyDay(berlinChange));
+        QVERIFY(TaskTimeText::isSteadyDay(berlinChange.addDays(1)));
+        QVERIFY(TaskTimeText::isSteadyDay(newYorkChange));
+
+        qputenv("TZ", "America/New_York");
+        QVERIFY(TaskTimeText::isSteadyDay(berlinChange.addDays(-1)));
+        QVERIFY(TaskTimeText::isSteadyDay(berlinChange));
+        QVERIFY(TaskTimeText::isSteadyDay(berlinChange.addDays(1)));
+        QVERIFY(!TaskTimeText::isSteadyDay(newYorkChange));
+
+        qputenv("TZ", "UTC");
+        QVERIFY(TaskTimeText::isSteadyDay(berlinChange));
+        QVERIFY(TaskTimeText::isSteadyDay(newYorkChange));
     }
 }
 

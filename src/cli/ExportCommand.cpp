@@ -9,6 +9,7 @@
 #include "model/TaskTimeText.h"
 #include "reports/ReportText.h"
 
+#include <array>
 #include <cstring>
 #include <limits>
 #include <vector>
@@ -33,12 +34,23 @@ char *putDigits(char *p, int value, int width)
     return p;
 }
 
+// "00" to "99" one after another: two digits are copied rather than worked out, as an export
+// writes ten pairs per task.
+constexpr auto DigitPairs = [] {
+    std::array<char, 200> pairs{};
+    for (int i = 0; i < 100; ++i) {
+        pairs[size_t(2 * i)] = char('0' + i / 10);
+        pairs[size_t(2 * i + 1)] = char('0' + i % 10);
+    }
+    return pairs;
+}();
+
 // Two digits of 0 to 99 at p.
 char *putTwoDigits(char *p, int value)
 {
-    *p++ = char('0' + value / 10);
-    *p++ = char('0' + value % 10);
-    return p;
+    Q_ASSERT(value >= 0 && value < 100);
+    std::memcpy(p, DigitPairs.data() + 2 * value, 2);
+    return p + 2;
 }
 
 // "2026-11-21T09:30" at p, written digit by digit: an export writes two of these per task. A

@@ -8,7 +8,10 @@
 #include "platform/TimeString.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdlib>
 #include <ctime>
+#include <string>
 
 TaskTimeText::Batch *TaskTimeText::s_current = nullptr;
 
@@ -77,6 +80,45 @@ long offsetAt(std::time_t moment)
     return parts.tm_gmtoff;
 }
 
+// The offsets at whole days from the epoch, kept while the environment names the same zone
+// (as the C library itself keeps the zone it read): the days of a history come one after
+// another, and each asks again for three of the four readings the day before asked for.
+class MidnightOffsets
+{
+public:
+    // Forgets what was read for another zone than the one named now.
+    void follow(const char *zone)
+    {
+        const bool named = zone != nullptr;
+        if (named == m_named && (!named || m_zone == zone))
+            return;
+        m_named = named;
+        m_zone = named ? std::string(zone) : std::string();
+        m_known.fill(false);
+    }
+
+    long at(std::time_t moment)
+    {
+        const size_t slot = size_t(moment / Day) % Slots;
+        if (!m_known[slot] || m_moments[slot] != moment) {
+            m_moments[slot] = moment;
+            m_offsets[slot] = offsetAt(moment);
+            m_known[slot] = true;
+        }
+        return m_offsets[slot];
+    }
+
+    static constexpr std::time_t Day = 24 * 60 * 60;
+
+private:
+    static constexpr size_t Slots = 8;
+    bool m_named = false;
+    std::string m_zone;
+    std::array<std::time_t, Slots> m_moments{};
+    std::array<long, Slots> m_offsets{};
+    std::array<bool, Slots> m_known{};
+};
+
 // The C library's answer, for a tenth of what QDateTime's costs, from moments alone: no change
 // of offset skips or repeats a wall-clock time of the day. A change that could do so lies
 // between a day before the day's midnight read as UTC and two days after it (offsets stay
@@ -86,13 +128,15 @@ bool steadyByLocalTime(const QDate &date)
 {
     // The zone as the environment names it now.
     tzset();
-    constexpr std::time_t Day = 24 * 60 * 60;
+    thread_local MidnightOffsets midnights;
+    midnights.follow(std::getenv("TZ"));
+    constexpr std::time_t Day = MidnightOffsets::Day;
     constexpr qint64 EpochJulianDay = 2440588; // 1970-01-01
     const std::time_t wallMidnight = std::time_t(date.toJulianDay() - EpochJulianDay) * Day;
     std::time_t low = wallMidnight - Day;
-    long before = offsetAt(low);
+    long before = midnights.at(low);
     for (int step = 0; step < 3; ++step, low += Day) {
-        const long after = offsetAt(low + Day);
+        const long after = midnights.at(low + Day);
         if (after == before)
             continue;
         std::time_t changeLow = low;
