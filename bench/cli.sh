@@ -20,8 +20,9 @@
 # read, collect, render, write); what the whole process takes beyond them is its start and end.
 #
 # Environment: QUORVEL (the binary), EMPTYQT (an empty Qt program built like it,
-# bench_emptyqt), QTLOADED (QtCore loaded with no application object, bench_qtloaded), PHASES (bench_clireport), GENERATOR (gen_dataset.py), YEAR (the report's
-# year, 2025), WARMUP (3), RUNS (20), MEM_RUNS (5).
+# bench_emptyqt), QTLOADED (QtCore loaded with no application object, bench_qtloaded), PHASES
+# (bench_clireport), GENERATOR (gen_dataset.py), YEAR (the report's year, 2025), WARMUP (3),
+# RUNS (20), MEM_RUNS (5).
 
 set -euo pipefail
 

@@ -11,6 +11,7 @@
 #include <array>
 #include <cstdlib>
 #include <ctime>
+#include <optional>
 #include <string>
 
 TaskTimeText::Batch *TaskTimeText::s_current = nullptr;
@@ -86,24 +87,25 @@ long offsetAt(std::time_t moment)
 class MidnightOffsets
 {
 public:
-    // Forgets what was read for another zone than the one named now.
-    void follow(const char *zone)
+    // Has the C library read the zone the environment names now, and forgets what was read for
+    // another one. The same name is not read again, by the library either.
+    void follow()
     {
-        const bool named = zone != nullptr;
-        if (named == m_named && (!named || m_zone == zone))
+        const char *zone = std::getenv("TZ");
+        if (m_followed && (zone ? m_zone && *m_zone == zone : !m_zone))
             return;
-        m_named = named;
-        m_zone = named ? std::string(zone) : std::string();
-        m_known.fill(false);
+        tzset();
+        m_followed = true;
+        m_zone = zone ? std::optional<std::string>(zone) : std::nullopt;
+        m_moments.fill(Unread);
     }
 
     long at(std::time_t moment)
     {
         const size_t slot = size_t(moment / Day) % Slots;
-        if (!m_known[slot] || m_moments[slot] != moment) {
+        if (m_moments[slot] != moment) {
             m_moments[slot] = moment;
             m_offsets[slot] = offsetAt(moment);
-            m_known[slot] = true;
         }
         return m_offsets[slot];
     }
@@ -112,11 +114,12 @@ public:
 
 private:
     static constexpr size_t Slots = 8;
-    bool m_named = false;
-    std::string m_zone;
+    // Never asked for: only midnights from 1970 on are.
+    static constexpr std::time_t Unread = -1;
+    bool m_followed = false;
+    std::optional<std::string> m_zone; // none while TZ is not set
     std::array<std::time_t, Slots> m_moments{};
     std::array<long, Slots> m_offsets{};
-    std::array<bool, Slots> m_known{};
 };
 
 // The C library's answer, for a tenth of what QDateTime's costs, from moments alone: no change
@@ -127,9 +130,8 @@ private:
 bool steadyByLocalTime(const QDate &date)
 {
     // The zone as the environment names it now.
-    tzset();
     thread_local MidnightOffsets midnights;
-    midnights.follow(std::getenv("TZ"));
+    midnights.follow();
     constexpr std::time_t Day = MidnightOffsets::Day;
     constexpr qint64 EpochJulianDay = 2440588; // 1970-01-01
     const std::time_t wallMidnight = std::time_t(date.toJulianDay() - EpochJulianDay) * Day;
